@@ -1,0 +1,27 @@
+#!/usr/bin/env bash
+# Installs the Debian 12 packages Kestrova builds, tests and runs with.
+# Idempotent: packages already present are not touched, and apt is not asked at all then.
+set -euo pipefail
+
+packages=(
+  cmake g++ make pkg-config git
+  qt6-base-dev libgl-dev           # QtCore/Gui/Widgets/Network/Test
+  libhivex-dev libhivex-bin        # registry hives (hivexsh is the independent reference)
+  libmsiecf-dev libbfio-dev libmsiecf-utils   # MSIE cache files; -dev needs libbfio-dev beside it
+  libsqlite3-dev sqlite3
+  libgtest-dev
+  xvfb xauth                       # a real display for screenshots and the GUI under CI
+)
+
+missing=()
+for p in "${packages[@]}"; do
+  dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
+done
+
+if [ ${#missing[@]} -gt 0 ]; then
+  sudo=""
+  [ "$(id -u)" -ne 0 ] && sudo="sudo"
+  echo "Installing: ${missing[*]}"
+  $sudo apt-get update -qq
+  DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -qq "${missing[@]}" >/dev/null
+fi

@@ -1,0 +1,48 @@
+// The two clocks the conversions compare, as calendar records, so tests can pin any moment.
+#pragma once
+
+#include <QDate>
+#include <cstdint>
+
+namespace kestrova {
+
+// A broken-down time as the system's calendar calls return it.
+struct CalendarRecord {
+    int year = 1970;
+    int month = 1;
+    int dayOfWeek = 4;  // 0 = Sunday
+    int day = 1;
+    int hour = 0;
+    int minute = 0;
+    int second = 0;
+    int millisecond = 0;
+};
+
+class Clock {
+public:
+    virtual ~Clock() = default;
+    virtual CalendarRecord localNow() const = 0;
+    virtual CalendarRecord utcNow() const = 0;
+    // The zone bias in force now (local minus UTC), which is what a FILETIME conversion applies
+    // whatever the date being converted.
+    virtual int64_t currentUtcOffsetSeconds() const = 0;
+    QDate today() const {
+        const CalendarRecord r = localNow();
+        return QDate(r.year, r.month, r.day);
+    }
+};
+
+// A clock standing still, for tests and for reproducible command-line runs.
+class FixedClock : public Clock {
+public:
+    FixedClock(CalendarRecord local, CalendarRecord utc) : local_(local), utc_(utc) {}
+    CalendarRecord localNow() const override { return local_; }
+    CalendarRecord utcNow() const override { return utc_; }
+    int64_t currentUtcOffsetSeconds() const override;
+
+private:
+    CalendarRecord local_;
+    CalendarRecord utc_;
+};
+
+}  // namespace kestrova

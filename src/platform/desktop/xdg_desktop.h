@@ -1,0 +1,19 @@
+// The local Linux desktop: the program's own folder, the XDG user folders, the temporary folder
+// and xdg-open as the "open" action.
+#pragma once
+
+#include "core/system/local_desktop.h"
+
+namespace kestrova {
+
+class XdgDesktop : public LocalDesktop {
+public:
+    QString programFolder() const override;
+    QString documentsFolder() const override;
+    QString desktopFolder() const override;
+    QString appDataFolder() const override;
+    QString tempFolder() const override;
+    void open(const QString& target) override;
+};
+
+}  // namespace kestrova

@@ -1,0 +1,42 @@
+// One registry hive file opened read-only through hivex, and its keys as core's RegistryKey.
+// hivex's conventions (0 with errno clear = not found, errno set = error) end here.
+#pragma once
+
+#include <QString>
+#include <QStringList>
+#include <memory>
+#include <optional>
+
+#include "core/registry/registry_backend.h"
+
+struct hive_h;
+
+namespace kestrova {
+
+class HiveFile : public std::enable_shared_from_this<HiveFile> {
+public:
+    using Node = size_t;
+
+    // The opened hive, or nullptr with the reason in *problem.
+    static std::shared_ptr<HiveFile> open(const QString& localPath, QString* problem = nullptr);
+    ~HiveFile();
+    HiveFile(const HiveFile&) = delete;
+    HiveFile& operator=(const HiveFile&) = delete;
+
+    Node root() const;
+    // A subkey by name, matched case-insensitively; nullopt when absent or unreadable.
+    std::optional<Node> child(Node node, const QString& name) const;
+    // Walks "\"-separated components from the root.
+    std::optional<Node> walk(const QStringList& components) const;
+    QStringList childNames(Node node) const;
+    QStringList valueNames(Node node) const;
+    std::optional<RegValueData> value(Node node, const QString& name) const;
+
+    std::unique_ptr<RegistryKey> key(Node node) const;
+
+private:
+    explicit HiveFile(hive_h* handle) : handle_(handle) {}
+    hive_h* handle_;
+};
+
+}  // namespace kestrova

@@ -1,0 +1,30 @@
+// Everything a front end needs to start examining a system, put together in one place: the local
+// desktop and clocks, the settings file beside the program, the chosen Windows system.
+#pragma once
+
+#include <memory>
+
+#include "core/settings/ini_file.h"
+#include "core/settings/os_api.h"
+#include "platform/clock/system_clock.h"
+#include "platform/desktop/xdg_desktop.h"
+#include "platform/system/source.h"
+#include "platform/system/volume_system.h"
+
+namespace kestrova {
+
+struct Environment {
+    XdgDesktop desktop;
+    SystemClock clock;
+    IniFile settings;
+    Source source;
+    std::unique_ptr<VolumeSystem> system;
+    std::unique_ptr<OsApi> os;
+
+    // The program folder's kr.ini, and the system chosen by the arguments, kr.ini or the sample.
+    static std::unique_ptr<Environment> create(const QString& cliRoot, const QString& cliUser);
+    // Switches to another analysed system.
+    void select(const Source& chosen);
+};
+
+}  // namespace kestrova

@@ -1,0 +1,24 @@
+// Which Windows system is examined: the command line's --root/--user first, then kr.ini section
+// "source" (keys "Root" and "User"), and otherwise the sample system generated beside the program.
+#pragma once
+
+#include <QString>
+
+#include "core/settings/ini_file.h"
+
+namespace kestrova {
+
+struct Source {
+    QString root;
+    QString user;
+    QString origin;  // "command line", "kr.ini" or "sample"
+};
+
+inline const QString kSourceSection = QStringLiteral("source");
+
+// cliRoot/cliUser empty when not given. A user named nowhere is the volume's default profile; a
+// named user is matched to a profile folder case-insensitively.
+Source chooseSource(const QString& cliRoot, const QString& cliUser, const IniFile& ini,
+                    const QString& sampleRoot);
+
+}  // namespace kestrova

@@ -1,0 +1,120 @@
+#include "platform/system/volume_system.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <algorithm>
+
+#include "core/registry/reg_api.h"
+
+namespace kestrova {
+namespace {
+
+const QStringList kProfileParents{QStringLiteral("Users"), QStringLiteral("Documents and Settings")};
+
+// "6.1" to (6, 1); nullopt when the text is not a version.
+std::optional<std::pair<uint32_t, uint32_t>> parseVersion(const QString& text) {
+    const QStringList parts = text.trimmed().split(QLatin1Char('.'));
+    if (parts.size() < 2) return std::nullopt;
+    bool okMajor = false, okMinor = false;
+    const uint32_t major = parts[0].toUInt(&okMajor);
+    const uint32_t minor = parts[1].toUInt(&okMinor);
+    if (!okMajor || !okMinor) return std::nullopt;
+    return std::make_pair(major, minor);
+}
+
+}  // namespace
+
+QStringList VolumeSystem::profiles(const QString& root) {
+    const WindowsVolume volume(root);
+    QStringList names;
+    for (const QString& parent : kProfileParents) {
+        for (const DirEntry& entry : volume.list(QStringLiteral("C:\\") + parent)) {
+            const QString hive = QStringLiteral("C:\\%1\\%2\\NTUSER.DAT").arg(parent, entry.name);
+            if (volume.resolve(hive) && !names.contains(entry.name, Qt::CaseInsensitive)) {
+                names.append(entry.name);
+            }
+        }
+    }
+    std::sort(names.begin(), names.end(), [](const QString& a, const QString& b) {
+        return a.compare(b, Qt::CaseInsensitive) < 0;
+    });
+    return names;
+}
+
+QString VolumeSystem::defaultProfile(const QString& root) {
+    const QStringList names = profiles(root);
+    return names.isEmpty() ? QString() : names.first();
+}
+
+VolumeSystem::VolumeSystem(const QString& root, const QString& user) : volume_(root), user_(user) {
+    for (const QString& parent : kProfileParents) {
+        const QString folder = QStringLiteral("C:\\%1\\%2").arg(parent, user);
+        if (!user.isEmpty() && volume_.resolve(folder + QStringLiteral("\\NTUSER.DAT"))) {
+            profileFolder_ = folder;
+            break;
+        }
+    }
+    HiveSet hives;
+    if (!profileFolder_.isEmpty()) {
+        hives.user = openHive(profileFolder_ + QStringLiteral("\\NTUSER.DAT"), QStringLiteral("user"));
+    } else {
+        notes_.append(QStringLiteral("user hive: no profile named \"%1\" with an NTUSER.DAT").arg(user));
+    }
+    hives.system = openHive(QStringLiteral("C:\\Windows\\System32\\config\\SYSTEM"), QStringLiteral("SYSTEM"));
+    hives.software = openHive(QStringLiteral("C:\\Windows\\System32\\config\\SOFTWARE"), QStringLiteral("SOFTWARE"));
+    registry_ = std::make_unique<HiveRegistry>(std::move(hives));
+    readRecords();
+}
+
+std::shared_ptr<HiveFile> VolumeSystem::openHive(const QString& windowsPath, const QString& label) {
+    const auto local = volume_.resolve(windowsPath);
+    if (!local) {
+        notes_.append(QStringLiteral("%1 hive: %2 not found").arg(label, windowsPath));
+        return nullptr;
+    }
+    QString problem;
+    auto hive = HiveFile::open(*local, &problem);
+    notes_.append(hive ? QStringLiteral("%1 hive: %2").arg(label, windowsPath)
+                       : QStringLiteral("%1 hive: %2 unreadable (%3)").arg(label, windowsPath, problem));
+    return hive;
+}
+
+void VolumeSystem::readRecords() {
+    const RegistryBackend& reg = *registry_;
+    if (auto key = reg.openKey(RootKey::LocalMachine,
+                               QStringLiteral("SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion"))) {
+        if (const auto text = stringValue(*key, QStringLiteral("CurrentVersion"))) {
+            if (const auto v = parseVersion(*text)) {
+                // Without a compatibility manifest Windows 8.1, 10 and 11 all say 6.2.
+                const bool clamp = v->first > 6 || (v->first == 6 && v->second > 2);
+                version_ = clamp ? VersionRecord{2, 6, 2} : VersionRecord{2, v->first, v->second};
+            }
+        }
+        if (const auto root = stringValue(*key, QStringLiteral("SystemRoot")); root && !root->isEmpty()) {
+            windowsDirectory_ = *root;
+        }
+    }
+    if (!version_) {
+        // Without a readable SOFTWARE hive the profile's place still tells the family apart:
+        // "Users" came with Vista, "Documents and Settings" is XP and older.
+        if (profileFolder_.startsWith(QLatin1String("C:\\Users"))) {
+            version_ = VersionRecord{2, 6, 1};
+            notes_.append(QStringLiteral("version: inferred from the profile folder"));
+        } else if (!profileFolder_.isEmpty()) {
+            version_ = VersionRecord{2, 5, 1};
+            notes_.append(QStringLiteral("version: inferred from the profile folder"));
+        }
+    }
+    if (auto key = reg.openKey(RootKey::LocalMachine, QStringLiteral(
+            "SYSTEM\\CurrentControlSet\\Control\\ComputerName\\ComputerName"))) {
+        computerName_ = stringValue(*key, QStringLiteral("ComputerName")).value_or(QString());
+    }
+    if (auto key = reg.openKey(RootKey::LocalMachine,
+                               QStringLiteral("SYSTEM\\CurrentControlSet\\Control\\Nls\\Language"))) {
+        bool ok = false;
+        const uint32_t id = stringValue(*key, QStringLiteral("Default")).value_or(QString()).toUInt(&ok, 16);
+        if (ok) localeId_ = id;
+    }
+}
+
+}  // namespace kestrova

@@ -1,0 +1,60 @@
+// The analysed system served from a Windows volume: a folder standing for C:\ and one user
+// profile in it. Hives are opened once, read-only, when the system is set up.
+#pragma once
+
+#include <QString>
+#include <QStringList>
+#include <memory>
+
+#include "core/system/analysed_system.h"
+#include "platform/hive/hive_registry.h"
+#include "platform/volume/windows_volume.h"
+
+namespace kestrova {
+
+class VolumeSystem : public AnalysedSystem {
+public:
+    // root: the local folder standing for C:\; user: the profile folder's name.
+    VolumeSystem(const QString& root, const QString& user);
+
+    // Profile names under Users\ and Documents and Settings\ that hold an NTUSER.DAT, by name.
+    static QStringList profiles(const QString& root);
+    // The profile to examine when none is named: the only one, else the first by name; "" if none.
+    static QString defaultProfile(const QString& root);
+
+    const RegistryBackend& registry() const override { return *registry_; }
+    std::optional<VersionRecord> versionRecord() const override { return version_; }
+    QString computerName() const override { return computerName_; }
+    QString profileName() const override { return user_; }
+    uint32_t systemLocaleId() const override { return localeId_; }
+    QString windowsDirectory() const override { return windowsDirectory_; }
+    QString systemDirectory() const override { return windowsDirectory_ + QStringLiteral("\\system32"); }
+    std::optional<QString> localPath(const QString& windowsPath) const override {
+        return volume_.resolve(windowsPath);
+    }
+    std::vector<DirEntry> listFolder(const QString& windowsFolder) const override {
+        return volume_.list(windowsFolder);
+    }
+
+    const WindowsVolume& volume() const { return volume_; }
+    // The Windows path of the profile folder, "" when the user has none on this volume.
+    const QString& profileFolder() const { return profileFolder_; }
+    // One line per hive: where it was found and whether it could be read.
+    const QStringList& notes() const { return notes_; }
+
+private:
+    std::shared_ptr<HiveFile> openHive(const QString& windowsPath, const QString& label);
+    void readRecords();
+
+    WindowsVolume volume_;
+    QString user_;
+    QString profileFolder_;
+    std::unique_ptr<HiveRegistry> registry_;
+    std::optional<VersionRecord> version_;
+    QString computerName_;
+    uint32_t localeId_ = 0;
+    QString windowsDirectory_ = QStringLiteral("C:\\Windows");
+    QStringList notes_;
+};
+
+}  // namespace kestrova

@@ -1,0 +1,132 @@
+// The clock conversions with their kept quirks, at pinned clocks: table-driven.
+#include <gtest/gtest.h>
+
+#include "core/common/runtime_error.h"
+#include "core/time/mod_covert.h"
+#include "core/time/mod_time_stamp.h"
+
+namespace kestrova {
+namespace {
+
+CalendarRecord at(int day, int hour, int minute, int month = 1, int year = 2020) {
+    return CalendarRecord{year, month, 0, day, hour, minute, 0, 0};
+}
+
+// A clock whose local time is UTC + hours.
+FixedClock offsetClock(double hours) {
+    const QDateTime utc(QDate(2020, 6, 15), QTime(12, 0), Qt::UTC);
+    const QDateTime local = utc.addSecs(static_cast<qint64>(hours * 3600));
+    return FixedClock(at(local.date().day(), local.time().hour(), local.time().minute(), 6),
+                      at(15, 12, 0, 6));
+}
+
+QString text(DateValue v) { return toDateTime(v).toString(QStringLiteral("yyyy-MM-dd HH:mm:ss")); }
+
+TEST(LocalTimeOffsetHours, ComparesDayOfMonthOnlyAndBorrowsForMinutes) {
+    struct Case { CalendarRecord local, utc; float hours; };
+    const Case cases[] = {
+        {at(15, 10, 15), at(15, 4, 45), 5.5f},
+        {at(14, 23, 0), at(15, 4, 30), -5.5f},
+        {at(15, 12, 0), at(15, 12, 0), 0.0f},
+        {at(1, 1, 0, 2), at(31, 23, 0, 1), -46.0f},  // month boundary: 48 hours off, kept
+        {at(15, 18, 15), at(15, 12, 30), 5.75f},
+    };
+    for (const Case& c : cases) {
+        FixedClock clock(c.local, c.utc);
+        EXPECT_FLOAT_EQ(ModTimeStamp(clock).LocalTimeOffsetHours(), c.hours);
+    }
+}
+
+TEST(IsLeapYear, FollowsTheGregorianRule) {
+    EXPECT_TRUE(ModTimeStamp::IsLeapYear(1972));
+    EXPECT_FALSE(ModTimeStamp::IsLeapYear(1970));
+    EXPECT_FALSE(ModTimeStamp::IsLeapYear(1900));
+    EXPECT_TRUE(ModTimeStamp::IsLeapYear(2000));
+}
+
+TEST(WrapDifference, BringsTheDifferenceIntoRange) {
+    EXPECT_EQ(ModTimeStamp::WrapDifference(45, 15, 60), 30);
+    EXPECT_EQ(ModTimeStamp::WrapDifference(15, 45, 60), 30);
+    EXPECT_EQ(ModTimeStamp::WrapDifference(20, 20, 60), 0);
+}
+
+TEST(UnixSecondsToLocalDate, WalksTheCalendarWithItsKeptQuirks) {
+    struct Case { double offset; double seconds; const char* expected; };
+    const Case cases[] = {
+        {0, 0, "1970-01-01 00:00:00"},
+        {0, 94651200, "1972-01-01 12:00:00"},     // 31 Dec 1972 (leap) becomes 1 Jan 1972
+        {2, 31528800, "1971-01-01 00:00:00"},
+        {-5, 0, "1970-12-31 19:00:00"},           // 1969 after the offset lands in 1970
+        {0, 951782400, "2000-02-29 00:00:00"},
+        {0, 1262304000.75, "2010-01-01 00:00:00"}, // fractions are dropped, never rounded up
+        {0, 1300000000, "2011-03-13 07:06:40"},
+        {5.5, 1300000000, "2011-03-13 12:36:40"},
+    };
+    for (const Case& c : cases) {
+        const FixedClock clock = offsetClock(c.offset);
+        EXPECT_EQ(text(ModTimeStamp(clock).UnixSecondsToLocalDate(c.seconds)), c.expected)
+            << c.seconds << " at offset " << c.offset;
+    }
+}
+
+TEST(WebKitMicrosecondsToLocalDate, StartsTheWalkIn1601) {
+    const FixedClock clock = offsetClock(0);
+    const ModTimeStamp stamps(clock);
+    EXPECT_EQ(text(stamps.WebKitMicrosecondsToLocalDate(11644473600000000.0)), "1970-01-01 00:00:00");
+    EXPECT_EQ(text(stamps.WebKitMicrosecondsToLocalDate(12940000000999000.0)), "2011-01-20 12:26:40");
+    EXPECT_EQ(text(stamps.WebKitMicrosecondsToLocalDate(0)), "1601-01-01 00:00:00");
+}
+
+TEST(UnixSecondsToLocalDate, YearOverflowIsARuntimeError) {
+    const FixedClock clock = offsetClock(0);
+    EXPECT_THROW(ModTimeStamp(clock).UnixSecondsToLocalDate(1e15), RuntimeError);
+    EXPECT_THROW(ModTimeStamp(clock).UnixSecondsToLocalDate(std::nan("")), RuntimeError);
+}
+
+TEST(PRTimeToText, GivesTheGeneralDateOrNothing) {
+    const FixedClock clock = offsetClock(-5);
+    const ModTimeStamp stamps(clock);
+    const ModCovert covert(stamps);
+    EXPECT_EQ(covert.PRTimeToText(QStringLiteral("0")), "");
+    EXPECT_EQ(covert.PRTimeToText(QString()), "");
+    EXPECT_EQ(covert.PRTimeToText(QStringLiteral("abc")), "");
+    EXPECT_EQ(covert.PRTimeToText(QStringLiteral("1")), "12/31/1970 7:00:00 PM");
+    // Midnight shows the date alone.
+    EXPECT_EQ(covert.PRTimeToText(QStringLiteral("18000000000")), "1/1/1970");
+    EXPECT_EQ(covert.PRTimeToText(QStringLiteral("1300000000123456")), "3/13/2011 2:06:40 AM");
+}
+
+TEST(SystemLocaleClass, SortsLocalesIntoThreeClasses) {
+    EXPECT_EQ(ModCovert::SystemLocaleClass(1041), "jan");
+    for (uint32_t id : {2052u, 1028u, 1042u, 2066u, 3076u, 4100u}) {
+        EXPECT_EQ(ModCovert::SystemLocaleClass(id), "asia") << id;
+    }
+    EXPECT_EQ(ModCovert::SystemLocaleClass(1033), "en");
+    EXPECT_EQ(ModCovert::SystemLocaleClass(0), "en");
+}
+
+TEST(TrimAtNull, CutsAtTheFirstNul) {
+    EXPECT_EQ(ModTimeStamp::TrimAtNull(QString("abc") + QChar(0) + "def"), "abc");
+    EXPECT_EQ(ModTimeStamp::TrimAtNull(QStringLiteral("abc")), "abc");
+}
+
+TEST(FileTimeToLocalDate, ShiftsTheStoredTimeOnEveryRead) {
+    const FixedClock clock = offsetClock(2);
+    FileTime stored{};
+    const uint64_t ticks = 116444736000000000ULL + 10000000ULL * 1300000000ULL + 9999999ULL;
+    stored.low = static_cast<uint32_t>(ticks);
+    stored.high = static_cast<uint32_t>(ticks >> 32);
+    EXPECT_EQ(text(FileTimeToLocalDate(stored, clock)), "2011-03-13 09:06:40");
+    EXPECT_EQ(text(FileTimeToLocalDate(stored, clock)), "2011-03-13 11:06:40");
+}
+
+TEST(GeneralDateText, UsesShortDateAndLongTimeOfTheLocale) {
+    EXPECT_EQ(generalDateText(makeDateValue(1970, 1, 1, 19, 0, 0)), "1/1/1970 7:00:00 PM");
+    EXPECT_EQ(generalDateText(makeDateValue(1970, 1, 1, 0, 0, 0)), "1/1/1970");
+    EXPECT_EQ(generalDateText(makeDateValue(1601, 1, 1, 6, 30, 0)), "1/1/1601 6:30:00 AM");
+    EXPECT_EQ(parseShortDate(QStringLiteral("11/21/2026")), QDate(2026, 11, 21));
+    EXPECT_FALSE(parseShortDate(QStringLiteral("not a date")).isValid());
+}
+
+}  // namespace
+}  // namespace kestrova

@@ -1,0 +1,28 @@
+// The built-in sample Windows 7 system: a folder tree standing for C:\ with one user, "alice",
+// the hives Windows keeps (her NTUSER.DAT, SYSTEM, SOFTWARE) and the traces a real user leaves.
+// It is what Kestrova shows when no other system is chosen, and the fixture most tests start from.
+#pragma once
+
+#include <QString>
+
+#include "hivewriter/hive_writer.h"
+
+namespace kestrova::tools {
+
+inline const QString kSampleUser = QStringLiteral("alice");
+inline const QString kSampleComputer = QStringLiteral("KESTROVA-SAMPLE");
+// Marks a folder as generated, so that regenerating may clear it.
+inline const QString kSampleMarker = QStringLiteral(".kestrova-sample");
+
+// The hives of the sample, each a starting point that tests may add to.
+HiveBuilder sampleUserHive(const QString& user = kSampleUser);
+HiveBuilder sampleSystemHive();
+HiveBuilder sampleSoftwareHive();
+
+// Lays out the whole sample system under dir (cleared first if it is an earlier sample).
+bool writeSampleSystem(const QString& dir, QString* error = nullptr);
+
+// Creates the profile folders (Desktop, Documents, AppData\...) of a user under root.
+bool makeProfileFolders(const QString& root, const QString& user);
+
+}  // namespace kestrova::tools
