@@ -1,9 +1,15 @@
-// kestrova-cli: the command-line front end.
+// kestrova-cli: the command-line front end. It runs the very readers the window runs, in one
+// shared session, so what one category leaves behind (the list mode) carries into the next
+// exactly as it does when categories are clicked one after another.
 //   kestrova-cli [--root DIR] [--user NAME] [--verbose] info
+//   kestrova-cli categories [--keys]
+//   kestrova-cli [--root DIR] [--user NAME] [--verbose] rows KEY... [--format tsv|csv|json]
 #include <QCoreApplication>
 #include <QTextStream>
 #include <cstdio>
 
+#include "cli/output.h"
+#include "core/app/session.h"
 #include "core/registry/reg_api.h"
 #include "platform/system/environment.h"
 
@@ -14,8 +20,68 @@ using namespace kestrova;
 int usage() {
     std::fprintf(stderr,
                  "usage: kestrova-cli [--root DIR] [--user NAME] [--verbose] COMMAND\n"
-                 "  info         the analysed system: root, user, version, names, shell folders\n");
+                 "  info                  the analysed system: root, user, version, names, shell folders\n"
+                 "  categories [--keys]   the category tree (or only the category keys)\n"
+                 "  rows KEY... [--format tsv|csv|json]\n"
+                 "                        runs the categories in order and prints columns, rows, panels\n");
     return 2;
+}
+
+// Where a reader would ask the user, the command line takes the default answer.
+class CliHost : public ReaderHost {
+public:
+    explicit CliHost(bool verbose) : verbose_(verbose) {}
+    void message(const QString& text) override { std::fprintf(stderr, "message: %s\n", qPrintable(text)); }
+    void diagnostic(const QString& text) override {
+        if (verbose_) std::fprintf(stderr, "%s\n", qPrintable(text));
+    }
+
+private:
+    bool verbose_;
+};
+
+int categories(QTextStream& out, bool keysOnly) {
+    if (keysOnly) {
+        out << categoryKeys().join(' ') << '\n';
+        return 0;
+    }
+    for (const Category& c : catalogue()) {
+        if (c.isGroup()) {
+            out << c.key << '\t' << c.caption << '\n';
+            continue;
+        }
+        QStringList columns;
+        for (const ColumnSpec& col : c.columns) columns.append(QString::fromLatin1(col.text));
+        out << "  " << c.key << '\t' << c.caption << '\t' << columns.join(QStringLiteral(" | ")) << '\n';
+    }
+    return 0;
+}
+
+int rows(Environment& env, QTextStream& out, QStringList args, bool verbose) {
+    cli::Format format = cli::Format::Tsv;
+    QStringList keys;
+    for (int i = 0; i < args.size(); ++i) {
+        if (args[i] == QLatin1String("--format") && i + 1 < args.size()) {
+            const QString f = args[++i];
+            if (f == QLatin1String("csv")) format = cli::Format::Csv;
+            else if (f == QLatin1String("json")) format = cli::Format::Json;
+            else if (f != QLatin1String("tsv")) return usage();
+        } else {
+            keys.append(args[i]);
+        }
+    }
+    if (keys.isEmpty()) return usage();
+    CliHost host(verbose);
+    Session session(*env.os, env.clock, host);
+    QList<cli::CategoryOutput> printed;
+    for (const QString& key : keys) {
+        if (!session.select(key)) {
+            std::fprintf(stderr, "kestrova-cli: %s runs no reader; the list is left as it was\n", qPrintable(key));
+        }
+        printed.append(cli::snapshot(key, session.list));
+    }
+    cli::print(out, format, printed);
+    return 0;
 }
 
 QString visible(QString text) { return text.replace(QChar(0), QStringLiteral("\\0")); }
@@ -67,9 +133,12 @@ int main(int argc, char** argv) {
     }
     if (rest.isEmpty()) return usage();
 
-    auto env = Environment::create(root, user);
     QTextStream out(stdout);
     const QString command = rest.takeFirst();
+    if (command == QLatin1String("categories")) return categories(out, rest.contains(QLatin1String("--keys")));
+    auto env = Environment::create(root, user);
     if (command == QLatin1String("info")) return info(*env, out, verbose);
+    if (command == QLatin1String("categories")) return categories(out, rest.contains(QLatin1String("--keys")));
+    if (command == QLatin1String("rows")) return rows(*env, out, rest, verbose);
     return usage();
 }

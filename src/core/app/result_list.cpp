@@ -1,0 +1,82 @@
+#include "core/app/result_list.h"
+
+#include <algorithm>
+#include <numeric>
+
+namespace kestrova {
+
+void ResultList::clearRows() {
+    text_.clear();
+    text_.shrink_to_fit();
+    cellStart_.clear();
+    cellStart_.shrink_to_fit();
+    rowFirstCell_.clear();
+    rowFirstCell_.shrink_to_fit();
+    changed();
+}
+
+void ResultList::clearColumns() {
+    columns_.clear();
+    changed();
+}
+
+void ResultList::addColumn(const QString& text, int widthTwips) {
+    columns_.push_back({text, widthTwips});
+    changed();
+}
+
+void ResultList::addRow(const QStringList& cells) {
+    rowFirstCell_.push_back(static_cast<uint32_t>(cellStart_.size()));
+    for (const QString& cell : cells) {
+        cellStart_.push_back(static_cast<uint32_t>(text_.size()));
+        text_.append(reinterpret_cast<const char16_t*>(cell.utf16()), static_cast<size_t>(cell.size()));
+    }
+    if (cells.isEmpty()) cellStart_.push_back(static_cast<uint32_t>(text_.size()));
+}
+
+QStringView ResultList::cell(int row, int column) const {
+    if (row < 0 || row >= rowCount() || column < 0) return {};
+    const size_t first = rowFirstCell_[static_cast<size_t>(row)];
+    const size_t end = static_cast<size_t>(row) + 1 < rowFirstCell_.size()
+                           ? rowFirstCell_[static_cast<size_t>(row) + 1]
+                           : cellStart_.size();
+    const size_t index = first + static_cast<size_t>(column);
+    if (index >= end) return {};
+    const size_t from = cellStart_[index];
+    const size_t to = index + 1 < cellStart_.size() ? cellStart_[index + 1] : text_.size();
+    return QStringView(text_.data() + from, static_cast<qsizetype>(to - from));
+}
+
+QStringList ResultList::row(int row) const {
+    QStringList cells;
+    for (int c = 0; c < static_cast<int>(std::max<size_t>(columns_.size(), 1)); ++c) {
+        cells.append(cell(row, c).toString());
+    }
+    return cells;
+}
+
+std::vector<uint32_t> ResultList::sortedOrder(int column) const {
+    std::vector<uint32_t> order(static_cast<size_t>(rowCount()));
+    std::iota(order.begin(), order.end(), 0u);
+    std::stable_sort(order.begin(), order.end(), [&](uint32_t a, uint32_t b) {
+        return cell(static_cast<int>(a), column).compare(cell(static_cast<int>(b), column), Qt::CaseInsensitive) < 0;
+    });
+    return order;
+}
+
+void ResultList::setPanel1(const QString& text) {
+    panel1_ = text;
+    changed();
+}
+
+void ResultList::setPanel2(const QString& text) {
+    panel2_ = text;
+    changed();
+}
+
+void ResultList::setVisible(bool visible) {
+    visible_ = visible;
+    changed();
+}
+
+}  // namespace kestrova

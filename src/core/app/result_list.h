@@ -1,0 +1,72 @@
+// ResultList: the content of the main window's list: column headers with widths in twips, rows
+// of text cells and the two status-bar panels. Rows are stored compactly (all text in one
+// buffer, one offset per cell) because a category can hold a million rows.
+#pragma once
+
+#include <QString>
+#include <QStringList>
+#include <QStringView>
+#include <cstdint>
+#include <functional>
+#include <vector>
+
+namespace kestrova {
+
+struct Column {
+    QString text;
+    int widthTwips = 0;
+};
+
+inline const QString kTotalRecords = QStringLiteral("Total Records: ");
+
+class ResultList {
+public:
+    void clearRows();
+    void clearColumns();
+    void addColumn(const QString& text, int widthTwips);
+    // A row: its own text first, then its sub-items; missing trailing cells read as empty.
+    void addRow(const QStringList& cells);
+    void addRow(const QString& text) { addRow(QStringList{text}); }
+
+    const std::vector<Column>& columns() const { return columns_; }
+    int rowCount() const { return static_cast<int>(rowFirstCell_.size()); }
+    QStringView cell(int row, int column) const;
+    QStringList row(int row) const;
+
+    // The rows in the order a click on that column's header sorts them (case-insensitive,
+    // ties kept in insertion order).
+    std::vector<uint32_t> sortedOrder(int column) const;
+
+    const QString& panel1() const { return panel1_; }
+    const QString& panel2() const { return panel2_; }
+    void setPanel1(const QString& text);
+    void setPanel2(const QString& text);
+    // Panel 2 from the rows the list holds now, never from a reader's own count.
+    void showCount() { setPanel2(kTotalRecords + QString::number(rowCount())); }
+
+    // Readers hide the list while they fill it; a view redraws when it is shown again.
+    bool visible() const { return visible_; }
+    void setVisible(bool visible);
+
+    // Called after any change a view must redraw for (columns, cleared rows, shown again,
+    // panels). Rows added while hidden are announced by showing the list.
+    void setListener(std::function<void()> listener) { listener_ = std::move(listener); }
+
+    size_t textBytes() const { return text_.size() * sizeof(char16_t); }
+
+private:
+    void changed() {
+        if (listener_) listener_();
+    }
+
+    std::vector<Column> columns_;
+    std::u16string text_;                 // every cell's text, back to back
+    std::vector<uint32_t> cellStart_;     // offset of each cell in text_
+    std::vector<uint32_t> rowFirstCell_;  // index of each row's first cell in cellStart_
+    QString panel1_;
+    QString panel2_;
+    bool visible_ = true;
+    std::function<void()> listener_;
+};
+
+}  // namespace kestrova
