@@ -4,6 +4,8 @@
 #include <QFile>
 #include <utility>
 
+#include "mksample/shell_items.h"
+
 namespace kestrova::tools {
 namespace {
 
@@ -82,6 +84,94 @@ HiveBuilder sampleSoftwareHive() {
     return hive;
 }
 
+void addWindowsHistory(HiveBuilder& hive, const QString& user) {
+    const QString explorer = QStringLiteral("Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\");
+    const QString profile = QStringLiteral("C:\\Users\\") + user;
+    const QString docs = profile + QStringLiteral("\\Documents");
+
+    const QString run = explorer + QStringLiteral("RunMRU");
+    hive.sz(run, QStringLiteral("a"), QStringLiteral("cmd\\1"))
+        .sz(run, QStringLiteral("b"), QStringLiteral("notepad ") + docs + QStringLiteral("\\todo.txt\\1"))
+        .sz(run, QStringLiteral("c"), QStringLiteral("\\\\fileserver\\projects\\1"))
+        .sz(run, QStringLiteral("MRUList"), QStringLiteral("cab"));
+
+    const QString typedUrls = QStringLiteral("Software\\Microsoft\\Internet Explorer\\TypedURLs");
+    const char* urls[] = {"http://www.example.com/", "http://intranet.corp.example/timesheets/",
+                          "https://mail.example.org/", "kestrova.example"};
+    for (int i = 0; i < 4; ++i) hive.sz(typedUrls, QStringLiteral("url%1").arg(i + 1), QLatin1String(urls[i]));
+
+    const QString typedPaths = explorer + QStringLiteral("TypedPaths");
+    hive.sz(typedPaths, QStringLiteral("url1"), docs + QStringLiteral("\\Budget"))
+        .sz(typedPaths, QStringLiteral("url2"), QStringLiteral("\\\\fileserver\\projects"));
+
+    const QString wordWheel = explorer + QStringLiteral("WordWheelQuery");
+    hive.binary(wordWheel, QStringLiteral("MRUListEx"), QByteArray::fromHex("01000000" "00000000" "ffffffff"))
+        .binary(wordWheel, QStringLiteral("0"), utf16z(QStringLiteral("budget")))
+        .binary(wordWheel, QStringLiteral("1"), utf16z(QStringLiteral("holiday photos")));
+    // A profile carried over from XP keeps its Search Assistant list.
+    hive.sz(QStringLiteral("Software\\Microsoft\\Search Assistant\\ACMru\\5603"), QStringLiteral("000"),
+            QStringLiteral("*.xls"));
+
+    const QString openSave = explorer + QStringLiteral("ComDlg32\\OpenSavePidlMRU\\");
+    const std::pair<const char*, QStringList> files[] = {
+        {"docx", {docs + QStringLiteral("\\Quarterly report.docx"), docs + QStringLiteral("\\letter.docx")}},
+        {"jpg", {profile + QStringLiteral("\\Pictures\\beach.jpg")}},
+        {"xlsx", {docs + QStringLiteral("\\Budget\\budget-2012.xlsx")}},
+    };
+    int all = 0;
+    for (const auto& [ext, paths] : files) {
+        QByteArray order;
+        for (int i = 0; i < paths.size(); ++i) {
+            hive.binary(openSave + QLatin1String(ext), QString::number(i), openSaveValue(paths[i]));
+            hive.binary(openSave + QStringLiteral("*"), QString::number(all++), openSaveValue(paths[i]));
+            order += QByteArray::fromHex(QByteArray::number(i, 16).rightJustified(2, '0') + "000000");
+        }
+        hive.binary(openSave + QLatin1String(ext), QStringLiteral("MRUListEx"), order + QByteArray::fromHex("ffffffff"));
+    }
+    hive.binary(openSave + QStringLiteral("*"), QStringLiteral("MRUListEx"),
+                QByteArray::fromHex("00000000010000000200000003000000ffffffff"));
+
+    const QString lastVisited = explorer + QStringLiteral("ComDlg32\\LastVisitedPidlMRU");
+    hive.binary(lastVisited, QStringLiteral("MRUListEx"), QByteArray::fromHex("010000000000000002000000ffffffff"))
+        .binary(lastVisited, QStringLiteral("0"), programAndFolderValue(QStringLiteral("WINWORD.EXE"), docs))
+        .binary(lastVisited, QStringLiteral("1"),
+                programAndFolderValue(QStringLiteral("EXCEL.EXE"), docs + QStringLiteral("\\Budget")))
+        .binary(lastVisited, QStringLiteral("2"),
+                programAndFolderValue(QStringLiteral("mspaint.exe"), profile + QStringLiteral("\\Pictures")));
+
+    const QString firstFolder = explorer + QStringLiteral("ComDlg32\\FirstFolder");
+    hive.binary(firstFolder, QStringLiteral("MRUListEx"), QByteArray::fromHex("00000000ffffffff"))
+        .binary(firstFolder, QStringLiteral("0"),
+                programAndFolderValue(QStringLiteral("C:\\Program Files\\Microsoft Office\\Office14\\WINWORD.EXE"), docs));
+}
+
+void addUsbDevices(HiveBuilder& hive) {
+    for (const QString& set : {QStringLiteral("ControlSet001"), QStringLiteral("ControlSet002")}) {
+        const QString usb = set + QStringLiteral("\\Enum\\USBSTOR\\");
+        hive.sz(usb + QStringLiteral("Disk&Ven_SanDisk&Prod_Cruzer_Blade&Rev_1.26\\4C530001230516117385&0"),
+                QStringLiteral("FriendlyName"), QStringLiteral("SanDisk Cruzer Blade USB Device"))
+            .sz(usb + QStringLiteral("Disk&Ven_Kingston&Prod_DataTraveler_3.0&Rev_PMAP\\60A44C3FAE2DBF91A9A701D5&0"),
+                QStringLiteral("FriendlyName"), QStringLiteral("Kingston DataTraveler 3.0 USB Device"))
+            // An instance whose driver never finished installing has no FriendlyName.
+            .sz(usb + QStringLiteral("Disk&Ven_Kingston&Prod_DataTraveler_3.0&Rev_PMAP\\7C9A1E2B00000001&0"),
+                QStringLiteral("DeviceDesc"), QStringLiteral("@disk.inf,%disk_devdesc%;Disk drive"));
+    }
+}
+
+bool addRecentItems(const QString& root, const QString& user) {
+    const QString recent = root + QStringLiteral("/Users/") + user + QStringLiteral("/AppData/Roaming/Microsoft/Windows/Recent/");
+    // A shell link starts with its header size and class id; the readers never look inside.
+    const QByteArray link = QByteArray::fromHex("4c0000000114020000000000c000000000000046");
+    bool ok = true;
+    for (const char* name : {"Quarterly report.docx.lnk", "budget-2012.xlsx.lnk", "Budget.lnk", "beach.jpg.lnk"}) {
+        ok = writeFile(recent + QLatin1String(name), link) && ok;
+    }
+    ok = writeFile(recent + QStringLiteral("index.dat"), QByteArray("Client UrlCache MMF Ver 5.2")) && ok;
+    ok = QDir().mkpath(recent + QStringLiteral("AutomaticDestinations")) && ok;
+    ok = writeFile(recent + QStringLiteral("AutomaticDestinations/1b4dd67f29cb1962.automaticDestinations-ms"), "x") && ok;
+    return ok;
+}
+
 bool makeProfileFolders(const QString& root, const QString& user) {
     const QString profile = root + QStringLiteral("/Users/") + user;
     bool ok = true;
@@ -115,13 +205,18 @@ bool writeSampleSystem(const QString& dir, QString* error) {
     QDir().mkpath(root + QStringLiteral("/Users/Default"));
     QDir().mkpath(root + QStringLiteral("/Users/Public/Documents"));
 
+    HiveBuilder user = sampleUserHive();
+    addWindowsHistory(user);
+    HiveBuilder system = sampleSystemHive();
+    addUsbDevices(system);
     QString why;
-    if (!sampleUserHive().write(root + QStringLiteral("/Users/alice/NTUSER.DAT"), &why) ||
+    if (!user.write(root + QStringLiteral("/Users/alice/NTUSER.DAT"), &why) ||
         !HiveBuilder().key(QStringLiteral("Software")).write(root + QStringLiteral("/Users/Default/NTUSER.DAT"), &why) ||
-        !sampleSystemHive().write(config + QStringLiteral("/SYSTEM"), &why) ||
+        !system.write(config + QStringLiteral("/SYSTEM"), &why) ||
         !sampleSoftwareHive().write(config + QStringLiteral("/SOFTWARE"), &why)) {
         return fail(why);
     }
+    if (!addRecentItems(root)) return fail(QStringLiteral("cannot write the Recent folder"));
     if (!writeFile(root + QLatin1Char('/') + kSampleMarker,
                    "Generated by kestrova-mksample; safe to delete and regenerate.\n")) {
         return fail(QStringLiteral("cannot write the marker file"));

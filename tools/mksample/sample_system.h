@@ -19,6 +19,14 @@ HiveBuilder sampleUserHive(const QString& user = kSampleUser);
 HiveBuilder sampleSystemHive();
 HiveBuilder sampleSoftwareHive();
 
+// What a Windows 7 user leaves in the registry: Run box, typed addresses and paths, searches,
+// Open/Save and last-visited dialog lists, first folders.
+void addWindowsHistory(HiveBuilder& userHive, const QString& user = kSampleUser);
+// Two USB storage devices ever attached, one of whose instances has no friendly name.
+void addUsbDevices(HiveBuilder& systemHive);
+// The Recent folder's shortcuts, a subfolder and an index.dat that must not be listed.
+bool addRecentItems(const QString& root, const QString& user = kSampleUser);
+
 // Lays out the whole sample system under dir (cleared first if it is an earlier sample).
 bool writeSampleSystem(const QString& dir, QString* error = nullptr);
 

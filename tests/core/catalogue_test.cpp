@@ -1,0 +1,81 @@
+// The catalogue: the tree as shipped, the dispatch with its hidden keys, the double-click
+// targets, and a group selection that leaves the list alone.
+#include <gtest/gtest.h>
+
+#include "core/app/catalogue.h"
+#include "support/reader_fixture.h"
+
+namespace kestrova {
+namespace {
+
+TEST(Catalogue, HoldsFourGroupsAndTwentyTwoCategoriesInTreeOrder) {
+    QStringList keys, captions;
+    for (const Category& c : catalogue()) {
+        keys.append(c.key);
+        captions.append(c.caption);
+    }
+    EXPECT_EQ(keys.join(' '), "root root2 root3 root4 a1 a2 a3 a4 b1 b2 b3 b4 b5 b6 b7 b8 c1 c2 c3 c4 c5 d1 d2 d3 d4 d5");
+    EXPECT_EQ(captions[0], "Internet Explorer ");
+    EXPECT_EQ(findCategory("d4")->caption, QString("Top Visted Sites"));
+    EXPECT_EQ(findCategory("b8")->columns.front().text, QString("Type Paths (Windows 7)"));
+    EXPECT_EQ(QString(findCategory("c5")->columns[1].text), "Value ");
+    EXPECT_EQ(categoryKeys().size(), 22);
+    for (const char* key : {"b5", "b6", "b7", "b8"}) EXPECT_FALSE(findCategory(key)->writesCount) << key;
+}
+
+TEST(Catalogue, DispatchKnowsHiddenKeysButGroupsRunNothing) {
+    EXPECT_NE(dispatch("e1"), nullptr);
+    for (const char* key : {"root", "root2", "e2", "e3", "e4", "A1", "zz", ""}) EXPECT_EQ(dispatch(key), nullptr) << key;
+}
+
+class OpenTargets : public test::ReaderFixture {};
+
+TEST_F(OpenTargets, FollowTheCategoryNotTheRow) {
+    volume_.userHive(tools::sampleUserHive());
+    Session& s = open();
+    s.list.addColumn("URL", 5000);
+    s.list.addRow(QStringList{"http://a.example/", "Title A"});
+    s.list.addRow(QStringList{"http://b.example/"});
+    EXPECT_EQ(openTarget(*findCategory("a1"), s.list, 0, *os_), "Title A");
+    EXPECT_EQ(openTarget(*findCategory("a1"), s.list, 1, *os_), "");
+    EXPECT_EQ(openTarget(*findCategory("a2"), s.list, 1, *os_), "http://b.example/");
+    EXPECT_EQ(openTarget(*findCategory("a3"), s.list, 1, *os_), "C:\\Users\\alice\\AppData\\Roaming\\Microsoft\\Windows\\Cookies");
+    for (const char* key : {"b2", "b3", "b4", "b8", "c2", "d4", "d5", "root"}) {
+        EXPECT_FALSE(openTarget(*findCategory(key), s.list, 0, *os_)) << key;
+    }
+}
+
+TEST_F(OpenTargets, SelectingAGroupLeavesListAndPanelsAlone) {
+    volume_.userHive(tools::sampleUserHive());
+    Session& s = open();
+    s.select("b3");
+    s.list.setPanel1("kept");
+    EXPECT_FALSE(s.select("root2"));
+    EXPECT_FALSE(s.select("e2"));
+    EXPECT_EQ(s.list.panel1(), "kept");
+    EXPECT_EQ(s.list.panel2(), "Total Records: 0");
+    EXPECT_EQ(s.list.columns().front().text, "Start Menu Run History");
+}
+
+TEST(ResultList, StoresRowsCompactlyAndSortsCaseInsensitivelyKeepingTies) {
+    ResultList list;
+    list.addColumn("A", 100);
+    list.addColumn("B", 100);
+    list.addRow(QStringList{"b", "2"});
+    list.addRow(QStringList{"A", "1"});
+    list.addRow(QStringList{"a"});
+    list.addRow(QStringList{});
+    EXPECT_EQ(list.rowCount(), 4);
+    EXPECT_EQ(list.cell(0, 1), QString("2"));
+    EXPECT_EQ(list.cell(2, 1), QString(""));
+    EXPECT_EQ(list.cell(3, 0), QString(""));
+    EXPECT_EQ(list.cell(9, 0), QString(""));
+    EXPECT_EQ(list.sortedOrder(0), (std::vector<uint32_t>{3, 1, 2, 0}));
+    list.showCount();
+    EXPECT_EQ(list.panel2(), "Total Records: 4");
+    list.clearRows();
+    EXPECT_EQ(list.rowCount(), 0);
+}
+
+}  // namespace
+}  // namespace kestrova
