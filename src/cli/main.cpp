@@ -72,7 +72,7 @@ int rows(Environment& env, QTextStream& out, QStringList args, bool verbose) {
     }
     if (keys.isEmpty()) return usage();
     CliHost host(verbose);
-    Session session(*env.os, env.clock, host);
+    Session session(*env.os, *env.clock, host);
     QList<cli::CategoryOutput> printed;
     for (const QString& key : keys) {
         if (!session.select(key)) {

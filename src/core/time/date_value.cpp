@@ -71,6 +71,8 @@ QDate parseShortDate(const QString& text, const QLocale& locale) {
     const QString trimmed = text.trimmed();
     QDate date = locale.toDate(trimmed, shortDateFormat(locale));
     if (!date.isValid()) date = locale.toDate(trimmed, locale.dateFormat(QLocale::ShortFormat));
+    // A file written under another locale still reads: the US form and ISO dates are accepted.
+    if (!date.isValid()) date = QLocale(QLocale::English, QLocale::UnitedStates).toDate(trimmed, QStringLiteral("M/d/yyyy"));
     if (!date.isValid()) date = QDate::fromString(trimmed, Qt::ISODate);
     return date;
 }

@@ -1,10 +1,20 @@
 #include "platform/system/environment.h"
 
+#include "platform/clock/system_clock.h"
+#include "platform/desktop/xdg_desktop.h"
+
 namespace kestrova {
 
 std::unique_ptr<Environment> Environment::create(const QString& cliRoot, const QString& cliUser) {
+    return create(cliRoot, cliUser, std::make_unique<XdgDesktop>(), std::make_unique<SystemClock>());
+}
+
+std::unique_ptr<Environment> Environment::create(const QString& cliRoot, const QString& cliUser,
+                                                 std::unique_ptr<LocalDesktop> desktop, std::unique_ptr<Clock> clock) {
     auto env = std::make_unique<Environment>();
-    const QString program = env->desktop.programFolder();
+    env->desktop = std::move(desktop);
+    env->clock = std::move(clock);
+    const QString program = env->desktop->programFolder();
     env->settings.setPath(program + QStringLiteral("/kr.ini"));
     env->select(chooseSource(cliRoot, cliUser, env->settings, program + QStringLiteral("/sample")));
     return env;
@@ -14,7 +24,7 @@ void Environment::select(const Source& chosen) {
     source = chosen;
     os.reset();
     system = std::make_unique<VolumeSystem>(source.root, source.user);
-    os = std::make_unique<OsApi>(*system, desktop);
+    os = std::make_unique<OsApi>(*system, *desktop);
 }
 
 }  // namespace kestrova

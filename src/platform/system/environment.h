@@ -6,16 +6,15 @@
 
 #include "core/settings/ini_file.h"
 #include "core/settings/os_api.h"
-#include "platform/clock/system_clock.h"
-#include "platform/desktop/xdg_desktop.h"
+#include "core/time/clock.h"
 #include "platform/system/source.h"
 #include "platform/system/volume_system.h"
 
 namespace kestrova {
 
 struct Environment {
-    XdgDesktop desktop;
-    SystemClock clock;
+    std::unique_ptr<LocalDesktop> desktop;
+    std::unique_ptr<Clock> clock;
     IniFile settings;
     Source source;
     std::unique_ptr<VolumeSystem> system;
@@ -23,6 +22,9 @@ struct Environment {
 
     // The program folder's kr.ini, and the system chosen by the arguments, kr.ini or the sample.
     static std::unique_ptr<Environment> create(const QString& cliRoot, const QString& cliUser);
+    // The same over another desktop and clock (tests).
+    static std::unique_ptr<Environment> create(const QString& cliRoot, const QString& cliUser,
+                                               std::unique_ptr<LocalDesktop> desktop, std::unique_ptr<Clock> clock);
     // Switches to another analysed system.
     void select(const Source& chosen);
 };

@@ -1,0 +1,33 @@
+#include "gui/frm_progress.h"
+
+#include <QCloseEvent>
+#include <QLabel>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QVBoxLayout>
+
+namespace kestrova {
+
+FrmProgress::FrmProgress(bool& stopRequested, QWidget* parent) : QDialog(parent), stopRequested_(stopRequested) {
+    setWindowTitle(QStringLiteral("Analyzing..."));
+    setObjectName(QStringLiteral("frmProgress"));
+    Label1 = new QLabel(this);
+    PBar1 = new QProgressBar(this);
+    Command1 = new QPushButton(QStringLiteral("Cancel"), this);
+    auto* layout = new QVBoxLayout(this);
+    layout->addWidget(Label1);
+    layout->addWidget(PBar1);
+    layout->addWidget(Command1, 0, Qt::AlignRight);
+    connect(Command1, &QPushButton::clicked, this, [this] {
+        stopRequested_ = true;
+        close();
+    });
+    resize(360, 120);
+}
+
+void FrmProgress::closeEvent(QCloseEvent* event) {
+    stopRequested_ = true;
+    QDialog::closeEvent(event);
+}
+
+}  // namespace kestrova

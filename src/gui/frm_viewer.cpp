@@ -1,0 +1,298 @@
+#include "gui/frm_viewer.h"
+
+#include <QApplication>
+#include <QFileDialog>
+#include <QHeaderView>
+#include <QLabel>
+#include <QMenuBar>
+#include <QMessageBox>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QResizeEvent>
+#include <QStatusBar>
+#include <QTreeView>
+#include <QTreeWidget>
+
+#include "core/app/startup.h"
+#include "core/app/viewer_layout.h"
+#include "gui/frm_choose_system.h"
+#include "gui/frm_create_report.h"
+#include "gui/frm_options.h"
+#include "gui/frm_progress.h"
+#include "gui/result_list_model.h"
+
+namespace kestrova {
+namespace {
+
+// Design-time geometry in twips: the tree on the left, about a quarter of the default width, the
+// list to its right with their tops aligned.
+constexpr int kTop = 60;
+constexpr int kTreeLeft = 60;
+constexpr int kTreeWidth = 2900;
+constexpr int kListLeft = 3060;
+constexpr int kStatusHeight = 330;
+constexpr int kDefaultWidth = 14400;
+constexpr int kDefaultHeight = 9600;
+constexpr int kKeyRole = Qt::UserRole;
+
+}  // namespace
+
+FrmViewer::FrmViewer(Environment& env, Services services, QWidget* parent)
+    : QMainWindow(parent), env_(env), services_(std::move(services)) {
+    setObjectName(QStringLiteral("frmViewer"));
+    canvas_ = new QWidget(this);
+    setCentralWidget(canvas_);
+    TreeView1 = new QTreeWidget(canvas_);
+    TreeView1->setObjectName(QStringLiteral("TreeView1"));
+    TreeView1->setHeaderHidden(true);
+    URLs = new QTreeView(canvas_);
+    URLs->setObjectName(QStringLiteral("URLs"));
+    URLs->setRootIsDecorated(false);
+    URLs->setUniformRowHeights(true);  // keeps a million rows cheap to lay out
+    URLs->setSelectionBehavior(QAbstractItemView::SelectRows);  // full-row selection
+    URLs->setSelectionMode(QAbstractItemView::SingleSelection);
+    URLs->setEditTriggers(QAbstractItemView::NoEditTriggers);
+    URLs->setAlternatingRowColors(true);
+    URLs->header()->setSectionsClickable(true);
+    URLs->header()->setStretchLastSection(false);
+    SBar1 = new QStatusBar(canvas_);
+    SBar1->setObjectName(QStringLiteral("SBar1"));
+    SBar1->setSizeGripEnabled(false);
+    panel1 = new QLabel(SBar1);
+    panel2 = new QLabel(SBar1);
+    SBar1->addWidget(panel1);
+    SBar1->addWidget(panel2, 1);
+    PBar1 = new QProgressBar(canvas_);
+    PBar1->setObjectName(QStringLiteral("PBar1"));
+    Command1 = new QPushButton(QStringLiteral("Cancel"), canvas_);
+    Command1->setObjectName(QStringLiteral("Command1"));
+    Label1 = new QLabel(QStringLiteral("<a href=\"home\">What was this computer used for?</a>"), canvas_);
+    Label1->setObjectName(QStringLiteral("Label1"));
+    connect(Label1, &QLabel::linkActivated, this, [this] { env_.desktop->open(services_.vendor.homePage); });
+
+    const double dpi = logicalDpiX();
+    TreeView1->setGeometry(twipsToPixels(kTreeLeft, dpi), twipsToPixels(kTop, dpi), twipsToPixels(kTreeWidth, dpi), 100);
+    URLs->setGeometry(twipsToPixels(kListLeft, dpi), twipsToPixels(kTop, dpi), 100, 100);
+    PBar1->setGeometry(twipsToPixels(kListLeft, dpi), 0, 100, twipsToPixels(180, dpi));
+    Command1->setGeometry(0, 0, twipsToPixels(900, dpi), twipsToPixels(225, dpi));
+    Label1->setGeometry(0, 0, twipsToPixels(4400, dpi), twipsToPixels(270, dpi));
+
+    openFileDialog = [this](const QString& title, const QString& filter) {
+        return QFileDialog::getOpenFileName(this, title, QString(), filter).left(254);
+    };
+
+    buildMenus();
+    newSession();
+
+    // Load steps 1 to 4: the tree, the list in details view, the hidden progress bar and Cancel.
+    buildTree();
+    PBar1->hide();
+    Command1->hide();
+    connect(Command1, &QPushButton::clicked, this, [this] {
+        session_->state.stopRequested = true;
+        Command1->hide();
+    });
+    connect(URLs->header(), &QHeaderView::sectionClicked, this, [this](int section) { model_->setSortColumn(section); });
+    connect(URLs, &QTreeView::doubleClicked, this, [this](const QModelIndex& index) { openRow(index.row()); });
+    resize(twipsToPixels(kDefaultWidth, dpi), twipsToPixels(kDefaultHeight, dpi) + menuBar()->sizeHint().height());
+    updateTitle();
+}
+
+FrmViewer::~FrmViewer() {
+    // The view outlives this body (child widgets go with the QWidget base); it must not reach a
+    // model whose list is about to be destroyed.
+    URLs->setModel(nullptr);
+    delete model_;
+    model_ = nullptr;
+    session_->list.setListener({});
+}
+
+void FrmViewer::newSession() {
+    delete model_;
+    session_ = std::make_unique<Session>(*env_.os, *env_.clock, static_cast<ReaderHost&>(*this));
+    session_->list.setListener([this] { modelDirty_ = true; });
+    model_ = new ResultListModel(session_->list, this);
+    URLs->setModel(model_);
+    modelDirty_ = true;
+    syncView();
+}
+
+void FrmViewer::buildMenus() {
+    QMenu* file = menuBar()->addMenu(QStringLiteral("File"));
+    mnuChooseSystem = file->addAction(QStringLiteral("Choose Windows System..."), this, &FrmViewer::chooseSystem);
+    mnuOptions = file->addAction(QStringLiteral("Options"), this, [this] {
+        FrmOptions options(*services_.reportFolder, env_.settings, *env_.os, this);
+        options.exec();
+    });
+    mnuExit = file->addAction(QStringLiteral("&Exit"), this, &QWidget::close);
+
+    QMenu* report = menuBar()->addMenu(QStringLiteral("Report"));
+    mnuCreate = report->addAction(QStringLiteral("Create Report"), this, [this] {
+        FrmCreateReport window(*services_.reportFolder, *env_.os, services_.report, this);
+        window.exec();
+    });
+    mnuView = report->addAction(QStringLiteral("View Report"), this, [this] {
+        // Titled "Save Report File" although it opens one, as it always was.
+        const QString chosen = openFileDialog(QStringLiteral("Save Report File"), QStringLiteral("HTML file (*.htm)"));
+        if (!chosen.isEmpty()) env_.desktop->open(chosen);
+    });
+
+    QMenu* help = menuBar()->addMenu(QStringLiteral("Help"));
+    mnuhelp = help->addAction(QStringLiteral("Online Help"), this, [this] { env_.desktop->open(services_.vendor.helpPage); });
+    newversion = help->addAction(QStringLiteral("Check for new version"), this, [this] {
+        if (services_.update) services_.update->check(false);
+    });
+    help->addSeparator();
+    mnuAbout1 = help->addAction(QStringLiteral("About"), this, [this] {
+        QMessageBox::about(this, QStringLiteral("About Kestrova"),
+                           QStringLiteral("Kestrova %1 build 1000\nShows what a Windows computer has been used for.")
+                               .arg(static_cast<double>(kProgramVersion)));
+    });
+}
+
+void FrmViewer::buildTree() {
+    TreeView1->clear();
+    QHash<QString, QTreeWidgetItem*> groups;
+    for (const Category& c : catalogue()) {
+        auto* item = c.isGroup() ? new QTreeWidgetItem(TreeView1) : new QTreeWidgetItem(groups.value(QLatin1String(c.parent)));
+        item->setText(0, QString::fromLatin1(c.caption));
+        item->setData(0, kKeyRole, QString::fromLatin1(c.key));
+        if (c.isGroup()) groups.insert(QLatin1String(c.key), item);
+    }
+    for (const char* key : {"root", "root2", "root3", "root4"}) groups.value(QLatin1String(key))->setExpanded(true);
+    TreeView1->setCurrentItem(nullptr);
+    TreeView1->clearSelection();
+    connect(TreeView1, &QTreeWidget::currentItemChanged, this,
+            [this](QTreeWidgetItem* current) { onNodeSelected(current); });
+}
+
+void FrmViewer::selectKey(const QString& key) {
+    QTreeWidgetItemIterator it(TreeView1);
+    for (; *it; ++it) {
+        if ((*it)->data(0, kKeyRole).toString() == key) {
+            TreeView1->setCurrentItem(*it);
+            return;
+        }
+    }
+    TreeView1->setCurrentItem(nullptr);
+}
+
+void FrmViewer::onNodeSelected(QTreeWidgetItem* item) {
+    // A node picked while a long reader lets events run waits for that reader; readers share the
+    // one list and are not re-entrant.
+    if (!item || readerRunning_) return;
+    readerRunning_ = true;
+    sinceEvents_.start();
+    session_->select(item->data(0, kKeyRole).toString());
+    readerRunning_ = false;
+    syncView();
+}
+
+void FrmViewer::openRow(int viewRow) {
+    const QTreeWidgetItem* node = TreeView1->currentItem();
+    if (!node) return;
+    const Category* category = findCategory(node->data(0, kKeyRole).toString());
+    const int row = model_->listRow(viewRow);
+    if (!category || row < 0) return;
+    if (const auto target = openTarget(*category, session_->list, row, *env_.os)) env_.desktop->open(*target);
+}
+
+void FrmViewer::syncView() {
+    const ResultList& list = session_->list;
+    URLs->setVisible(list.visible());
+    if (modelDirty_) {
+        modelDirty_ = false;
+        model_->reload();
+        const double dpi = logicalDpiX();
+        for (size_t c = 0; c < list.columns().size(); ++c) {
+            URLs->header()->resizeSection(static_cast<int>(c), twipsToPixels(list.columns()[c].widthTwips, dpi));
+        }
+    }
+    panel1->setText(list.panel1());
+    panel2->setText(list.panel2());
+}
+
+void FrmViewer::processEvents() {
+    // Rate-limited: a reader calls this per record, and a window repaint per record would cost
+    // more than the reading.
+    if (sinceEvents_.isValid() && sinceEvents_.elapsed() < 40) return;
+    syncView();
+    QCoreApplication::processEvents();
+    sinceEvents_.restart();
+}
+
+void FrmViewer::showProgress(int maximum) {
+    if (!progress_) progress_ = new FrmProgress(session_->state.stopRequested, this);
+    progress_->PBar1->setMaximum(std::max(maximum, 0));
+    progress_->PBar1->setValue(0);
+    progress_->show();
+}
+
+void FrmViewer::setProgress(int value, const QString& label) {
+    if (!progress_) return;
+    progress_->PBar1->setValue(std::min(value, progress_->PBar1->maximum()));
+    progress_->Label1->setText(label);
+}
+
+void FrmViewer::closeProgress() {
+    if (progress_) progress_->close();
+}
+
+void FrmViewer::showStopButton(bool shown) { Command1->setVisible(shown); }
+
+void FrmViewer::message(const QString& text) { QMessageBox::information(this, QStringLiteral("Kestrova"), text); }
+
+bool FrmViewer::load(QString* fatal) {
+    show();
+    const auto decision = decideUpdateCheck(env_.settings, env_.clock->today(), fatal);
+    if (!decision) return false;
+    if (decision->runSilentCheck && services_.update) services_.update->check(true);
+    return true;
+}
+
+void FrmViewer::resizeEvent(QResizeEvent* event) {
+    QMainWindow::resizeEvent(event);
+    applyLayout();
+}
+
+void FrmViewer::applyLayout() {
+    const double dpi = logicalDpiX();
+    const int w = pixelsToTwips(canvas_->width(), dpi);
+    const int h = pixelsToTwips(canvas_->height(), dpi);
+    const ViewerLayout layout = viewerLayout(w, h);
+    const auto px = [dpi](int twips) { return twipsToPixels(twips, dpi); };
+    if (layout.urlsHeight) URLs->resize(URLs->width(), px(*layout.urlsHeight));
+    if (layout.urlsWidth) URLs->resize(px(*layout.urlsWidth), URLs->height());
+    if (layout.treeHeight) TreeView1->resize(TreeView1->width(), px(*layout.treeHeight));
+    SBar1->setGeometry(0, std::max(0, canvas_->height() - px(kStatusHeight)), canvas_->width(), px(kStatusHeight));
+    if (layout.panel1Width) panel1->setFixedWidth(px(*layout.panel1Width));
+    PBar1->move(PBar1->x(), px(layout.progressTop));
+    if (layout.progressWidth) PBar1->resize(px(*layout.progressWidth), PBar1->height());
+    Label1->move(px(layout.labelLeft), px(layout.labelTop));
+    Command1->move(px(layout.cancelLeft), px(layout.cancelTop));
+    SBar1->lower();
+    for (QWidget* w : {static_cast<QWidget*>(PBar1), static_cast<QWidget*>(Command1), static_cast<QWidget*>(Label1)}) w->raise();
+}
+
+void FrmViewer::chooseSystem() {
+    FrmChooseSystem dialog(env_.source, this);
+    if (dialog.exec() != QDialog::Accepted) return;
+    const Source chosen = dialog.chosen();
+    env_.settings.SaveSetting(kSourceSection, QStringLiteral("Root"), chosen.root);
+    env_.settings.SaveSetting(kSourceSection, QStringLiteral("User"), chosen.user);
+    env_.select(chooseSource(chosen.root, chosen.user, env_.settings, chosen.root));
+    env_.source.origin = QStringLiteral("kr.ini");
+    TreeView1->setCurrentItem(nullptr);
+    newSession();
+    updateTitle();
+}
+
+void FrmViewer::updateTitle() {
+    const QString computer = env_.os->ComputerName();
+    setWindowTitle(QStringLiteral("Kestrova %1 - %2 on %3 (%4)")
+                       .arg(static_cast<double>(kProgramVersion))
+                       .arg(env_.source.user.isEmpty() ? QStringLiteral("no user") : env_.source.user,
+                            computer.isEmpty() ? QStringLiteral("unknown computer") : computer, env_.source.root));
+}
+
+}  // namespace kestrova

@@ -1,0 +1,106 @@
+// frmViewer: the main window. The category tree on the left, the list on the right, a status bar
+// with two panels below; menus; the Cancel button and progress bar of long readers. Readers run
+// through the session's catalogue; this window only wires them to widgets and is their host for
+// pending events, progress and questions.
+#pragma once
+
+#include <QMainWindow>
+#include <QElapsedTimer>
+#include <functional>
+#include <memory>
+
+#include "core/app/services.h"
+#include "core/app/session.h"
+#include "platform/system/environment.h"
+
+class QAction;
+class QLabel;
+class QProgressBar;
+class QPushButton;
+class QStatusBar;
+class QTreeView;
+class QTreeWidget;
+class QTreeWidgetItem;
+
+namespace kestrova {
+
+class FrmProgress;
+class ResultListModel;
+
+class FrmViewer : public QMainWindow, private ReaderHost {
+    Q_OBJECT
+public:
+    struct Services {
+        QString* reportFolder = nullptr;  // program-wide, shared with the report and options windows
+        UpdateCheck* update = nullptr;
+        ReportWriter* report = nullptr;
+        VendorAddresses vendor;
+    };
+
+    FrmViewer(Environment& env, Services services, QWidget* parent = nullptr);
+    ~FrmViewer() override;
+
+    // Load steps 5 to 9: show the window, then the update-check decision. False, with the reason
+    // in *fatal, when the settings file's date cannot be read and start-up must stop.
+    bool load(QString* fatal);
+
+    Session& session() { return *session_; }
+    ResultListModel* model() const { return model_; }
+    // Selects the tree node of a key, as a click on it does (nullptr keys clear the selection).
+    void selectKey(const QString& key);
+    // The double-click action on a row of the list as shown.
+    void openRow(int viewRow);
+    // Applies the resize layout for the canvas' current size.
+    void applyLayout();
+    // The open-file dialog of View Report (title, filter) -> path; replaceable for tests.
+    std::function<QString(const QString&, const QString&)> openFileDialog;
+
+    QTreeWidget* TreeView1;
+    QTreeView* URLs;
+    QStatusBar* SBar1;
+    QLabel* panel1;
+    QLabel* panel2;
+    QProgressBar* PBar1;
+    QPushButton* Command1;
+    QLabel* Label1;
+    QAction* mnuChooseSystem;
+    QAction* mnuOptions;
+    QAction* mnuExit;
+    QAction* mnuCreate;
+    QAction* mnuView;
+    QAction* mnuhelp;
+    QAction* newversion;
+    QAction* mnuAbout1;
+
+protected:
+    void resizeEvent(QResizeEvent* event) override;
+
+private:
+    // ReaderHost
+    void processEvents() override;
+    void showProgress(int maximum) override;
+    void setProgress(int value, const QString& label) override;
+    void closeProgress() override;
+    void showStopButton(bool shown) override;
+    void message(const QString& text) override;
+
+    void buildMenus();
+    void buildTree();
+    void onNodeSelected(QTreeWidgetItem* item);
+    void syncView();
+    void newSession();
+    void chooseSystem();
+    void updateTitle();
+
+    Environment& env_;
+    Services services_;
+    std::unique_ptr<Session> session_;
+    ResultListModel* model_ = nullptr;
+    QWidget* canvas_ = nullptr;
+    FrmProgress* progress_ = nullptr;
+    bool modelDirty_ = true;
+    bool readerRunning_ = false;
+    QElapsedTimer sinceEvents_;
+};
+
+}  // namespace kestrova

@@ -1,0 +1,44 @@
+// kestrova: the window. mainpro's start-up: one instance per user, the report folder settled,
+// the main window shown and its load run.
+//   kestrova [--root DIR] [--user NAME]
+#include <QApplication>
+#include <QMessageBox>
+
+#include "core/app/startup.h"
+#include "gui/frm_viewer.h"
+#include "gui/single_instance.h"
+
+namespace {
+
+// The update check is its own piece of work; until it lands, checking does nothing.
+class NoUpdateCheck : public kestrova::UpdateCheck {
+public:
+    void check(bool) override {}
+};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    QApplication app(argc, argv);
+    QString root, user;
+    const QStringList args = app.arguments();
+    for (int i = 1; i + 1 < args.size(); ++i) {
+        if (args[i] == QLatin1String("--root")) root = args[++i];
+        else if (args[i] == QLatin1String("--user")) user = args[++i];
+    }
+
+    // A second start ends at once: no window, no message.
+    kestrova::SingleInstance instance;
+    if (!instance.acquire()) return 0;
+
+    auto env = kestrova::Environment::create(root, user);
+    QString reportFolder = kestrova::settleReportFolder(env->settings, *env->os);
+    NoUpdateCheck update;
+    kestrova::FrmViewer window(*env, {&reportFolder, &update, nullptr, kestrova::VendorAddresses::from(env->settings)});
+    QString fatal;
+    if (!window.load(&fatal)) {
+        QMessageBox::critical(&window, QStringLiteral("Kestrova"), fatal);
+        return 1;
+    }
+    return app.exec();
+}

@@ -1,0 +1,56 @@
+#include "gui/result_list_model.h"
+
+namespace kestrova {
+
+ResultListModel::ResultListModel(const ResultList& list, QObject* parent) : QAbstractTableModel(parent), list_(list) {
+    reload();
+}
+
+int ResultListModel::rowCount(const QModelIndex& parent) const { return parent.isValid() ? 0 : rows_; }
+
+int ResultListModel::columnCount(const QModelIndex& parent) const { return parent.isValid() ? 0 : columns_; }
+
+int ResultListModel::listRow(int viewRow) const {
+    if (viewRow < 0 || viewRow >= rows_) return -1;
+    return order_.empty() ? viewRow : static_cast<int>(order_[static_cast<size_t>(viewRow)]);
+}
+
+QVariant ResultListModel::data(const QModelIndex& index, int role) const {
+    if (role != Qt::DisplayRole || !index.isValid()) return {};
+    QStringView text = list_.cell(listRow(index.row()), index.column());
+    // The list control shows a cell up to its first NUL, as the Windows list did.
+    const qsizetype nul = text.indexOf(QChar(0));
+    if (nul >= 0) text = text.left(nul);
+    return text.toString();
+}
+
+QVariant ResultListModel::headerData(int section, Qt::Orientation orientation, int role) const {
+    if (orientation != Qt::Horizontal || role != Qt::DisplayRole) return {};
+    if (section < 0 || section >= columns_) return {};
+    return list_.columns()[static_cast<size_t>(section)].text;
+}
+
+void ResultListModel::reload() {
+    beginResetModel();
+    rows_ = list_.rowCount();
+    columns_ = static_cast<int>(list_.columns().size());
+    resort();
+    endResetModel();
+}
+
+void ResultListModel::setSortColumn(int column) {
+    beginResetModel();
+    sortColumn_ = column;
+    resort();
+    endResetModel();
+}
+
+void ResultListModel::resort() {
+    if (sortColumn_ < 0 || sortColumn_ >= columns_) {
+        order_.clear();
+        return;
+    }
+    order_ = list_.sortedOrder(sortColumn_);
+}
+
+}  // namespace kestrova

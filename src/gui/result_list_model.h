@@ -1,0 +1,39 @@
+// The list's model: a view over the ResultList, never one item object per row. data() only
+// indexes into the list's compact storage; sorting by a column is a permutation of row numbers.
+#pragma once
+
+#include <QAbstractTableModel>
+#include <vector>
+
+#include "core/app/result_list.h"
+
+namespace kestrova {
+
+class ResultListModel : public QAbstractTableModel {
+    Q_OBJECT
+public:
+    explicit ResultListModel(const ResultList& list, QObject* parent = nullptr);
+
+    int rowCount(const QModelIndex& parent = {}) const override;
+    int columnCount(const QModelIndex& parent = {}) const override;
+    QVariant data(const QModelIndex& index, int role) const override;
+    QVariant headerData(int section, Qt::Orientation orientation, int role) const override;
+
+    // Re-reads the list (after a reader changed it), keeping the sort column.
+    void reload();
+    // Makes that column (0 = the row's own text) the sort column; -1 for the readers' order.
+    void setSortColumn(int column);
+    int sortColumn() const { return sortColumn_; }
+    // The list's row shown at a view row.
+    int listRow(int viewRow) const;
+
+private:
+    void resort();
+    const ResultList& list_;
+    std::vector<uint32_t> order_;
+    int sortColumn_ = -1;
+    int rows_ = 0;
+    int columns_ = 0;
+};
+
+}  // namespace kestrova
