@@ -79,3 +79,25 @@ TEST(ResultList, StoresRowsCompactlyAndSortsCaseInsensitivelyKeepingTies) {
 
 }  // namespace
 }  // namespace kestrova
+
+namespace kestrova {
+namespace {
+
+TEST(ResultList, CellsAroundChunkBoundariesAndLongerThanAChunkKeepTheirText) {
+    ResultList list;
+    const QString kilo(1000, QLatin1Char('k'));
+    for (int i = 0; i < 1100; ++i) list.addRow(QStringList{QString::number(i) + kilo, QString::number(i)});
+    const QString huge(2 * 1024 * 1024 + 7, QLatin1Char('h'));
+    list.addRow(QStringList{huge, QStringLiteral("after huge")});
+    list.addRow(QStringLiteral("last"));
+    for (int i : {0, 523, 524, 525, 1099}) {
+        EXPECT_EQ(list.cell(i, 0), QString::number(i) + kilo) << i;
+        EXPECT_EQ(list.cell(i, 1), QString::number(i)) << i;
+    }
+    EXPECT_EQ(list.cell(1100, 0).size(), huge.size());
+    EXPECT_EQ(list.cell(1100, 1), QString("after huge"));
+    EXPECT_EQ(list.cell(1101, 0), QString("last"));
+}
+
+}  // namespace
+}  // namespace kestrova

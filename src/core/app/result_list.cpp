@@ -6,8 +6,9 @@
 namespace kestrova {
 
 void ResultList::clearRows() {
-    text_.clear();
-    text_.shrink_to_fit();
+    chunks_.clear();
+    chunks_.shrink_to_fit();
+    textUnits_ = 0;
     cellStart_.clear();
     cellStart_.shrink_to_fit();
     rowFirstCell_.clear();
@@ -27,11 +28,20 @@ void ResultList::addColumn(const QString& text, int widthTwips) {
 
 void ResultList::addRow(const QStringList& cells) {
     rowFirstCell_.push_back(static_cast<uint32_t>(cellStart_.size()));
-    for (const QString& cell : cells) {
-        cellStart_.push_back(static_cast<uint32_t>(text_.size()));
-        text_.append(reinterpret_cast<const char16_t*>(cell.utf16()), static_cast<size_t>(cell.size()));
-    }
-    if (cells.isEmpty()) cellStart_.push_back(static_cast<uint32_t>(text_.size()));
+    auto store = [this](QStringView cell) {
+        const auto units = static_cast<uint32_t>(cell.size());
+        if (chunks_.empty() || chunks_.back().capacity - chunks_.back().used < units) {
+            const uint32_t capacity = std::max(units, kChunkUnits);
+            chunks_.push_back({std::make_unique<char16_t[]>(capacity), 0, capacity});
+        }
+        Chunk& chunk = chunks_.back();
+        std::copy_n(reinterpret_cast<const char16_t*>(cell.utf16()), units, chunk.text.get() + chunk.used);
+        cellStart_.push_back(place(chunks_.size() - 1, chunk.used));
+        chunk.used += units;
+        textUnits_ += units;
+    };
+    for (const QString& cell : cells) store(cell);
+    if (cells.isEmpty()) store(QStringView());
 }
 
 QStringView ResultList::cell(int row, int column) const {
@@ -42,9 +52,15 @@ QStringView ResultList::cell(int row, int column) const {
                            : cellStart_.size();
     const size_t index = first + static_cast<size_t>(column);
     if (index >= end) return {};
-    const size_t from = cellStart_[index];
-    const size_t to = index + 1 < cellStart_.size() ? cellStart_[index + 1] : text_.size();
-    return QStringView(text_.data() + from, static_cast<qsizetype>(to - from));
+    const uint64_t at = cellStart_[index];
+    const size_t chunk = static_cast<size_t>(at >> 32);
+    const auto from = static_cast<uint32_t>(at);
+    // The cell ends where the next one starts in the same chunk, else where the chunk's text ends.
+    uint32_t to = chunks_[chunk].used;
+    if (index + 1 < cellStart_.size() && (cellStart_[index + 1] >> 32) == chunk) {
+        to = static_cast<uint32_t>(cellStart_[index + 1]);
+    }
+    return QStringView(chunks_[chunk].text.get() + from, static_cast<qsizetype>(to - from));
 }
 
 QStringList ResultList::row(int row) const {

@@ -8,6 +8,7 @@
 #include <QStringView>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <vector>
 
 namespace kestrova {
@@ -52,17 +53,30 @@ public:
     // panels). Rows added while hidden are announced by showing the list.
     void setListener(std::function<void()> listener) { listener_ = std::move(listener); }
 
-    size_t textBytes() const { return text_.size() * sizeof(char16_t); }
+    size_t textBytes() const { return textUnits_ * sizeof(char16_t); }
 
 private:
     void changed() {
         if (listener_) listener_();
     }
 
+    // Cell texts live back to back in chunks of a fixed size that never move, so filling never
+    // copies what is already stored and wastes at most the tail of the last chunk. A cell never
+    // straddles two chunks; one longer than a chunk gets a chunk of its own.
+    struct Chunk {
+        std::unique_ptr<char16_t[]> text;
+        uint32_t used = 0;
+        uint32_t capacity = 0;
+    };
+    static constexpr uint32_t kChunkUnits = 1u << 20;
+    // A cell's place: chunk index in the high 32 bits, offset in it in the low 32 bits.
+    static uint64_t place(size_t chunk, uint32_t offset) { return (uint64_t{chunk} << 32) | offset; }
+
     std::vector<Column> columns_;
-    std::u16string text_;                 // every cell's text, back to back
-    std::vector<uint32_t> cellStart_;     // offset of each cell in text_
+    std::vector<Chunk> chunks_;
+    std::vector<uint64_t> cellStart_;     // place of each cell
     std::vector<uint32_t> rowFirstCell_;  // index of each row's first cell in cellStart_
+    size_t textUnits_ = 0;
     QString panel1_;
     QString panel2_;
     bool visible_ = true;
