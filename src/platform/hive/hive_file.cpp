@@ -48,28 +48,35 @@ HiveFile::~HiveFile() { hivex_close(handle_); }
 
 HiveFile::Node HiveFile::root() const { return hivex_root(handle_); }
 
+// Calls visit(handle, name) for each subkey or value of a node in the hive's order until it
+// returns false. A damaged entry ends the walk, as the enumeration call would end there.
+template <typename Handle, typename Visit>
+static void forEachNamed(hive_h* h, Handle* (*list)(hive_h*, size_t), char* (*nameOf)(hive_h*, Handle),
+                         size_t node, Visit visit) {
+    CPtr<Handle> handles(list(h, node));
+    if (!handles) return;
+    for (const Handle* it = handles.get(); *it != 0; ++it) {
+        CPtr<char> name(nameOf(h, *it));
+        if (!name || !visit(*it, QString::fromUtf8(name.get()))) return;
+    }
+}
+
 QStringList HiveFile::childNames(Node node) const {
     QStringList names;
-    CPtr<hive_node_h> children(hivex_node_children(handle_, node));
-    if (!children) return names;
-    for (const hive_node_h* c = children.get(); *c != 0; ++c) {
-        CPtr<char> name(hivex_node_name(handle_, *c));
-        if (!name) break;  // a damaged entry ends the list, as the enumeration call would
-        names.append(QString::fromUtf8(name.get()));
-    }
+    forEachNamed(handle_, hivex_node_children, hivex_node_name, node, [&](hive_node_h, const QString& name) {
+        names.append(name);
+        return true;
+    });
     return names;
 }
 
 std::optional<HiveFile::Node> HiveFile::child(Node node, const QString& name) const {
-    CPtr<hive_node_h> children(hivex_node_children(handle_, node));
-    if (!children) return std::nullopt;
-    for (const hive_node_h* c = children.get(); *c != 0; ++c) {
-        CPtr<char> childName(hivex_node_name(handle_, *c));
-        if (childName && QString::fromUtf8(childName.get()).compare(name, Qt::CaseInsensitive) == 0) {
-            return *c;
-        }
-    }
-    return std::nullopt;
+    std::optional<Node> found;
+    forEachNamed(handle_, hivex_node_children, hivex_node_name, node, [&](hive_node_h c, const QString& childName) {
+        if (childName.compare(name, Qt::CaseInsensitive) == 0) found = c;
+        return !found;
+    });
+    return found;
 }
 
 std::optional<HiveFile::Node> HiveFile::walk(const QStringList& components) const {
@@ -85,35 +92,30 @@ std::optional<HiveFile::Node> HiveFile::walk(const QStringList& components) cons
 
 QStringList HiveFile::valueNames(Node node) const {
     QStringList names;
-    CPtr<hive_value_h> values(hivex_node_values(handle_, node));
-    if (!values) return names;
-    for (const hive_value_h* v = values.get(); *v != 0; ++v) {
-        CPtr<char> name(hivex_value_key(handle_, *v));
-        if (!name) break;
-        names.append(QString::fromUtf8(name.get()));
-    }
+    forEachNamed(handle_, hivex_node_values, hivex_value_key, node, [&](hive_value_h, const QString& name) {
+        names.append(name);
+        return true;
+    });
     return names;
 }
 
 std::optional<RegValueData> HiveFile::value(Node node, const QString& name) const {
-    CPtr<hive_value_h> values(hivex_node_values(handle_, node));
-    if (!values) return std::nullopt;
-    for (const hive_value_h* v = values.get(); *v != 0; ++v) {
-        CPtr<char> key(hivex_value_key(handle_, *v));
-        if (!key || QString::fromUtf8(key.get()).compare(name, Qt::CaseInsensitive) != 0) continue;
-        hive_type type{};
-        size_t length = 0;
-        errno = 0;
-        CPtr<char> data(hivex_value_value(handle_, *v, &type, &length));
-        if (!data) {
-            // No buffer with errno clear is a value without data; with errno set it is damaged.
-            if (errno != 0) return std::nullopt;
-            return RegValueData{static_cast<uint32_t>(type), QByteArray()};
-        }
-        return RegValueData{static_cast<uint32_t>(type),
-                            QByteArray(data.get(), static_cast<qsizetype>(length))};
+    std::optional<hive_value_h> match;
+    forEachNamed(handle_, hivex_node_values, hivex_value_key, node, [&](hive_value_h v, const QString& key) {
+        if (key.compare(name, Qt::CaseInsensitive) == 0) match = v;
+        return !match;
+    });
+    if (!match) return std::nullopt;
+    hive_type type{};
+    size_t length = 0;
+    errno = 0;
+    CPtr<char> data(hivex_value_value(handle_, *match, &type, &length));
+    if (!data) {
+        // No buffer with errno clear is a value without data; with errno set it is damaged.
+        if (errno != 0) return std::nullopt;
+        return RegValueData{static_cast<uint32_t>(type), QByteArray()};
     }
-    return std::nullopt;
+    return RegValueData{static_cast<uint32_t>(type), QByteArray(data.get(), static_cast<qsizetype>(length))};
 }
 
 std::unique_ptr<RegistryKey> HiveFile::key(Node node) const {
