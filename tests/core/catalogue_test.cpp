@@ -101,3 +101,31 @@ TEST(ResultList, CellsAroundChunkBoundariesAndLongerThanAChunkKeepTheirText) {
 
 }  // namespace
 }  // namespace kestrova
+
+namespace kestrova {
+namespace {
+
+class FailingReader : public test::ReaderFixture {};
+
+TEST_F(FailingReader, ARunTimeErrorEndsOnlyThatReaderAndKeepsItsRows) {
+    volume_.userHive(tools::sampleUserHive());
+    Session& s = open();
+    static const Category failing{"zz", "root", "Failing", {}, nullptr, nullptr, true, OpenTarget::Nothing,
+                                  [](ReaderContext& ctx, const Category&) {
+                                      ctx.list.setVisible(false);
+                                      ctx.list.addRow(QStringLiteral("kept"));
+                                      throw RuntimeError("Overflow");
+                                  }};
+    s.run(failing);
+    EXPECT_EQ(s.list.rowCount(), 1);
+    EXPECT_EQ(s.list.cell(0, 0), QString("kept"));
+    EXPECT_TRUE(s.list.visible());
+    ASSERT_EQ(host_.diagnostics.size(), 1);
+    EXPECT_EQ(host_.diagnostics.front(), "zz: ended early: Overflow");
+    // The next category runs as usual.
+    EXPECT_TRUE(s.select("b3"));
+    EXPECT_EQ(s.list.panel2(), "Total Records: 0");
+}
+
+}  // namespace
+}  // namespace kestrova

@@ -54,7 +54,7 @@ private:
         world->desktop = desktop.get();
         world->env = Environment::create(world->volume.root(), QString(), std::move(desktop),
                                          std::make_unique<FixedClock>(test::utcClock()));
-        world->window = std::make_unique<FrmViewer>(*world->env, FrmViewer::Services{&world->reportFolder});
+        world->window = std::make_unique<FrmViewer>(*world->env, FrmViewer::Services{&world->reportFolder, nullptr, nullptr, VendorAddresses{}});
         world->window->resize(900, 600);
         world->window->show();
         return world;

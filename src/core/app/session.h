@@ -3,6 +3,7 @@
 #pragma once
 
 #include "core/app/catalogue.h"
+#include "core/common/runtime_error.h"
 
 namespace kestrova {
 
@@ -19,9 +20,20 @@ public:
     bool select(const QString& key) {
         const Category* category = findCategory(key);
         if (!category || !category->reader) return false;
-        ReaderContext ctx = context();
-        category->reader(ctx, *category);
+        run(*category);
         return true;
+    }
+    // Runs one category's reader. A run-time error that a reader lets through ends that reader
+    // where it stands: the rows it added stay, the list is shown again, and the program goes on.
+    void run(const Category& category) {
+        ReaderContext ctx = context();
+        try {
+            category.reader(ctx, category);
+        } catch (const std::exception& error) {
+            host_.diagnostic(QStringLiteral("%1: ended early: %2")
+                                 .arg(QLatin1String(category.key), QString::fromLocal8Bit(error.what())));
+            list.setVisible(true);
+        }
     }
     const OsApi& os() const { return os_; }
 
