@@ -52,7 +52,6 @@ QStringList categoryKeys();
 
 // Clears rows then columns and adds the category's columns, as every reader starts.
 void startList(ReaderContext& ctx, const Category& category);
-inline void startList(ReaderContext& ctx, const char* key) { startList(ctx, *findCategory(QLatin1String(key))); }
 
 // The target a double-click opens for a row of the category ("" for Nothing); nullopt when
 // nothing is to be opened at all.
