@@ -9,7 +9,7 @@
 #include <malloc.h>
 #include <vector>
 
-#include "core/app/result_list.h"
+#include "core/frame/result_list.h"
 #include "gui/result_list_model.h"
 
 namespace {

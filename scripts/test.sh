@@ -1,10 +1,18 @@
 #!/usr/bin/env bash
-# The whole test suite on a fresh Debian 12 machine: install, build, run every test under CTest.
+# The whole test suite on a fresh Debian 12 machine: install, build, run every test under CTest,
+# then build and run it all again with AddressSanitizer and UndefinedBehaviorSanitizer. Any
+# failure, or any sanitizer finding, fails the command.
 set -euo pipefail
 here="$(cd "$(dirname "$0")/.." && pwd)"
 "$here/scripts/install-deps.sh"
-dir="$("$here/scripts/build.sh" Release | tail -n 1)"
-cd "$dir"
-# GUI tests run without a display; the test main pins TZ and locale itself.
+# GUI tests run without a display; the test mains pin TZ and locale themselves.
 export QT_QPA_PLATFORM=offscreen
-ctest --output-on-failure --no-tests=error -j"$(nproc)"
+
+dir="$("$here/scripts/build.sh" Release | tail -n 1)"
+(cd "$dir" && ctest --output-on-failure --no-tests=error -j"$(nproc)")
+
+dir="$("$here/scripts/build.sh" Sanitize | tail -n 1)"
+export ASAN_OPTIONS="halt_on_error=1:detect_leaks=1"
+export LSAN_OPTIONS="suppressions=$here/scripts/lsan-qt.supp:print_suppressions=0"
+export UBSAN_OPTIONS="halt_on_error=1:print_stacktrace=1"
+(cd "$dir" && ctest --output-on-failure --no-tests=error -j"$(nproc)")

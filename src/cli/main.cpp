@@ -10,6 +10,7 @@
 
 #include "cli/output.h"
 #include "core/app/session.h"
+#include "core/frame/run_control.h"
 #include "core/registry/reg_api.h"
 #include "platform/system/environment.h"
 
@@ -35,6 +36,11 @@ public:
     void diagnostic(const QString& text) override {
         if (verbose_) std::fprintf(stderr, "%s\n", qPrintable(text));
     }
+    void bug(const QString& text) override {
+        std::fprintf(stderr, "kestrova-cli: internal error: %s\n", qPrintable(text));
+        failed = true;
+    }
+    bool failed = false;
 
 private:
     bool verbose_;
@@ -72,16 +78,17 @@ int rows(Environment& env, QTextStream& out, QStringList args, bool verbose) {
     }
     if (keys.isEmpty()) return usage();
     CliHost host(verbose);
-    Session session(*env.os, *env.clock, host);
-    QList<cli::CategoryOutput> printed;
+    RunControl run;
+    Session session(*env.os, *env.clock, run, host);
+    cli::Printer printer(out, format);
     for (const QString& key : keys) {
         if (!session.select(key)) {
             std::fprintf(stderr, "kestrova-cli: %s runs no reader; the list is left as it was\n", qPrintable(key));
         }
-        printed.append(cli::snapshot(key, session.list));
+        printer.category(key, session.list);
     }
-    cli::print(out, format, printed);
-    return 0;
+    printer.finish();
+    return host.failed ? 3 : 0;
 }
 
 QString visible(QString text) { return text.replace(QChar(0), QStringLiteral("\\0")); }

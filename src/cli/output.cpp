@@ -1,17 +1,6 @@
 #include "cli/output.h"
 
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
-
 namespace kestrova::cli {
-
-CategoryOutput snapshot(const QString& key, const ResultList& list) {
-    CategoryOutput out{key, {}, {}, list.panel1(), list.panel2()};
-    for (const Column& c : list.columns()) out.columns.append(c.text);
-    for (int r = 0; r < list.rowCount(); ++r) out.rows.append(list.row(r));
-    return out;
-}
 
 QString escapeTsv(const QString& text) {
     QString out;
@@ -40,39 +29,75 @@ QString escapeCsv(const QString& text) {
     return out;
 }
 
+QString jsonString(const QString& text) {
+    QString out;
+    out.reserve(text.size() + 2);
+    out += QLatin1Char('"');
+    for (const QChar c : text) {
+        switch (c.unicode()) {
+            case '"': out += QLatin1String("\\\""); break;
+            case '\\': out += QLatin1String("\\\\"); break;
+            case '\n': out += QLatin1String("\\n"); break;
+            case '\r': out += QLatin1String("\\r"); break;
+            case '\t': out += QLatin1String("\\t"); break;
+            default:
+                if (c.unicode() < 0x20) {
+                    out += QStringLiteral("\\u%1").arg(c.unicode(), 4, 16, QLatin1Char('0'));
+                } else {
+                    out += c;
+                }
+        }
+    }
+    out += QLatin1Char('"');
+    return out;
+}
+
 namespace {
 
-void record(QTextStream& out, Format format, const QString& kind, const QStringList& fields) {
-    const QString sep = format == Format::Tsv ? QStringLiteral("\t") : QStringLiteral(",");
-    out << kind;
-    for (const QString& f : fields) out << sep << (format == Format::Tsv ? escapeTsv(f) : escapeCsv(f));
-    out << '\n';
+QString jsonArray(const QStringList& items) {
+    QStringList quoted;
+    quoted.reserve(items.size());
+    for (const QString& item : items) quoted.append(jsonString(item));
+    return QLatin1Char('[') + quoted.join(QStringLiteral(", ")) + QLatin1Char(']');
 }
 
 }  // namespace
 
-void print(QTextStream& out, Format format, const QList<CategoryOutput>& categories) {
-    if (format == Format::Json) {
-        QJsonArray all;
-        for (const CategoryOutput& c : categories) {
-            QJsonArray rows;
-            for (const QStringList& r : c.rows) rows.append(QJsonArray::fromStringList(r));
-            all.append(QJsonObject{{"key", c.key},
-                                   {"columns", QJsonArray::fromStringList(c.columns)},
-                                   {"rows", rows},
-                                   {"panel1", c.panel1},
-                                   {"panel2", c.panel2}});
+void Printer::record(const QString& kind, const QStringList& fields) {
+    const QLatin1Char sep(format_ == Format::Tsv ? '\t' : ',');
+    out_ << kind;
+    for (const QString& f : fields) out_ << sep << (format_ == Format::Tsv ? escapeTsv(f) : escapeCsv(f));
+    out_ << '\n';
+}
+
+void Printer::category(const QString& key, const ResultList& list) {
+    QStringList columns;
+    for (const Column& c : list.columns()) columns.append(c.text);
+    if (format_ == Format::Json) {
+        out_ << (started_ ? ",\n" : "[\n");
+        started_ = true;
+        out_ << "  {\n    \"key\": " << jsonString(key) << ",\n    \"columns\": " << jsonArray(columns)
+             << ",\n    \"rows\": [";
+        for (int r = 0; r < list.rowCount(); ++r) {
+            out_ << (r ? ",\n      " : "\n      ") << jsonArray(list.row(r));
         }
-        out << QJsonDocument(all).toJson(QJsonDocument::Indented);
-        return;
+        out_ << (list.rowCount() ? "\n    ]" : "]") << ",\n    \"panel1\": " << jsonString(list.panel1())
+             << ",\n    \"panel2\": " << jsonString(list.panel2()) << "\n  }";
+    } else {
+        record(QStringLiteral("key"), {key});
+        record(QStringLiteral("columns"), columns);
+        for (int r = 0; r < list.rowCount(); ++r) record(QStringLiteral("row"), list.row(r));
+        record(QStringLiteral("panel1"), {list.panel1()});
+        record(QStringLiteral("panel2"), {list.panel2()});
     }
-    for (const CategoryOutput& c : categories) {
-        record(out, format, QStringLiteral("key"), {c.key});
-        record(out, format, QStringLiteral("columns"), c.columns);
-        for (const QStringList& r : c.rows) record(out, format, QStringLiteral("row"), r);
-        record(out, format, QStringLiteral("panel1"), {c.panel1});
-        record(out, format, QStringLiteral("panel2"), {c.panel2});
-    }
+    out_.flush();
+}
+
+void Printer::finish() {
+    if (finished_) return;
+    finished_ = true;
+    if (format_ == Format::Json) out_ << (started_ ? "\n]\n" : "[]\n");
+    out_.flush();
 }
 
 }  // namespace kestrova::cli

@@ -20,8 +20,9 @@ QString proposedReportFile(QString& reportFolder, const QString& computerName) {
     return reportFolder.isEmpty() ? name : reportFolder + QLatin1Char('/') + name;
 }
 
-FrmCreateReport::FrmCreateReport(QString& reportFolder, const OsApi& os, ReportWriter* writer, QWidget* parent)
-    : QDialog(parent), reportFolder_(reportFolder), writer_(writer) {
+FrmCreateReport::FrmCreateReport(QString& reportFolder, const OsApi& os, RunControl& run, ReportWriter* writer,
+                                 QWidget* parent)
+    : QDialog(parent), reportFolder_(reportFolder), run_(run), writer_(writer) {
     setWindowTitle(QStringLiteral("Create Report"));
     setObjectName(QStringLiteral("FrmCreateReport"));
     Label2 = new QLabel(QStringLiteral("Report File"), this);
@@ -69,7 +70,7 @@ FrmCreateReport::FrmCreateReport(QString& reportFolder, const OsApi& os, ReportW
         if (!chosen.isEmpty()) Text1->setText(chosen.left(254));
     });
     connect(Command2, &QPushButton::clicked, this, [this] {
-        skip_ = true;
+        run_.skipRequested = true;
         Command2->hide();
     });
     connect(Command1, &QPushButton::clicked, this, &FrmCreateReport::startReport);
@@ -82,10 +83,12 @@ ReportSelection FrmCreateReport::selection() const {
 }
 
 void FrmCreateReport::startReport() {
-    if (!writer_) return;
-    skip_ = false;
+    if (!writer_ || run_.running) return;
+    const RunningScope running(run_);
+    run_.skipRequested = false;
     writer_->WriteHTML(Text1->text(), selection(), [this](const QString& text) { Label1->setText(text); },
-                       [this] { return skip_; });
+                       [this] { return run_.skipRequested; });
+    run_.skipRequested = false;
 }
 
 }  // namespace kestrova

@@ -6,6 +6,7 @@
 #include <functional>
 
 #include "core/app/services.h"
+#include "core/frame/run_control.h"
 #include "core/settings/os_api.h"
 
 class QCheckBox;
@@ -23,10 +24,11 @@ using SaveFileDialogFn = std::function<QString(const QString& title, const QStri
 class FrmCreateReport : public QDialog {
     Q_OBJECT
 public:
-    FrmCreateReport(QString& reportFolder, const OsApi& os, ReportWriter* writer, QWidget* parent = nullptr);
+    FrmCreateReport(QString& reportFolder, const OsApi& os, RunControl& run, ReportWriter* writer,
+                    QWidget* parent = nullptr);
     void setSaveFileDialog(SaveFileDialogFn dialog) { saveDialog_ = std::move(dialog); }
     ReportSelection selection() const;
-    bool skipRequested() const { return skip_; }
+    bool skipRequested() const { return run_.skipRequested; }
 
     QLabel* Label2;
     QLineEdit* Text1;
@@ -45,9 +47,9 @@ public:
 private:
     void startReport();
     QString& reportFolder_;
+    RunControl& run_;
     ReportWriter* writer_;
     SaveFileDialogFn saveDialog_;
-    bool skip_ = false;
 };
 
 // The proposed report file for a report folder; the folder loses a trailing separator for good.

@@ -8,7 +8,7 @@
 
 namespace kestrova {
 
-FrmProgress::FrmProgress(bool& stopRequested, QWidget* parent) : QDialog(parent), stopRequested_(stopRequested) {
+FrmProgress::FrmProgress(RunControl& run, QWidget* parent) : QDialog(parent), run_(run) {
     setWindowTitle(QStringLiteral("Analyzing..."));
     setObjectName(QStringLiteral("frmProgress"));
     Label1 = new QLabel(this);
@@ -19,15 +19,20 @@ FrmProgress::FrmProgress(bool& stopRequested, QWidget* parent) : QDialog(parent)
     layout->addWidget(PBar1);
     layout->addWidget(Command1, 0, Qt::AlignRight);
     connect(Command1, &QPushButton::clicked, this, [this] {
-        stopRequested_ = true;
+        run_.stopRequested = true;
         close();
     });
     resize(360, 120);
 }
 
 void FrmProgress::closeEvent(QCloseEvent* event) {
-    stopRequested_ = true;
+    run_.stopRequested = true;
     QDialog::closeEvent(event);
+}
+
+void FrmProgress::reject() {
+    run_.stopRequested = true;
+    QDialog::reject();
 }
 
 }  // namespace kestrova

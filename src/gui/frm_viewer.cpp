@@ -89,7 +89,7 @@ FrmViewer::FrmViewer(Environment& env, Services services, QWidget* parent)
     PBar1->hide();
     Command1->hide();
     connect(Command1, &QPushButton::clicked, this, [this] {
-        session_->state.stopRequested = true;
+        run_.stopRequested = true;
         Command1->hide();
     });
     connect(URLs->header(), &QHeaderView::sectionClicked, this, [this](int section) { model_->setSortColumn(section); });
@@ -107,19 +107,32 @@ FrmViewer::~FrmViewer() {
     session_->list.setListener({});
 }
 
+ReaderHost& FrmViewer::host() { return *this; }
+
 void FrmViewer::newSession() {
+    // Never under a running reader: the commands that get here are refused while one runs.
+    Q_ASSERT(!run_.running);
+    URLs->setModel(nullptr);
     delete model_;
-    session_ = std::make_unique<Session>(*env_.os, *env_.clock, static_cast<ReaderHost&>(*this));
-    session_->list.setListener([this] { modelDirty_ = true; });
+    session_ = std::make_unique<Session>(*env_.os, *env_.clock, run_, static_cast<ReaderHost&>(*this));
+    session_->list.setListener([this] { listChanged_ = true; });
     model_ = new ResultListModel(session_->list, this);
     URLs->setModel(model_);
-    modelDirty_ = true;
+    listChanged_ = true;
     syncView();
+}
+
+bool FrmViewer::refuseWhileRunning() {
+    if (!run_.running) return false;
+    QApplication::beep();
+    return true;
 }
 
 void FrmViewer::buildMenus() {
     QMenu* file = menuBar()->addMenu(QStringLiteral("File"));
-    mnuChooseSystem = file->addAction(QStringLiteral("Choose Windows System..."), this, &FrmViewer::chooseSystem);
+    mnuChooseSystem = file->addAction(QStringLiteral("Choose Windows System..."), this, [this] {
+        if (!refuseWhileRunning()) chooseSystem();
+    });
     mnuOptions = file->addAction(QStringLiteral("Options"), this, [this] {
         FrmOptions options(*services_.reportFolder, env_.settings, *env_.os, this);
         options.exec();
@@ -128,7 +141,8 @@ void FrmViewer::buildMenus() {
 
     QMenu* report = menuBar()->addMenu(QStringLiteral("Report"));
     mnuCreate = report->addAction(QStringLiteral("Create Report"), this, [this] {
-        FrmCreateReport window(*services_.reportFolder, *env_.os, services_.report, this);
+        if (refuseWhileRunning()) return;
+        FrmCreateReport window(*services_.reportFolder, *env_.os, run_, services_.report, this);
         window.exec();
     });
     mnuView = report->addAction(QStringLiteral("View Report"), this, [this] {
@@ -178,14 +192,25 @@ void FrmViewer::selectKey(const QString& key) {
 }
 
 void FrmViewer::onNodeSelected(QTreeWidgetItem* item) {
-    // A node picked while a long reader lets events run waits for that reader; readers share the
-    // one list and are not re-entrant.
-    if (!item || readerRunning_) return;
-    readerRunning_ = true;
-    sinceEvents_.start();
-    session_->select(item->data(0, kKeyRole).toString());
-    readerRunning_ = false;
+    if (!item) return;
+    const QString key = item->data(0, kKeyRole).toString();
+    // A node picked while a reader lets events run waits for that reader: readers share the one
+    // list and are not re-entrant. The last node picked runs when it ends.
+    if (run_.running) {
+        pendingKey_ = key;
+        return;
+    }
+    if (const Category* category = dispatch(key)) runCategory(*category);
+}
+
+void FrmViewer::runCategory(const Category& category) {
+    if (run_.running) return;
+    session_->run(category);
     syncView();
+    if (!pendingKey_.isEmpty()) {
+        const QString next = std::exchange(pendingKey_, QString());
+        if (const Category* queued = dispatch(next)) runCategory(*queued);
+    }
 }
 
 void FrmViewer::openRow(int viewRow) {
@@ -200,29 +225,27 @@ void FrmViewer::openRow(int viewRow) {
 void FrmViewer::syncView() {
     const ResultList& list = session_->list;
     URLs->setVisible(list.visible());
-    if (modelDirty_) {
-        modelDirty_ = false;
-        model_->reload();
+    if (model_->sync()) {
         const double dpi = logicalDpiX();
         for (size_t c = 0; c < list.columns().size(); ++c) {
             URLs->header()->resizeSection(static_cast<int>(c), twipsToPixels(list.columns()[c].widthTwips, dpi));
         }
     }
-    panel1->setText(list.panel1());
-    panel2->setText(list.panel2());
+    if (listChanged_) {
+        listChanged_ = false;
+        panel1->setText(list.panel1());
+        panel2->setText(list.panel2());
+    }
 }
 
 void FrmViewer::processEvents() {
-    // Rate-limited: a reader calls this per record, and a window repaint per record would cost
-    // more than the reading.
-    if (sinceEvents_.isValid() && sinceEvents_.elapsed() < 40) return;
+    // The reader frame calls this every few tens of milliseconds, not per row.
     syncView();
     QCoreApplication::processEvents();
-    sinceEvents_.restart();
 }
 
 void FrmViewer::showProgress(int maximum) {
-    if (!progress_) progress_ = new FrmProgress(session_->state.stopRequested, this);
+    if (!progress_) progress_ = new FrmProgress(run_, this);
     progress_->PBar1->setMaximum(std::max(maximum, 0));
     progress_->PBar1->setValue(0);
     progress_->show();
@@ -235,12 +258,19 @@ void FrmViewer::setProgress(int value, const QString& label) {
 }
 
 void FrmViewer::closeProgress() {
-    if (progress_) progress_->close();
+    // Hidden, not closed: closing it is the user's way of asking the reader to stop.
+    if (progress_) progress_->hide();
 }
 
 void FrmViewer::showStopButton(bool shown) { Command1->setVisible(shown); }
 
 void FrmViewer::message(const QString& text) { QMessageBox::information(this, QStringLiteral("Kestrova"), text); }
+
+void FrmViewer::bug(const QString& text) {
+    ++bugs_;
+    QMessageBox::critical(this, QStringLiteral("Kestrova - internal error"),
+                          QStringLiteral("A reader failed in a way it should not:\n%1\n\nThe rows read so far are kept.").arg(text));
+}
 
 bool FrmViewer::load(QString* fatal) {
     show();

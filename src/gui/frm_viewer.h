@@ -5,7 +5,6 @@
 #pragma once
 
 #include <QMainWindow>
-#include <QElapsedTimer>
 #include <functional>
 #include <memory>
 
@@ -45,6 +44,13 @@ public:
     bool load(QString* fatal);
 
     Session& session() { return *session_; }
+    RunControl& runControl() { return run_; }
+    // Runs one category as a click on its node does (tests run their own categories here).
+    void runCategory(const Category& category);
+    // The window as the reader frame sees it.
+    ReaderHost& host();
+    // Faults of the program that reached the window (each was shown as an internal error).
+    int bugs() const { return bugs_; }
     ResultListModel* model() const { return model_; }
     // Selects the tree node of a key, as a click on it does (nullptr keys clear the selection).
     void selectKey(const QString& key);
@@ -83,6 +89,7 @@ private:
     void closeProgress() override;
     void showStopButton(bool shown) override;
     void message(const QString& text) override;
+    void bug(const QString& text) override;
 
     void buildMenus();
     void buildTree();
@@ -91,16 +98,19 @@ private:
     void newSession();
     void chooseSystem();
     void updateTitle();
+    // True (and a beep) when a reader runs: the command must not replace or reset the session.
+    bool refuseWhileRunning();
 
     Environment& env_;
     Services services_;
+    RunControl run_;  // program-wide; outlives every session this window makes
     std::unique_ptr<Session> session_;
     ResultListModel* model_ = nullptr;
     QWidget* canvas_ = nullptr;
     FrmProgress* progress_ = nullptr;
-    bool modelDirty_ = true;
-    bool readerRunning_ = false;
-    QElapsedTimer sinceEvents_;
+    bool listChanged_ = true;
+    QString pendingKey_;
+    int bugs_ = 0;
 };
 
 }  // namespace kestrova

@@ -32,10 +32,29 @@ QVariant ResultListModel::headerData(int section, Qt::Orientation orientation, i
 
 void ResultListModel::reload() {
     beginResetModel();
+    generation_ = list_.generation();
     rows_ = list_.rowCount();
     columns_ = static_cast<int>(list_.columns().size());
     resort();
     endResetModel();
+}
+
+bool ResultListModel::sync() {
+    if (generation_ != list_.generation()) {
+        reload();
+        return true;
+    }
+    const int rows = list_.rowCount();
+    if (rows == rows_) return false;
+    if (!order_.empty()) {
+        // Sorted: appended rows may belong anywhere, so the order is made anew.
+        reload();
+        return false;
+    }
+    beginInsertRows(QModelIndex(), rows_, rows - 1);
+    rows_ = rows;
+    endInsertRows();
+    return false;
 }
 
 void ResultListModel::setSortColumn(int column) {

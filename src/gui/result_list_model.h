@@ -1,11 +1,13 @@
 // The list's model: a view over the ResultList, never one item object per row. data() only
 // indexes into the list's compact storage; sorting by a column is a permutation of row numbers.
+// Rows a reader appends reach the view as row insertions; only a new list (rows cleared, columns
+// changed) resets the model.
 #pragma once
 
 #include <QAbstractTableModel>
 #include <vector>
 
-#include "core/app/result_list.h"
+#include "core/frame/result_list.h"
 
 namespace kestrova {
 
@@ -19,7 +21,10 @@ public:
     QVariant data(const QModelIndex& index, int role) const override;
     QVariant headerData(int section, Qt::Orientation orientation, int role) const override;
 
-    // Re-reads the list (after a reader changed it), keeping the sort column.
+    // Catches up with the list: a reset when it is a new list (returns true), else insertions
+    // for the rows appended since the last look.
+    bool sync();
+    // Re-reads the whole list, keeping the sort column.
     void reload();
     // Makes that column (0 = the row's own text) the sort column; -1 for the readers' order.
     void setSortColumn(int column);
@@ -34,6 +39,7 @@ private:
     int sortColumn_ = -1;
     int rows_ = 0;
     int columns_ = 0;
+    uint64_t generation_ = ~uint64_t{0};
 };
 
 }  // namespace kestrova

@@ -25,6 +25,7 @@ TEST(Catalogue, HoldsFourGroupsAndTwentyTwoCategoriesInTreeOrder) {
 
 TEST(Catalogue, DispatchKnowsHiddenKeysButGroupsRunNothing) {
     EXPECT_NE(dispatch("e1"), nullptr);
+    EXPECT_NE(findCategory("root"), nullptr);
     for (const char* key : {"root", "root2", "e2", "e3", "e4", "A1", "zz", ""}) EXPECT_EQ(dispatch(key), nullptr) << key;
 }
 
@@ -110,16 +111,16 @@ class FailingReader : public test::ReaderFixture {};
 TEST_F(FailingReader, ARunTimeErrorEndsOnlyThatReaderAndKeepsItsRows) {
     volume_.userHive(tools::sampleUserHive());
     Session& s = open();
-    static const Category failing{"zz", "root", "Failing", {}, nullptr, nullptr, true, OpenTarget::Nothing,
-                                  [](ReaderContext& ctx, const Category&) {
-                                      ctx.list.setVisible(false);
-                                      ctx.list.addRow(QStringLiteral("kept"));
+    static const Category failing{.key = "zz", .parent = "root", .caption = "Failing",
+                                  .rows = [](const SourceContext&, RowSink& sink) {
+                                      sink.add(QStringLiteral("kept"));
                                       throw RuntimeError("Overflow");
                                   }};
     s.run(failing);
     EXPECT_EQ(s.list.rowCount(), 1);
     EXPECT_EQ(s.list.cell(0, 0), QString("kept"));
     EXPECT_TRUE(s.list.visible());
+    EXPECT_EQ(s.list.panel2(), "Total Records: 1");
     ASSERT_EQ(host_.diagnostics.size(), 1);
     EXPECT_EQ(host_.diagnostics.front(), "zz: ended early: Overflow");
     // The next category runs as usual.

@@ -8,7 +8,10 @@
 #include <QProgressBar>
 #include <QPushButton>
 #include <QStatusBar>
+#include <QSignalSpy>
 #include <QTemporaryDir>
+#include <QThread>
+#include <QTimer>
 #include <QTreeView>
 #include <QTreeWidget>
 #include <QtTest>
@@ -25,6 +28,10 @@
 #include "support/reader_fixture.h"
 
 using namespace kestrova;
+
+namespace {
+constexpr ColumnSpec kLongColumns[] = {{"Row", 2000}};
+}
 
 class GuiTest : public QObject {
     Q_OBJECT
@@ -197,7 +204,7 @@ private slots:
     void reportWindowProposesAFileNamedAfterTheComputer() {
         auto w = makeWorld();
         w->reportFolder = "/home/u/Reports/";
-        FrmCreateReport report(w->reportFolder, *w->env->os, nullptr);
+        FrmCreateReport report(w->reportFolder, *w->env->os, w->window->runControl(), nullptr);
         QCOMPARE(report.Text1->text(), QString("/home/u/Reports/Report_for_KESTROVA-SAMPLE.htm"));
         QCOMPARE(w->reportFolder, QString("/home/u/Reports"));  // shortened for the rest of the run
         QVERIFY(report.Command2->isHidden());
@@ -213,30 +220,109 @@ private slots:
         report.Command3->click();
         QCOMPARE(report.Text1->text(), QString("/tmp/r.htm"));
         w->reportFolder = "";
-        FrmCreateReport relative(w->reportFolder, *w->env->os, nullptr);
+        FrmCreateReport relative(w->reportFolder, *w->env->os, w->window->runControl(), nullptr);
         QCOMPARE(relative.Text1->text(), QString("Report_for_KESTROVA-SAMPLE.htm"));
     }
 
     void progressWindowSetsStopWhenClosedAnyWay() {
-        bool stop = false;
-        FrmProgress progress(stop);
+        RunControl run;
+        FrmProgress progress(run);
         QCOMPARE(progress.windowTitle(), QString("Analyzing..."));
         progress.show();
         progress.close();
-        QVERIFY(stop);
-        stop = false;
-        FrmProgress again(stop);
+        QVERIFY(run.stopRequested);
+        run.stopRequested = false;
+        FrmProgress again(run);
         again.show();
         again.Command1->click();
-        QVERIFY(stop);
+        QVERIFY(run.stopRequested);
     }
 
     void cancelButtonSetsStopAndHidesItself() {
         auto w = makeWorld();
         w->window->Command1->show();
         w->window->Command1->click();
-        QVERIFY(w->window->session().state.stopRequested);
+        QVERIFY(w->window->runControl().stopRequested);
         QVERIFY(w->window->Command1->isHidden());
+    }
+
+    // A long reader (test-only) that adds rows until it is asked to stop, for at most 10 s.
+    static const Category& longReader() {
+        static const Category category{
+            .key = "zz", .parent = "root", .caption = "Long", .columns = kLongColumns, .hint = "done",
+            .clearsStop = true, .rows = [](const SourceContext&, RowSink& sink) {
+                QElapsedTimer clock;
+                clock.start();
+                sink.showProgress(1000);
+                for (int i = 0; clock.elapsed() < 10000; ++i) {
+                    QThread::usleep(200);
+                    if (!sink.add(QString::number(i))) break;
+                }
+                sink.closeProgress();
+            }};
+        return category;
+    }
+
+    void cancelAndAClosedProgressWindowStopALongReaderAtTheNextRow() {
+        auto w = makeWorld();
+        for (const bool viaProgressWindow : {false, true}) {
+            int rowsAtStop = -1;
+            QTimer::singleShot(150, w->window.get(), [&] {
+                rowsAtStop = w->window->session().list.rowCount();
+                if (viaProgressWindow) {
+                    auto* progress = w->window->findChild<FrmProgress*>();
+                    QVERIFY(progress && progress->isVisible());
+                    progress->close();
+                } else {
+                    w->window->Command1->click();
+                }
+            });
+            QElapsedTimer clock;
+            clock.start();
+            w->window->runCategory(longReader());
+            QVERIFY(clock.elapsed() < 5000);
+            // The stop came while events ran after a row; the very next row ended the loop.
+            QCOMPARE(w->window->session().list.rowCount(), rowsAtStop);
+            QVERIFY(rowsAtStop > 0);
+            QCOMPARE(w->window->panel2->text(), QString("Total Records: %1").arg(rowsAtStop));
+            QVERIFY(!w->window->runControl().running);
+        }
+    }
+
+    void commandsThatReplaceTheSessionWaitForARunningReader() {
+        auto w = makeWorld();
+        const Session* before = &w->window->session();
+        bool tried = false;
+        QTimer::singleShot(100, w->window.get(), [&] {
+            // Neither may open its dialog or replace the session under the running reader.
+            w->window->mnuChooseSystem->trigger();
+            w->window->mnuCreate->trigger();
+            w->window->selectKey("b3");  // queued: runs when the long reader ends
+            tried = true;
+            w->window->Command1->click();
+        });
+        w->window->runCategory(longReader());
+        QVERIFY(tried);
+        QCOMPARE(&w->window->session(), before);
+        QVERIFY(!w->window->runControl().running);
+        QCOMPARE(w->window->model()->rowCount(), 3);
+        QCOMPARE(w->window->panel2->text(), QString("Total Records: 3"));
+        QCOMPARE(w->window->session().state.listMode, QString("run"));
+        // The stop the Cancel left behind is not stale for the next long reader: it clears it.
+        QTimer::singleShot(100, w->window.get(), [&] { w->window->Command1->click(); });
+        w->window->runCategory(longReader());
+        QVERIFY(w->window->session().list.rowCount() > 10);
+    }
+
+    void rowsAppendedWhileAReaderRunsReachTheViewAsInsertions() {
+        auto w = makeWorld();
+        QSignalSpy resets(w->window->model(), &QAbstractItemModel::modelReset);
+        QSignalSpy inserts(w->window->model(), &QAbstractItemModel::rowsInserted);
+        QTimer::singleShot(200, w->window.get(), [&] { w->window->Command1->click(); });
+        w->window->runCategory(longReader());
+        QCOMPARE(resets.count(), 1);  // the new list, once
+        QVERIFY(inserts.count() >= 2);
+        QCOMPARE(w->window->model()->rowCount(), w->window->session().list.rowCount());
     }
 
     void listShowsCellsUpToTheirFirstNul() {

@@ -182,5 +182,29 @@ TEST(BrokenHives, TruncatedRandomAndDamagedHivesNeverCrash) {
     EXPECT_EQ(reg.EnumKeys(RootKey::CurrentUser, "Software"), "");
 }
 
+TEST(BrokenHives, AValueTypeOutsideTheKnownOnesIsKeptAsANumber) {
+    test::TempVolume volume;
+    tools::HiveBuilder user;
+    user.dword("Software\\Odd", "WEIRDTYPE", 7);
+    volume.userHive(user);
+    // vk cell: "vk", name length (2), data size (4), data offset (4), data type (4), ...
+    const QString path = volume.root() + "/Users/alice/NTUSER.DAT";
+    QFile file(path);
+    ASSERT_TRUE(file.open(QIODevice::ReadWrite));
+    QByteArray bytes = file.readAll();
+    const qsizetype vk = bytes.indexOf(QByteArray("vk\x09\x00", 4));
+    ASSERT_GT(vk, 0);
+    bytes[vk + 12] = 120;
+    file.seek(0);
+    file.write(bytes);
+    file.close();
+    const auto system = volume.open();
+    const auto key = system->registry().openKey(RootKey::CurrentUser, "Software\\Odd");
+    ASSERT_TRUE(key);
+    ASSERT_TRUE(key->value("WEIRDTYPE"));
+    EXPECT_EQ(key->value("WEIRDTYPE")->type, 120u);
+    EXPECT_EQ(RegApi(system->registry()).QueryValue(RootKey::CurrentUser, "Software\\Odd", "WEIRDTYPE"), kError440);
+}
+
 }  // namespace
 }  // namespace kestrova

@@ -14,6 +14,7 @@ class RecordingHost : public ReaderHost {
 public:
     void processEvents() override { ++events; }
     void diagnostic(const QString& text) override { diagnostics.append(text); }
+    void bug(const QString& text) override { ADD_FAILURE() << "a reader hit a bug: " << text.toStdString(); }
     int events = 0;
     QStringList diagnostics;
 };
@@ -28,11 +29,11 @@ protected:
     Session& open() {
         system_ = volume_.open();
         os_ = std::make_unique<OsApi>(*system_, desktop_);
-        session_ = std::make_unique<Session>(*os_, clock_, host_);
+        session_ = std::make_unique<Session>(*os_, clock_, run_, host_);
         return *session_;
     }
     Session& session() { return *session_; }
-    ReaderContext context() { return session_->context(); }
+    SourceContext reportContext(const QString& mode = QString()) { return session_->reportContext(mode); }
     QStringList rows() const {
         QStringList out;
         for (int r = 0; r < session_->list.rowCount(); ++r) out.append(session_->list.cell(r, 0).toString());
@@ -47,6 +48,7 @@ protected:
     FakeDesktop desktop_;
     FixedClock clock_ = utcClock();
     RecordingHost host_;
+    RunControl run_;
     std::unique_ptr<VolumeSystem> system_;
     std::unique_ptr<OsApi> os_;
     std::unique_ptr<Session> session_;

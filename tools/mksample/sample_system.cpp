@@ -49,7 +49,7 @@ HiveBuilder sampleUserHive(const QString& user) {
     HiveBuilder hive;
     const QString profile = QStringLiteral("C:\\Users\\") + user;
     for (const auto& [name, path] : kWin7ShellFolders) {
-        hive.sz(kShellFolders, QLatin1String(name), QString::fromLatin1(path).arg(profile));
+        hive.sz(kShellFolders, QLatin1String(name), QString::fromLatin1(path).replace(QLatin1String("%1"), profile));
     }
     hive.key(QStringLiteral("Software\\Microsoft\\Internet Explorer\\Main"));
     return hive;
@@ -176,7 +176,7 @@ bool makeProfileFolders(const QString& root, const QString& user) {
     const QString profile = root + QStringLiteral("/Users/") + user;
     bool ok = true;
     for (const auto& [name, path] : kWin7ShellFolders) {
-        QString local = QString::fromLatin1(path).arg(profile);
+        QString local = QString::fromLatin1(path).replace(QLatin1String("%1"), profile);
         if (local.startsWith(QLatin1String("C:\\"))) local = root + QLatin1Char('/') + local.mid(3);
         ok = QDir().mkpath(local.replace(QLatin1Char('\\'), QLatin1Char('/'))) && ok;
     }

@@ -5,17 +5,6 @@
 namespace kestrova {
 namespace {
 
-// Categories whose readers are not part of this build yet show their columns and an empty
-// list, which is also what each of them shows when its source is missing.
-void readNotYetAvailable(ReaderContext& ctx, const Category& category) {
-    if (category.loadingHint) ctx.list.setPanel1(QString::fromLatin1(category.loadingHint));
-    startList(ctx, category);
-    if (category.hint) ctx.list.setPanel1(QString::fromLatin1(category.hint));
-    if (category.writesCount) ctx.list.showCount();
-    ctx.host.diagnostic(QStringLiteral("%1: this build has no reader for this category yet")
-                            .arg(QLatin1String(category.key)));
-}
-
 constexpr ColumnSpec kA1[] = {{"URL", 5000}, {"Title", 5000}, {"Last Visited", 2000}};
 constexpr ColumnSpec kA2[] = {{"URLs", 4000}};
 constexpr ColumnSpec kA3[] = {{"Cookies", 6000}};
@@ -45,41 +34,59 @@ constexpr ColumnSpec kE1[] = {{"URL History", 6000}, {"Title", 6000}, {"Last Vis
 constexpr const char* kLoading = "Loading...";
 using enum OpenTarget;
 
-// The tree, in the order its nodes are added. Caption and header spellings are the product's
-// own and are kept ("Internet Explorer " with its blank, "Top Visted Sites", "Double Cilck").
+// The tree, in the order its nodes are added. Caption, header and hint spellings are the
+// product's own and are kept ("Internet Explorer " with its blank, "Top Visted Sites",
+// "Double Cilck"). Categories without a row source yet show their columns, hints and a count of
+// 0, which is also what each shows when its source is missing.
 const Category kCatalogue[] = {
-    {"root", "", "Internet Explorer ", {}, nullptr, nullptr, false, Nothing, nullptr},
-    {"root2", "", "Windows", {}, nullptr, nullptr, false, Nothing, nullptr},
-    {"root3", "", "Firefox", {}, nullptr, nullptr, false, Nothing, nullptr},
-    {"root4", "", "Google Chrome", {}, nullptr, nullptr, false, Nothing, nullptr},
-    {"a1", "root", "URL History", kA1, nullptr, "Double Cilck to view", true, SecondCell, readNotYetAvailable},
-    {"a2", "root", "Address Bar", kA2, nullptr, "Double Cilck to view", true, FirstCell, readAddressBar},
-    {"a3", "root", "Cookies", kA3, nullptr, "Double click to view cookie folder", true, CookiesFolder, readNotYetAvailable},
-    {"a4", "root", "Index.dat File", kA4, nullptr, "Double click to view", true, FirstCell, readNotYetAvailable},
-    {"b1", "root2", "Recent Document", kB1, nullptr, "Double Click to open", true, FirstCell, readRecentDocuments},
-    {"b2", "root2", "Search History", kB2, nullptr, "", true, Nothing, readSearchHistory},
-    {"b3", "root2", "Run History", kB3, nullptr, "Double Cilck to run", true, Nothing, readRunHistory},
-    {"b4", "root2", "Open/Save History", kB4, nullptr, "", true, Nothing, readOpenSaveHistory},
-    {"b5", "root2", "List Visited History", kB5, nullptr, "", false, Nothing, readLastVisited},
-    {"b6", "root2", "USB Storage History", kB6, nullptr, "", false, Nothing, readUsbStorage},
-    {"b7", "root2", "First Folder (Win7)", kB7, nullptr, "", false, Nothing, readFirstFolder},
-    {"b8", "root2", "Typed Paths (Win7)", kB8, nullptr, "", false, Nothing, readTypedPaths},
-    {"c1", "root3", "URL History", kC1, kLoading, "Double Click to view", true, FirstCell, readNotYetAvailable},
-    {"c2", "root3", "Cookies", kC2, kLoading, nullptr, true, Nothing, readNotYetAvailable},
-    {"c3", "root3", "Downloads", kC3, nullptr, "Double Click to view", true, FirstCell, readNotYetAvailable},
-    {"c4", "root3", "Input History", kC4, nullptr, nullptr, true, Nothing, readNotYetAvailable},
-    {"c5", "root3", "Form History", kC5, nullptr, nullptr, true, Nothing, readNotYetAvailable},
-    {"d1", "root4", "URL History", kD1, kLoading, "Double Click to view", true, FirstCell, readNotYetAvailable},
-    {"d2", "root4", "Cookies", kD2, kLoading, nullptr, true, Nothing, readNotYetAvailable},
-    {"d3", "root4", "Downloads", kD3, nullptr, "Double Click to view", true, FirstCell, readNotYetAvailable},
-    {"d4", "root4", "Top Visted Sites", kD4, nullptr, "Double Click to view", true, Nothing, readNotYetAvailable},
-    {"d5", "root4", "Keyword Searched", kD5, nullptr, nullptr, true, Nothing, readNotYetAvailable},
+    {.key = "root", .caption = "Internet Explorer "},
+    {.key = "root2", .caption = "Windows"},
+    {.key = "root3", .caption = "Firefox"},
+    {.key = "root4", .caption = "Google Chrome"},
+    {.key = "a1", .parent = "root", .caption = "URL History", .columns = kA1, .hint = "Double Cilck to view",
+     .listMode = listmode::Cache, .open = SecondCell},
+    {.key = "a2", .parent = "root", .caption = "Address Bar", .columns = kA2, .hint = "Double Cilck to view",
+     .listMode = listmode::Url, .open = FirstCell, .rows = addressBarRows},
+    {.key = "a3", .parent = "root", .caption = "Cookies", .columns = kA3, .hint = "Double click to view cookie folder",
+     .listMode = listmode::Cookies, .open = CookiesFolder},
+    {.key = "a4", .parent = "root", .caption = "Index.dat File", .columns = kA4, .hint = "Double click to view",
+     .listMode = listmode::IndexDat, .clearsStop = true, .showsStopButton = true, .open = FirstCell},
+    {.key = "b1", .parent = "root2", .caption = "Recent Document", .columns = kB1, .hint = "Double Click to open",
+     .listMode = listmode::RecentDocuments, .open = FirstCell, .rows = recentDocumentRows},
+    {.key = "b2", .parent = "root2", .caption = "Search History", .columns = kB2, .hint = "",
+     .rows = searchHistoryRows},
+    {.key = "b3", .parent = "root2", .caption = "Run History", .columns = kB3, .hint = "Double Cilck to run",
+     .listMode = listmode::Run, .rows = runHistoryRows},
+    {.key = "b4", .parent = "root2", .caption = "Open/Save History", .columns = kB4, .hint = "",
+     .listMode = listmode::Open, .rows = openSaveRows},
+    {.key = "b5", .parent = "root2", .caption = "List Visited History", .columns = kB5, .hint = "",
+     .writesCount = false, .rows = lastVisitedRows},
+    {.key = "b6", .parent = "root2", .caption = "USB Storage History", .columns = kB6, .hint = "",
+     .writesCount = false, .rows = usbStorageRows},
+    {.key = "b7", .parent = "root2", .caption = "First Folder (Win7)", .columns = kB7, .hint = "",
+     .writesCount = false, .rows = firstFolderRows},
+    {.key = "b8", .parent = "root2", .caption = "Typed Paths (Win7)", .columns = kB8, .hint = "",
+     .writesCount = false, .rows = typedPathRows},
+    {.key = "c1", .parent = "root3", .caption = "URL History", .columns = kC1, .loadingHint = kLoading,
+     .hint = "Double Click to view", .open = FirstCell},
+    {.key = "c2", .parent = "root3", .caption = "Cookies", .columns = kC2, .loadingHint = kLoading},
+    {.key = "c3", .parent = "root3", .caption = "Downloads", .columns = kC3, .hint = "Double Click to view",
+     .open = FirstCell},
+    {.key = "c4", .parent = "root3", .caption = "Input History", .columns = kC4},
+    {.key = "c5", .parent = "root3", .caption = "Form History", .columns = kC5},
+    {.key = "d1", .parent = "root4", .caption = "URL History", .columns = kD1, .loadingHint = kLoading,
+     .hint = "Double Click to view", .open = FirstCell},
+    {.key = "d2", .parent = "root4", .caption = "Cookies", .columns = kD2, .loadingHint = kLoading},
+    {.key = "d3", .parent = "root4", .caption = "Downloads", .columns = kD3, .hint = "Double Click to view",
+     .open = FirstCell},
+    {.key = "d4", .parent = "root4", .caption = "Top Visted Sites", .columns = kD4, .hint = "Double Click to view"},
+    {.key = "d5", .parent = "root4", .caption = "Keyword Searched", .columns = kD5},
 };
 
 // Keys the dispatch knows although no tree node carries them: "e1" is bound to the Opera history
-// reader, "e2" to "e4" to nothing.
+// reader; "e2" to "e4" are bound to nothing and so run nothing, like any unknown key.
 const Category kHiddenKeys[] = {
-    {"e1", "", "Opera", kE1, kLoading, nullptr, true, Nothing, readNotYetAvailable},
+    {.key = "e1", .caption = "Opera", .columns = kE1, .loadingHint = kLoading},
 };
 
 }  // namespace
@@ -96,9 +103,14 @@ const Category* findCategory(const QString& key) {
     return nullptr;
 }
 
-ReaderFn dispatch(const QString& key) {
-    const Category* category = findCategory(key);
-    return category ? category->reader : nullptr;
+const Category* dispatch(const QString& key) {
+    for (const Category& c : kCatalogue) {
+        if (!c.isGroup() && key == QLatin1String(c.key)) return &c;
+    }
+    for (const Category& c : kHiddenKeys) {
+        if (key == QLatin1String(c.key)) return &c;
+    }
+    return nullptr;
 }
 
 QStringList categoryKeys() {
@@ -107,14 +119,6 @@ QStringList categoryKeys() {
         if (!c.isGroup()) keys.append(QLatin1String(c.key));
     }
     return keys;
-}
-
-void startList(ReaderContext& ctx, const Category& category) {
-    ctx.list.clearRows();
-    ctx.list.clearColumns();
-    for (const ColumnSpec& column : category.columns) {
-        ctx.list.addColumn(QString::fromLatin1(column.text), column.widthTwips);
-    }
 }
 
 std::optional<QString> openTarget(const Category& category, const ResultList& list, int row, const OsApi& os) {

@@ -1,24 +1,17 @@
-// The category catalogue: the four groups and twenty-two categories of the tree, each with its
-// columns, hints and reader, in tree order, as one table. Adding a category is one row here.
+// The category catalogue: the four groups and twenty-two categories of the tree, in tree order,
+// as one table. A row names everything the frame needs to show a category (columns, hints, mode,
+// panels, the double-click target) and binds the row source that fills both the window's list
+// and the report. Adding a category is one row here; gui/ and cli/ do not change.
 #pragma once
 
 #include <QString>
+#include <QStringList>
 #include <optional>
 #include <span>
-#include <vector>
 
-#include "core/app/reader_context.h"
+#include "core/frame/list_fill.h"
 
 namespace kestrova {
-
-struct Category;
-// A reader gets its own catalogue row, so that its columns and hints are written in one place.
-using ReaderFn = void (*)(ReaderContext&, const Category&);
-
-struct ColumnSpec {
-    const char* text;
-    int widthTwips;
-};
 
 // What a double-click on a row of the category opens.
 enum class OpenTarget {
@@ -30,31 +23,38 @@ enum class OpenTarget {
 
 struct Category {
     const char* key;
-    const char* parent;   // "" for a group
-    const char* caption;  // spellings kept as shipped ("Internet Explorer ", "Top Visted Sites")
-    std::span<const ColumnSpec> columns;
-    const char* loadingHint;  // panel 1 while loading; nullptr when untouched
-    const char* hint;         // panel 1 when filled; nullptr when left as it was
-    bool writesCount;         // panel 2 "Total Records: n"; b5 to b8 leave it alone
-    OpenTarget open;
-    ReaderFn reader;          // nullptr for groups
+    const char* parent = "";  // "" for a group
+    const char* caption;      // spellings kept as shipped ("Internet Explorer ", "Top Visted Sites")
+    std::span<const ColumnSpec> columns = {};
+    const char* loadingHint = nullptr;  // panel 1 while loading; nullptr leaves it
+    const char* hint = nullptr;         // panel 1 when filled; nullptr leaves it as it was
+    const char* listMode = nullptr;     // a listmode:: value; nullptr keeps the previous mode
+    bool writesCount = true;            // panel 2 "Total Records: n"; b5 to b8 leave it alone
+    bool clearsStop = false;            // long readers clear StopRequested when they start
+    bool showsStopButton = false;       // the main window's Cancel while it runs
+    OnError onError = OnError::EndReader;
+    OpenTarget open = OpenTarget::Nothing;
+    RowSource rows = nullptr;  // the row source of window and report; nullptr for groups
+
     bool isGroup() const { return parent[0] == '\0'; }
+    FillSpec fill() const {
+        return FillSpec{columns, loadingHint, hint, listMode, writesCount, clearsStop, showsStopButton, onError};
+    }
 };
 
 // Groups and categories in the order they are added to the tree.
 std::span<const Category> catalogue();
+// The row of a key, groups included; nullptr for keys the catalogue does not know.
 const Category* findCategory(const QString& key);
-// The selection dispatch: the reader bound to a key, also for the keys the tree never shows
-// ("e1" .. "e4"); nullptr when the key runs nothing (groups, "e2" .. "e4", unknown keys).
-ReaderFn dispatch(const QString& key);
+// The selection dispatch: the category a key runs, also for "e1", which no tree node carries;
+// nullptr when the key runs nothing (groups, "e2" .. "e4", unknown keys).
+const Category* dispatch(const QString& key);
 // Every category key in tree order (no groups).
 QStringList categoryKeys();
 
-// Clears rows then columns and adds the category's columns, as every reader starts.
-void startList(ReaderContext& ctx, const Category& category);
-
-// The target a double-click opens for a row of the category ("" for Nothing); nullopt when
-// nothing is to be opened at all.
+class OsApi;
+class ResultList;
+// The target a double-click opens for a row of the category; nullopt when nothing is opened.
 std::optional<QString> openTarget(const Category& category, const ResultList& list, int row, const OsApi& os);
 
 }  // namespace kestrova

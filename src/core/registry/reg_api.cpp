@@ -62,9 +62,15 @@ long RegApi::QueryValueEx(const RegistryKey& key, const QString& valueName, RegS
 
 QString RegApi::QueryValue(RootKey root, const QString& keyPath, const QString& valueName) const {
     const std::unique_ptr<RegistryKey> key = backend_.openKey(root, keyPath);
-    if (!key) return kError440;
+    if (!key) {
+        backend_.noteUnopenable(root, keyPath);
+        return kError440;
+    }
     RegSlot slot;
-    if (QueryValueEx(*key, valueName, slot) != winerr::Success) return kError440;
+    if (const long status = QueryValueEx(*key, valueName, slot); status != winerr::Success) {
+        if (status == winerr::FileNotFound) backend_.noteMissingValue(root, keyPath, valueName);
+        return kError440;
+    }
 
     QString text;
     if (const auto* s = std::get_if<QString>(&slot)) {
@@ -82,7 +88,10 @@ QString RegApi::QueryValue(RootKey root, const QString& keyPath, const QString& 
 
 QString RegApi::EnumValues(RootKey root, const QString& keyPath) const {
     const std::unique_ptr<RegistryKey> key = backend_.openKey(root, keyPath);
-    if (!key) return kError440;
+    if (!key) {
+        backend_.noteUnopenable(root, keyPath);
+        return kError440;
+    }
     QString list;
     for (const QString& name : key->valueNames()) {
         if (name.size() >= kValueNameBuffer) break;  // does not fit: the listing ends here
@@ -94,7 +103,10 @@ QString RegApi::EnumValues(RootKey root, const QString& keyPath) const {
 
 QString RegApi::EnumKeys(RootKey root, const QString& keyPath) const {
     const std::unique_ptr<RegistryKey> key = backend_.openKey(root, keyPath);
-    if (!key) return QString();
+    if (!key) {
+        backend_.noteUnopenable(root, keyPath);
+        return QString();
+    }
     QString list;
     for (const QString& name : key->subkeyNames()) {
         if (name.size() >= kKeyNameBuffer) break;
@@ -128,7 +140,10 @@ std::optional<std::vector<uint8_t>> RegApi::ReadBinary(const QString& fullKeyPat
     const std::optional<RootKey> root = rootKeyFromShortName(hivePart.left(4).toUpper());
     if (!root) return std::nullopt;
     const std::unique_ptr<RegistryKey> key = backend_.openKey(*root, subkey);
-    if (!key) return std::nullopt;
+    if (!key) {
+        backend_.noteUnopenable(*root, subkey);
+        return std::nullopt;
+    }
 
     // The array is sized from the value's byte count with one element to spare, which stays
     // zero; the decoders rely on that extra zero. A missing value reads as zero bytes.

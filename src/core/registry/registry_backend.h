@@ -49,6 +49,13 @@ public:
     // Opens root\path ("\"-separated, any case; empty components, such as a trailing "\", are
     // ignored). nullptr when the key does not exist or its hive cannot be read.
     virtual std::unique_ptr<RegistryKey> openKey(RootKey root, const QString& path) const = 0;
+    // Notes why root\path cannot be opened (its hive missing, unreadable or damaged, or the key
+    // not there) where the backend keeps findings; nothing by default.
+    virtual void noteUnopenable(RootKey root, const QString& path) const { (void)root, (void)path; }
+    // Notes that an open key has no readable value of that name.
+    virtual void noteMissingValue(RootKey root, const QString& path, const QString& name) const {
+        (void)root, (void)path, (void)name;
+    }
 };
 
 }  // namespace kestrova

@@ -8,6 +8,7 @@
 #include <optional>
 #include <vector>
 
+#include "core/common/findings.h"
 #include "core/registry/registry_backend.h"
 
 namespace kestrova {
@@ -46,12 +47,21 @@ public:
     virtual QString windowsDirectory() const = 0; // a Windows path such as "C:\Windows"
     virtual QString systemDirectory() const = 0;  // "C:\Windows\system32"
 
-    // The local file a Windows path names (matched case-insensitively, as NTFS does); nullopt
-    // when it names nothing on this volume.
+    // The local file or folder a Windows path names (matched case-insensitively, as NTFS does);
+    // nullopt when it names nothing on this volume or leads out of it.
     virtual std::optional<QString> localPath(const QString& windowsPath) const = 0;
-    // The entries of a Windows folder in the order Windows lists them; empty when the folder
-    // does not exist or cannot be read.
+    // The local path of a regular file that can be read, for a reader's source named by label
+    // ("places database"); nullopt, with the reason noted in findings(), when it is missing,
+    // unreadable or not a regular file. Only such files are ever opened.
+    virtual std::optional<QString> readableFile(const QString& windowsPath, const QString& label) const = 0;
+    // The entries of a Windows folder in the order Windows lists them; empty, with the reason
+    // noted, when the folder does not exist or cannot be read.
     virtual std::vector<DirEntry> listFolder(const QString& windowsFolder) const = 0;
+
+    // Why the sources asked for since the last clear could not be read. The reader frame clears
+    // it before each reader and reports it after; it is the one piece of the system that reading
+    // changes, so it is mutable through a const system.
+    virtual Findings& findings() const = 0;
 };
 
 }  // namespace kestrova

@@ -106,16 +106,19 @@ std::optional<RegValueData> HiveFile::value(Node node, const QString& name) cons
         return !match;
     });
     if (!match) return std::nullopt;
-    hive_type type{};
+    // A damaged hive may store any number as the type; it is kept as a plain number, never loaded
+    // as hivex's enumeration (whose range it may be outside).
+    static_assert(sizeof(hive_type) == sizeof(uint32_t));
+    uint32_t type = 0;
     size_t length = 0;
     errno = 0;
-    CPtr<char> data(hivex_value_value(handle_, *match, &type, &length));
+    CPtr<char> data(hivex_value_value(handle_, *match, reinterpret_cast<hive_type*>(&type), &length));
     if (!data) {
         // No buffer with errno clear is a value without data; with errno set it is damaged.
         if (errno != 0) return std::nullopt;
-        return RegValueData{static_cast<uint32_t>(type), QByteArray()};
+        return RegValueData{type, QByteArray()};
     }
-    return RegValueData{static_cast<uint32_t>(type), QByteArray(data.get(), static_cast<qsizetype>(length))};
+    return RegValueData{type, QByteArray(data.get(), static_cast<qsizetype>(length))};
 }
 
 std::unique_ptr<RegistryKey> HiveFile::key(Node node) const {

@@ -46,37 +46,48 @@ QString VolumeSystem::defaultProfile(const QString& root) {
     return names.isEmpty() ? QString() : names.first();
 }
 
-VolumeSystem::VolumeSystem(const QString& root, const QString& user) : volume_(root), user_(user) {
-    for (const QString& parent : kProfileParents) {
-        const QString folder = QStringLiteral("C:\\%1\\%2").arg(parent, user);
-        if (!user.isEmpty() && volume_.resolve(folder + QStringLiteral("\\NTUSER.DAT"))) {
-            profileFolder_ = folder;
-            break;
+VolumeSystem::VolumeSystem(const QString& root, const QString& user) : volume_(root, &findings_), user_(user) {
+    // The profile holding the user's hive; else a profile folder of that name without one, so
+    // that the hive is reported missing where it should be.
+    for (const bool withHive : {true, false}) {
+        for (const QString& parent : kProfileParents) {
+            const QString folder = QStringLiteral("C:\\%1\\%2").arg(parent, user);
+            if (profileFolder_.isEmpty() && !user.isEmpty() &&
+                volume_.resolve(withHive ? folder + QStringLiteral("\\NTUSER.DAT") : folder)) {
+                profileFolder_ = folder;
+            }
         }
     }
     HiveSet hives;
     if (!profileFolder_.isEmpty()) {
-        hives.user = openHive(profileFolder_ + QStringLiteral("\\NTUSER.DAT"), QStringLiteral("user"));
+        hives.user = openHive(profileFolder_ + QStringLiteral("\\NTUSER.DAT"), QStringLiteral("user hive"));
     } else {
-        notes_.append(QStringLiteral("user hive: no profile named \"%1\" with an NTUSER.DAT").arg(user));
+        hives.user.problem = Finding{FindingKind::Absent, QStringLiteral("user hive"),
+                                     QStringLiteral("no profile named \"%1\" on this volume").arg(user)};
+        notes_.append(hives.user.problem->text());
     }
-    hives.system = openHive(QStringLiteral("C:\\Windows\\System32\\config\\SYSTEM"), QStringLiteral("SYSTEM"));
-    hives.software = openHive(QStringLiteral("C:\\Windows\\System32\\config\\SOFTWARE"), QStringLiteral("SOFTWARE"));
-    registry_ = std::make_unique<HiveRegistry>(std::move(hives));
+    hives.system = openHive(QStringLiteral("C:\\Windows\\System32\\config\\SYSTEM"), QStringLiteral("SYSTEM hive"));
+    hives.software = openHive(QStringLiteral("C:\\Windows\\System32\\config\\SOFTWARE"), QStringLiteral("SOFTWARE hive"));
+    registry_ = std::make_unique<HiveRegistry>(std::move(hives), &findings_);
     readRecords();
 }
 
-std::shared_ptr<HiveFile> VolumeSystem::openHive(const QString& windowsPath, const QString& label) {
-    const auto local = volume_.resolve(windowsPath);
-    if (!local) {
-        notes_.append(QStringLiteral("%1 hive: %2 not found").arg(label, windowsPath));
-        return nullptr;
+HiveSlot VolumeSystem::openHive(const QString& windowsPath, const QString& label) {
+    HiveSlot slot;
+    const QString what = label + QLatin1Char(' ') + windowsPath;
+    findings_.clear();
+    if (const auto local = volume_.readableFile(windowsPath, label)) {
+        QString problem;
+        slot.file = HiveFile::open(*local, &problem);
+        if (!slot.file) slot.problem = Finding{FindingKind::Damaged, what, QStringLiteral("not a registry hive (%1)").arg(problem)};
+    } else if (!findings_.all().empty()) {
+        slot.problem = findings_.all().front();
+    } else {
+        slot.problem = Finding{FindingKind::Absent, what, QString()};
     }
-    QString problem;
-    auto hive = HiveFile::open(*local, &problem);
-    notes_.append(hive ? QStringLiteral("%1 hive: %2").arg(label, windowsPath)
-                       : QStringLiteral("%1 hive: %2 unreadable (%3)").arg(label, windowsPath, problem));
-    return hive;
+    findings_.clear();
+    notes_.append(slot.problem ? slot.problem->text() : what);
+    return slot;
 }
 
 void VolumeSystem::readRecords() {

@@ -32,9 +32,13 @@ public:
     std::optional<QString> localPath(const QString& windowsPath) const override {
         return volume_.resolve(windowsPath);
     }
+    std::optional<QString> readableFile(const QString& windowsPath, const QString& label) const override {
+        return volume_.readableFile(windowsPath, label);
+    }
     std::vector<DirEntry> listFolder(const QString& windowsFolder) const override {
         return volume_.list(windowsFolder);
     }
+    Findings& findings() const override { return findings_; }
 
     const WindowsVolume& volume() const { return volume_; }
     // The Windows path of the profile folder, "" when the user has none on this volume.
@@ -43,9 +47,10 @@ public:
     const QStringList& notes() const { return notes_; }
 
 private:
-    std::shared_ptr<HiveFile> openHive(const QString& windowsPath, const QString& label);
+    HiveSlot openHive(const QString& windowsPath, const QString& label);
     void readRecords();
 
+    mutable Findings findings_;  // declared first: the volume and the registry note into it
     WindowsVolume volume_;
     QString user_;
     QString profileFolder_;

@@ -3,8 +3,12 @@
 #include <QDir>
 #include <QFileInfo>
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/xattr.h>
+#include <unistd.h>
 
 namespace kestrova {
 namespace {
@@ -16,7 +20,8 @@ QStringList components(const QString& path) {
 }
 
 std::optional<QString> matchEntry(const QString& folder, const QString& name) {
-    if (QFileInfo::exists(folder + QLatin1Char('/') + name)) return name;
+    struct stat st {};
+    if (::lstat(QFile::encodeName(folder + QLatin1Char('/') + name).constData(), &st) == 0) return name;
     const QStringList entries =
         QDir(folder).entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot);
     for (const QString& entry : entries) {
@@ -27,18 +32,22 @@ std::optional<QString> matchEntry(const QString& folder, const QString& name) {
 
 }  // namespace
 
-WindowsVolume::WindowsVolume(QString root) : root_(QDir::cleanPath(std::move(root))) {}
+WindowsVolume::WindowsVolume(QString root, Findings* findings)
+    : root_(QDir::cleanPath(std::move(root))), findings_(findings) {
+    canonicalRoot_ = QFileInfo(root_).canonicalFilePath();
+}
 
-std::optional<QString> WindowsVolume::resolve(const QString& windowsPath) const {
+WindowsVolume::Outcome WindowsVolume::locate(const QString& windowsPath, QString* local) const {
     QString rest;
     if (windowsPath.size() >= 2 && windowsPath[1] == QLatin1Char(':')) {
-        if (windowsPath[0].toUpper() != QLatin1Char('C')) return std::nullopt;
+        if (windowsPath[0].toUpper() != QLatin1Char('C')) return Outcome::Missing;
         rest = windowsPath.mid(2);
     } else if (windowsPath.startsWith(QLatin1Char('\\')) || windowsPath.startsWith(QLatin1Char('/'))) {
         rest = windowsPath;  // drive-relative: the system drive
     } else {
-        return std::nullopt;
+        return Outcome::Missing;
     }
+    if (canonicalRoot_.isEmpty()) return Outcome::Missing;
 
     QStringList resolved;
     for (const QString& part : components(rest)) {
@@ -49,17 +58,82 @@ std::optional<QString> WindowsVolume::resolve(const QString& windowsPath) const 
         }
         const QString folder = resolved.isEmpty() ? root_ : root_ + QLatin1Char('/') + resolved.join('/');
         const auto entry = matchEntry(folder, part);
-        if (!entry) return std::nullopt;
+        if (!entry) return Outcome::Missing;
         resolved.append(*entry);
     }
-    const QString local = resolved.isEmpty() ? root_ : root_ + QLatin1Char('/') + resolved.join('/');
-    if (!QFileInfo::exists(local)) return std::nullopt;
+    *local = resolved.isEmpty() ? root_ : root_ + QLatin1Char('/') + resolved.join('/');
+    // Links are followed only while they stay inside the volume (as junctions on an ntfs-3g
+    // mount do); one that leads out would show this machine's files as the volume's.
+    const QString canonical = QFileInfo(*local).canonicalFilePath();
+    if (canonical.isEmpty()) return Outcome::Missing;  // a dangling link
+    if (canonical != canonicalRoot_ && !canonical.startsWith(canonicalRoot_ + QLatin1Char('/'))) {
+        return Outcome::Outside;
+    }
+    return Outcome::Found;
+}
+
+std::optional<QString> WindowsVolume::resolve(const QString& windowsPath) const {
+    QString local;
+    switch (locate(windowsPath, &local)) {
+        case Outcome::Found:
+            return local;
+        case Outcome::Outside:
+            note(FindingKind::NotFollowed, windowsPath, QStringLiteral("it leads out of the volume"));
+            return std::nullopt;
+        case Outcome::Missing:
+            return std::nullopt;
+    }
+    return std::nullopt;
+}
+
+std::optional<QString> WindowsVolume::readableFile(const QString& windowsPath, const QString& label) const {
+    const QString what = label + QLatin1Char(' ') + windowsPath;
+    QString local;
+    switch (locate(windowsPath, &local)) {
+        case Outcome::Missing:
+            note(FindingKind::Absent, what);
+            return std::nullopt;
+        case Outcome::Outside:
+            note(FindingKind::NotFollowed, what, QStringLiteral("it leads out of the volume"));
+            return std::nullopt;
+        case Outcome::Found:
+            break;
+    }
+    // The type is checked before anything opens the file, and the probe opens it without
+    // blocking, so a named pipe or a device never holds the program.
+    struct stat st {};
+    if (::stat(QFile::encodeName(local).constData(), &st) != 0) {
+        note(FindingKind::Unreadable, what, QString::fromLocal8Bit(std::strerror(errno)));
+        return std::nullopt;
+    }
+    if (!S_ISREG(st.st_mode)) {
+        note(FindingKind::Unreadable, what, QStringLiteral("not a regular file"));
+        return std::nullopt;
+    }
+    const int fd = ::open(QFile::encodeName(local).constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    if (fd < 0) {
+        note(FindingKind::Unreadable, what, QString::fromLocal8Bit(std::strerror(errno)));
+        return std::nullopt;
+    }
+    ::close(fd);
     return local;
 }
 
 std::vector<DirEntry> WindowsVolume::list(const QString& windowsFolder) const {
     const auto local = resolve(windowsFolder);
-    if (!local || !QFileInfo(*local).isDir()) return {};
+    if (!local) {
+        note(FindingKind::Absent, QStringLiteral("folder ") + windowsFolder);
+        return {};
+    }
+    const QFileInfo info(*local);
+    if (!info.isDir()) {
+        note(FindingKind::Unreadable, QStringLiteral("folder ") + windowsFolder, QStringLiteral("not a folder"));
+        return {};
+    }
+    if (!info.isReadable() || !info.isExecutable()) {
+        note(FindingKind::Unreadable, QStringLiteral("folder ") + windowsFolder, QStringLiteral("Permission denied"));
+        return {};
+    }
     const QStringList names = QDir(*local).entryList(
         QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot, QDir::NoSort);
     std::vector<DirEntry> entries;

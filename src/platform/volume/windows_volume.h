@@ -1,24 +1,35 @@
 // A Windows volume seen from Linux: a local folder standing for C:\. Windows paths are resolved
 // component by component, case-insensitively, as NTFS matches names; listings come in NTFS index
 // order with Windows attribute values. Read-only by construction: nothing here writes.
+//
+// The volume may be hostile. Nothing that resolves outside the root (a link to /etc) is listed or
+// read, and only regular files are handed out for reading, so a named pipe in place of a hive
+// cannot block the program. Every refusal is noted, with its reason, in the findings given.
 #pragma once
 
 #include <QString>
 #include <optional>
 #include <vector>
 
+#include "core/common/findings.h"
 #include "core/system/analysed_system.h"
 
 namespace kestrova {
 
 class WindowsVolume {
 public:
-    explicit WindowsVolume(QString root);
+    // findings: where refusals are noted (may be nullptr).
+    explicit WindowsVolume(QString root, Findings* findings = nullptr);
 
     const QString& root() const { return root_; }
     // "C:\Users\bob" (any case, "\" or "/"), or a drive-relative "\Users\bob", to the local path
-    // of an existing file or folder. Other drives, relative paths and missing components: nullopt.
+    // of an existing file or folder inside the volume. Other drives, relative paths, missing
+    // components and links leading out of the volume: nullopt.
     std::optional<QString> resolve(const QString& windowsPath) const;
+    // A regular file inside the volume that this process can read; nullopt with the reason noted
+    // (label names the source in that note: "user hive", "places database").
+    std::optional<QString> readableFile(const QString& windowsPath, const QString& label) const;
+    // The entries of a folder inside the volume; empty, with the reason noted, when there is none.
     std::vector<DirEntry> list(const QString& windowsFolder) const;
 
     // The NTFS attribute value: from ntfs-3g's extended attribute where the volume offers it,
@@ -26,7 +37,15 @@ public:
     static uint32_t attributesOf(const QString& localPath);
 
 private:
+    enum class Outcome { Found, Missing, Outside };
+    Outcome locate(const QString& windowsPath, QString* local) const;
+    void note(FindingKind kind, const QString& what, const QString& why = QString()) const {
+        if (findings_) findings_->note(kind, what, why);
+    }
+
     QString root_;
+    QString canonicalRoot_;
+    Findings* findings_;
 };
 
 }  // namespace kestrova

@@ -1,34 +1,34 @@
-// The readers of the Windows group (b1 to b8) and of the typed addresses (a2), and their
-// report-side collectors, which follow the same keys and rules but return their rows as texts.
+// The row sources of the Windows group (b1 to b8) and of the typed addresses (a2), and the
+// report-side collectors named after them, which run the same sources with the report's rules.
 #pragma once
 
 #include <QStringList>
 
-#include "core/app/catalogue.h"
+#include "core/frame/row_sink.h"
 
 namespace kestrova {
 
-void readRecentDocuments(ReaderContext& ctx, const Category& category);  // b1
-void readSearchHistory(ReaderContext& ctx, const Category& category);    // b2
-void readRunHistory(ReaderContext& ctx, const Category& category);       // b3
-void readOpenSaveHistory(ReaderContext& ctx, const Category& category);  // b4
-void readLastVisited(ReaderContext& ctx, const Category& category);      // b5
-void readUsbStorage(ReaderContext& ctx, const Category& category);       // b6
-void readFirstFolder(ReaderContext& ctx, const Category& category);      // b7
-void readTypedPaths(ReaderContext& ctx, const Category& category);       // b8
-void readAddressBar(ReaderContext& ctx, const Category& category);       // a2
+void recentDocumentRows(const SourceContext& src, RowSink& sink);  // b1
+void searchHistoryRows(const SourceContext& src, RowSink& sink);   // b2
+void runHistoryRows(const SourceContext& src, RowSink& sink);      // b3
+void openSaveRows(const SourceContext& src, RowSink& sink);        // b4
+void lastVisitedRows(const SourceContext& src, RowSink& sink);     // b5
+void usbStorageRows(const SourceContext& src, RowSink& sink);      // b6
+void firstFolderRows(const SourceContext& src, RowSink& sink);     // b7
+void typedPathRows(const SourceContext& src, RowSink& sink);       // b8
+void addressBarRows(const SourceContext& src, RowSink& sink);      // a2
 
-// Report side. They take what the window would take from its own state as arguments.
-QStringList GetRecentDocuments(const ReaderContext& ctx);
-QStringList GetSearchHistory(const ReaderContext& ctx, const QString& mode);
-QStringList getRegList(const ReaderContext& ctx, RootKey root, const QString& keyPath, const QString& mode);
+// Report side. What the window takes from its own state (the list mode) they take as arguments.
+QStringList GetRecentDocuments(const SourceContext& src);
+QStringList GetSearchHistory(const SourceContext& src, const QString& mode);
+QStringList getRegList(const SourceContext& src, RootKey root, const QString& keyPath, const QString& mode);
 QStringList MergeA(const QStringList& first, const QStringList& second);
-QStringList getRunHistory(const ReaderContext& ctx);
-QStringList getOpenSave(const ReaderContext& ctx);
-QStringList getLastVisit(const ReaderContext& ctx);
-QStringList getUSBStorage(const ReaderContext& ctx);
-QStringList getFirstFolder(const ReaderContext& ctx);
-QStringList GetTypedPath(const ReaderContext& ctx, const QString& mode);
-QStringList GetIEAddressBar(const ReaderContext& ctx);
+QStringList getRunHistory(const SourceContext& src);
+QStringList getOpenSave(const SourceContext& src);
+QStringList getLastVisit(const SourceContext& src);
+QStringList getUSBStorage(const SourceContext& src);
+QStringList getFirstFolder(const SourceContext& src);
+QStringList GetTypedPath(const SourceContext& src, const QString& mode);
+QStringList GetIEAddressBar(const SourceContext& src);
 
 }  // namespace kestrova

@@ -1,4 +1,4 @@
-#include "core/app/result_list.h"
+#include "core/frame/result_list.h"
 
 #include <algorithm>
 #include <numeric>
@@ -13,16 +13,19 @@ void ResultList::clearRows() {
     cellStart_.shrink_to_fit();
     rowFirstCell_.clear();
     rowFirstCell_.shrink_to_fit();
+    ++generation_;
     changed();
 }
 
 void ResultList::clearColumns() {
     columns_.clear();
+    ++generation_;
     changed();
 }
 
 void ResultList::addColumn(const QString& text, int widthTwips) {
     columns_.push_back({text, widthTwips});
+    ++generation_;
     changed();
 }
 

@@ -1,6 +1,6 @@
 // ResultList: the content of the main window's list: column headers with widths in twips, rows
 // of text cells and the two status-bar panels. Rows are stored compactly (all text in one
-// buffer, one offset per cell) because a category can hold a million rows.
+// chunks, one offset per cell) because a category can hold a million rows.
 #pragma once
 
 #include <QString>
@@ -49,8 +49,12 @@ public:
     bool visible() const { return visible_; }
     void setVisible(bool visible);
 
-    // Called after any change a view must redraw for (columns, cleared rows, shown again,
-    // panels). Rows added while hidden are announced by showing the list.
+    // Bumped whenever rows are cleared or the columns change: a view that saw another
+    // generation starts over, one that saw this one only needs the rows appended since.
+    uint64_t generation() const { return generation_; }
+
+    // Called after a change a view must redraw for (columns, cleared rows, panels, shown or
+    // hidden), not per added row: views pick appended rows up when they next look.
     void setListener(std::function<void()> listener) { listener_ = std::move(listener); }
 
     size_t textBytes() const { return textUnits_ * sizeof(char16_t); }
@@ -80,6 +84,7 @@ private:
     QString panel1_;
     QString panel2_;
     bool visible_ = true;
+    uint64_t generation_ = 0;
     std::function<void()> listener_;
 };
 

@@ -1,0 +1,52 @@
+// The report's side of a row source: each row becomes one text with its cells joined by "^", the
+// form the report writer splits again into table cells. A collector never sees the list, the
+// panels or ListMode; it stops only where the report lets the user skip (the index.dat section).
+#pragma once
+
+#include <QStringList>
+#include <functional>
+#include <utility>
+
+#include "core/frame/row_sink.h"
+#include "core/frame/run_control.h"
+
+namespace kestrova {
+
+class CollectingSink : public RowSink {
+public:
+    using Emit = std::function<void(const QString& row)>;
+
+    // skipRun: the run control whose skip flag ends this collector; nullptr for sections that
+    // cannot be skipped. pump: lets the report window's events run (may be empty).
+    CollectingSink(Emit onRow, OnError onError, RunControl* skipRun = nullptr, std::function<void()> pump = {})
+        : RowSink(onError), emit_(std::move(onRow)), skipRun_(skipRun), pump_(std::move(pump)) {}
+
+    bool add(const QStringList& cells) override {
+        emit_(cells.join(QLatin1Char('^')));
+        return !stopRequested();
+    }
+    using RowSink::add;
+    bool stopRequested() override {
+        if (pump_) pump_();
+        return skipRun_ && skipRun_->skipRequested;
+    }
+
+private:
+    Emit emit_;
+    RunControl* skipRun_;
+    std::function<void()> pump_;
+};
+
+// Runs a source on the report's side and returns its rows, one "^"-joined text each.
+inline QStringList collectRows(RowSource source, const SourceContext& context, OnError onError) {
+    QStringList rows;
+    CollectingSink sink([&rows](const QString& row) { rows.append(row); }, onError);
+    try {
+        source(context, sink);
+    } catch (const RuntimeError&) {
+        // The source ended where it stood; the rows it gave stay, as in the window.
+    }
+    return rows;
+}
+
+}  // namespace kestrova

@@ -1,0 +1,61 @@
+#include "core/frame/list_fill.h"
+
+namespace kestrova {
+
+ListFill::ListFill(ResultList& list, AppState& state, RunControl& run, ReaderHost& host, const FillSpec& spec)
+    : RowSink(spec.onError), list_(list), state_(state), run_(run), host_(host), spec_(spec) {}
+
+void ListFill::start() {
+    if (spec_.loadingHint) list_.setPanel1(QString::fromLatin1(spec_.loadingHint));
+    if (spec_.listMode) state_.listMode = QString::fromLatin1(spec_.listMode);
+    if (spec_.clearsStop) run_.stopRequested = false;
+    list_.clearRows();
+    list_.clearColumns();
+    for (const ColumnSpec& column : spec_.columns) {
+        list_.addColumn(QString::fromLatin1(column.text), column.widthTwips);
+    }
+    list_.setVisible(false);
+    if (spec_.showsStopButton) host_.showStopButton(true);
+    sincePump_.start();
+}
+
+void ListFill::pump() {
+    if (sincePump_.elapsed() < kPumpIntervalMs) return;
+    host_.processEvents();
+    sincePump_.restart();
+}
+
+bool ListFill::add(const QStringList& cells) {
+    list_.addRow(cells);
+    return !stopRequested();
+}
+
+bool ListFill::stopRequested() {
+    pump();
+    return run_.stopRequested;
+}
+
+void ListFill::showProgress(int maximum) {
+    progressShown_ = true;
+    host_.showProgress(maximum);
+}
+
+void ListFill::closeProgress() {
+    if (!progressShown_) return;
+    progressShown_ = false;
+    host_.closeProgress();
+}
+
+void ListFill::stepFailed(const RuntimeError& error) {
+    host_.diagnostic(QStringLiteral("a step failed: %1").arg(QString::fromLocal8Bit(error.what())));
+}
+
+void ListFill::finish() {
+    closeProgress();
+    list_.setVisible(true);
+    if (spec_.showsStopButton) host_.showStopButton(false);
+    if (spec_.hint) list_.setPanel1(QString::fromLatin1(spec_.hint));
+    if (spec_.writesCount && !countUnwritten_) list_.showCount();
+}
+
+}  // namespace kestrova
