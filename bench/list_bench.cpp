@@ -79,7 +79,7 @@ int main(int argc, char** argv) {
     const double showMs = timer.nsecsElapsed() / 1e6;
 
     timer.restart();
-    model.setSortColumn(1);
+    model.setSort(1);
     app.processEvents();
     const double sortMs = timer.nsecsElapsed() / 1e6;
 

@@ -11,6 +11,7 @@ packages=(
   libsqlite3-dev sqlite3
   libgtest-dev
   xvfb xauth                       # a real display for screenshots and the GUI under CI
+  xdg-utils                        # xdg-open, the desktop's "open" action
 )
 
 missing=()

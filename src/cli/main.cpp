@@ -77,6 +77,13 @@ int rows(Environment& env, QTextStream& out, QStringList args, bool verbose) {
         }
     }
     if (keys.isEmpty()) return usage();
+    for (const QString& key : keys) {
+        if (!findCategory(key)) {
+            std::fprintf(stderr, "kestrova-cli: unknown category \"%s\"; the keys are: %s\n", qPrintable(key),
+                         qPrintable(categoryKeys().join(' ')));
+            return 2;
+        }
+    }
     CliHost host(verbose);
     RunControl run;
     Session session(*env.os, *env.clock, run, host);
@@ -94,6 +101,12 @@ int rows(Environment& env, QTextStream& out, QStringList args, bool verbose) {
 QString visible(QString text) { return text.replace(QChar(0), QStringLiteral("\\0")); }
 
 int info(Environment& env, QTextStream& out, bool verbose) {
+    out << "profiles: " << VolumeSystem::profiles(env.source.root).join(QStringLiteral(", ")) << '\n';
+    if (const auto problem = sourceProblem(env.source)) {
+        out.flush();
+        std::fprintf(stderr, "kestrova-cli: %s\n", qPrintable(*problem));
+        return 1;
+    }
     const OsApi& os = *env.os;
     const auto version = env.system->versionRecord();
     out << "root: " << env.source.root << '\n'
@@ -145,7 +158,12 @@ int main(int argc, char** argv) {
     if (command == QLatin1String("categories")) return categories(out, rest.contains(QLatin1String("--keys")));
     auto env = Environment::create(root, user);
     if (command == QLatin1String("info")) return info(*env, out, verbose);
-    if (command == QLatin1String("categories")) return categories(out, rest.contains(QLatin1String("--keys")));
-    if (command == QLatin1String("rows")) return rows(*env, out, rest, verbose);
+    if (command == QLatin1String("rows")) {
+        if (const auto problem = sourceProblem(env->source)) {
+            std::fprintf(stderr, "kestrova-cli: %s\n", qPrintable(*problem));
+            return 1;
+        }
+        return rows(*env, out, rest, verbose);
+    }
     return usage();
 }

@@ -1,5 +1,7 @@
 #include "cli/output.h"
 
+#include "core/common/text.h"
+
 namespace kestrova::cli {
 
 QString escapeTsv(const QString& text) {
@@ -12,14 +14,14 @@ QString escapeTsv(const QString& text) {
             case '\n': out += QLatin1String("\\n"); break;
             case '\r': out += QLatin1String("\\r"); break;
             case 0: out += QLatin1String("\\0"); break;
-            default: out += c;
+            default: out += hasEscapedBytes(QStringView(&c, 1)) ? showEscapedBytes(QStringView(&c, 1)) : QString(c);
         }
     }
     return out;
 }
 
 QString escapeCsv(const QString& text) {
-    QString out = text;
+    QString out = showEscapedBytes(text);
     out.replace(QChar(0), QLatin1String("\\0"));
     if (out.contains(QLatin1Char(',')) || out.contains(QLatin1Char('"')) || out.contains(QLatin1Char('\n')) ||
         out.contains(QLatin1Char('\r'))) {
@@ -29,7 +31,8 @@ QString escapeCsv(const QString& text) {
     return out;
 }
 
-QString jsonString(const QString& text) {
+QString jsonString(const QString& raw) {
+    const QString text = showEscapedBytes(raw);
     QString out;
     out.reserve(text.size() + 2);
     out += QLatin1Char('"');

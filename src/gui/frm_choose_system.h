@@ -1,4 +1,6 @@
 // Chooses the Windows system to examine: the folder standing for C:\ and one of its profiles.
+// The profile list follows the folder; a folder that cannot be examined says why, and OK waits
+// until it can.
 #pragma once
 
 #include <QDialog>
@@ -6,8 +8,9 @@
 #include "platform/system/source.h"
 
 class QComboBox;
+class QDialogButtonBox;
+class QLabel;
 class QLineEdit;
-class QPushButton;
 
 namespace kestrova {
 
@@ -16,11 +19,16 @@ class FrmChooseSystem : public QDialog {
 public:
     FrmChooseSystem(const Source& current, QWidget* parent = nullptr);
     Source chosen() const;
+    void accept() override;
+
     QLineEdit* rootEdit;
     QComboBox* userBox;
+    QLabel* problemLabel;
+    QDialogButtonBox* buttons;
 
 private:
     void refreshProfiles();
+    void showProblem();
 };
 
 }  // namespace kestrova

@@ -67,7 +67,8 @@ FrmCreateReport::FrmCreateReport(QString& reportFolder, const OsApi& os, RunCont
 
     connect(Command3, &QPushButton::clicked, this, [this] {
         const QString chosen = saveDialog_(QStringLiteral("Save Report File"), QStringLiteral("HTML file (*.htm)"), reportFolder_);
-        if (!chosen.isEmpty()) Text1->setText(chosen.left(254));
+        // A path longer than the dialog's 254 characters is refused, never cut.
+        if (!chosen.isEmpty() && chosen.size() <= kDialogPathLimit) Text1->setText(chosen);
     });
     connect(Command2, &QPushButton::clicked, this, [this] {
         run_.skipRequested = true;

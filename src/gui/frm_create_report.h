@@ -18,6 +18,9 @@ class QPushButton;
 
 namespace kestrova {
 
+// The file dialogs offer a buffer of 255 characters, 254 of them for the path.
+inline constexpr int kDialogPathLimit = 254;
+
 // The save dialog: title, filter and starting folder in, the chosen path out ("" = cancelled).
 using SaveFileDialogFn = std::function<QString(const QString& title, const QString& filter, const QString& folder)>;
 

@@ -8,6 +8,7 @@
 #include <QMessageBox>
 #include <QProgressBar>
 #include <QPushButton>
+#include <QMouseEvent>
 #include <QResizeEvent>
 #include <QStatusBar>
 #include <QTreeView>
@@ -78,8 +79,11 @@ FrmViewer::FrmViewer(Environment& env, Services services, QWidget* parent)
     Label1->setGeometry(0, 0, twipsToPixels(4400, dpi), twipsToPixels(270, dpi));
 
     openFileDialog = [this](const QString& title, const QString& filter) {
-        return QFileDialog::getOpenFileName(this, title, QString(), filter).left(254);
+        return QFileDialog::getOpenFileName(this, title, QString(), filter);
     };
+    folderDialog = [this](const QString& title) { return QFileDialog::getExistingDirectory(this, title); };
+    // The folder picker of Options > Browse, for the whole run (every system chosen later too).
+    env_.setFolderPicker([this](const QString& title) { return folderDialog(title); });
 
     buildMenus();
     newSession();
@@ -92,7 +96,16 @@ FrmViewer::FrmViewer(Environment& env, Services services, QWidget* parent)
         run_.stopRequested = true;
         Command1->hide();
     });
-    connect(URLs->header(), &QHeaderView::sectionClicked, this, [this](int section) { model_->setSortColumn(section); });
+    // A header click makes that column the sort column; a second click on it reverses the order.
+    // The rows themselves stay in the order the reader added them (that order is evidence).
+    connect(URLs->header(), &QHeaderView::sectionClicked, this, [this](int section) {
+        const bool again = model_->sortColumn() == section && model_->sortOrder() == Qt::AscendingOrder;
+        const Qt::SortOrder order = again ? Qt::DescendingOrder : Qt::AscendingOrder;
+        model_->setSort(section, order);
+        URLs->header()->setSortIndicator(section, order);
+        URLs->header()->setSortIndicatorShown(true);
+    });
+    TreeView1->viewport()->installEventFilter(this);
     connect(URLs, &QTreeView::doubleClicked, this, [this](const QModelIndex& index) { openRow(index.row()); });
     resize(twipsToPixels(kDefaultWidth, dpi), twipsToPixels(kDefaultHeight, dpi) + menuBar()->sizeHint().height());
     updateTitle();
@@ -148,7 +161,9 @@ void FrmViewer::buildMenus() {
     mnuView = report->addAction(QStringLiteral("View Report"), this, [this] {
         // Titled "Save Report File" although it opens one, as it always was.
         const QString chosen = openFileDialog(QStringLiteral("Save Report File"), QStringLiteral("HTML file (*.htm)"));
-        if (!chosen.isEmpty()) env_.desktop->open(chosen);
+        // The dialog offers 254 characters; a longer path does not fit and is refused as the
+        // Windows dialog refuses it, never cut to another file's name.
+        if (!chosen.isEmpty() && chosen.size() <= kDialogPathLimit) env_.desktop->open(chosen);
     });
 
     QMenu* help = menuBar()->addMenu(QStringLiteral("Help"));
@@ -219,13 +234,17 @@ void FrmViewer::openRow(int viewRow) {
     const Category* category = findCategory(node->data(0, kKeyRole).toString());
     const int row = model_->listRow(viewRow);
     if (!category || row < 0) return;
-    if (const auto target = openTarget(*category, session_->list, row, *env_.os)) env_.desktop->open(*target);
+    if (const auto target = openTarget(*category, session_->list, row, *env_.os)) {
+        env_.desktop->open(desktopTarget(*target, env_.os->system()));
+    }
 }
 
 void FrmViewer::syncView() {
     const ResultList& list = session_->list;
     URLs->setVisible(list.visible());
     if (model_->sync()) {
+        // A new list shows its rows in the order the reader added them.
+        URLs->header()->setSortIndicatorShown(false);
         const double dpi = logicalDpiX();
         for (size_t c = 0; c < list.columns().size(); ++c) {
             URLs->header()->resizeSection(static_cast<int>(c), twipsToPixels(list.columns()[c].widthTwips, dpi));
@@ -278,6 +297,16 @@ bool FrmViewer::load(QString* fatal) {
     if (!decision) return false;
     if (decision->runSilentCheck && services_.update) services_.update->check(true);
     return true;
+}
+
+bool FrmViewer::eventFilter(QObject* watched, QEvent* event) {
+    if (watched == TreeView1->viewport() && event->type() == QEvent::MouseButtonPress) {
+        const auto* press = static_cast<QMouseEvent*>(event);
+        QTreeWidgetItem* item = TreeView1->itemAt(press->position().toPoint());
+        // A press on another node changes the current node and runs it through that change.
+        if (item && item == TreeView1->currentItem()) onNodeSelected(item);
+    }
+    return QMainWindow::eventFilter(watched, event);
 }
 
 void FrmViewer::resizeEvent(QResizeEvent* event) {

@@ -60,6 +60,8 @@ public:
     void applyLayout();
     // The open-file dialog of View Report (title, filter) -> path; replaceable for tests.
     std::function<QString(const QString&, const QString&)> openFileDialog;
+    // The folder picker (title -> folder, "" when cancelled); replaceable for tests.
+    std::function<QString(const QString&)> folderDialog;
 
     QTreeWidget* TreeView1;
     QTreeView* URLs;
@@ -80,6 +82,8 @@ public:
 
 protected:
     void resizeEvent(QResizeEvent* event) override;
+    // A click on the node already selected runs its reader again, as a click in the tree does.
+    bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
     // ReaderHost

@@ -1,8 +1,9 @@
 // kestrova: the window. mainpro's start-up: one instance per user, the report folder settled,
 // the main window shown and its load run.
-//   kestrova [--root DIR] [--user NAME]
+//   kestrova [--root DIR] [--user NAME]   (a wrong folder or user ends it at once, saying why)
 #include <QApplication>
 #include <QMessageBox>
+#include <cstdio>
 
 #include "core/app/startup.h"
 #include "gui/frm_viewer.h"
@@ -32,6 +33,12 @@ int main(int argc, char** argv) {
     if (!instance.acquire()) return 0;
 
     auto env = kestrova::Environment::create(root, user);
+    const auto problem = kestrova::sourceProblem(env->source);
+    if (problem && env->source.origin == QLatin1String("command line")) {
+        // A wrong --root or --user would otherwise look like a system without traces.
+        std::fprintf(stderr, "kestrova: %s\n", qPrintable(*problem));
+        return 2;
+    }
     QString reportFolder = kestrova::settleReportFolder(env->settings, *env->os);
     NoUpdateCheck update;
     kestrova::FrmViewer window(*env, {&reportFolder, &update, nullptr, kestrova::VendorAddresses::from(env->settings)});
@@ -39,6 +46,12 @@ int main(int argc, char** argv) {
     if (!window.load(&fatal)) {
         QMessageBox::critical(&window, QStringLiteral("Kestrova"), fatal);
         return 1;
+    }
+    if (problem) {
+        // The system remembered in kr.ini (an unmounted partition, a deleted copy): say so, and
+        // let the user choose another.
+        QMessageBox::warning(&window, QStringLiteral("Kestrova"),
+                             *problem + QStringLiteral("\n\nChoose another with File > Choose Windows System..."));
     }
     return app.exec();
 }

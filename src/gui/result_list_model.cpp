@@ -1,5 +1,7 @@
 #include "gui/result_list_model.h"
 
+#include "core/common/text.h"
+
 namespace kestrova {
 
 ResultListModel::ResultListModel(const ResultList& list, QObject* parent) : QAbstractTableModel(parent), list_(list) {
@@ -17,11 +19,9 @@ int ResultListModel::listRow(int viewRow) const {
 
 QVariant ResultListModel::data(const QModelIndex& index, int role) const {
     if (role != Qt::DisplayRole || !index.isValid()) return {};
-    QStringView text = list_.cell(listRow(index.row()), index.column());
-    // The list control shows a cell up to its first NUL, as the Windows list did.
-    const qsizetype nul = text.indexOf(QChar(0));
-    if (nul >= 0) text = text.left(nul);
-    return text.toString();
+    // The list control shows a cell up to its first NUL, as the Windows list did, with bytes of
+    // undecodable file names made visible.
+    return showEscapedBytes(upToNul(list_.cell(listRow(index.row()), index.column())));
 }
 
 QVariant ResultListModel::headerData(int section, Qt::Orientation orientation, int role) const {
@@ -41,6 +41,7 @@ void ResultListModel::reload() {
 
 bool ResultListModel::sync() {
     if (generation_ != list_.generation()) {
+        sortColumn_ = -1;
         reload();
         return true;
     }
@@ -57,9 +58,10 @@ bool ResultListModel::sync() {
     return false;
 }
 
-void ResultListModel::setSortColumn(int column) {
+void ResultListModel::setSort(int column, Qt::SortOrder order) {
     beginResetModel();
     sortColumn_ = column;
+    sortOrder_ = order;
     resort();
     endResetModel();
 }
@@ -69,7 +71,7 @@ void ResultListModel::resort() {
         order_.clear();
         return;
     }
-    order_ = list_.sortedOrder(sortColumn_);
+    order_ = list_.sortedOrder(sortColumn_, sortOrder_ == Qt::DescendingOrder);
 }
 
 }  // namespace kestrova

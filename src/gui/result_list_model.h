@@ -26,9 +26,11 @@ public:
     bool sync();
     // Re-reads the whole list, keeping the sort column.
     void reload();
-    // Makes that column (0 = the row's own text) the sort column; -1 for the readers' order.
-    void setSortColumn(int column);
+    // Makes that column (0 = the row's own text) the sort column, in that order; -1 for the
+    // reader's order. A new list starts in the reader's order again.
+    void setSort(int column, Qt::SortOrder order = Qt::AscendingOrder);
     int sortColumn() const { return sortColumn_; }
+    Qt::SortOrder sortOrder() const { return sortOrder_; }
     // The list's row shown at a view row.
     int listRow(int viewRow) const;
 
@@ -37,6 +39,7 @@ private:
     const ResultList& list_;
     std::vector<uint32_t> order_;
     int sortColumn_ = -1;
+    Qt::SortOrder sortOrder_ = Qt::AscendingOrder;
     int rows_ = 0;
     int columns_ = 0;
     uint64_t generation_ = ~uint64_t{0};

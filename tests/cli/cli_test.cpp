@@ -3,6 +3,7 @@
 // without hanging.
 #include <QFile>
 #include <QProcess>
+#include <QTemporaryDir>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -85,6 +86,34 @@ TEST_F(VerboseReasons, AReadableHiveNamesTheMissingKeyOrSaysTheKeyIsEmpty) {
     EXPECT_TRUE(run.err.contains("b5: key HKEY_CURRENT_USER\\Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\"
                                  "ComDlg32\\LastVisitedPidlMRU: missing"))
         << run.err.toStdString();
+}
+
+TEST(WrongSystem, AWrongRootOrUserIsAnErrorNotAnEmptySystem) {
+    test::TempVolume volume;
+    volume.userHive(tools::sampleUserHive());
+    QTemporaryDir empty;
+    const QString file = empty.filePath("not-a-folder");
+    QFile(file).open(QIODevice::WriteOnly);
+    const std::pair<QStringList, QString> cases[] = {
+        {{"--root", "/nonexistent/windows", "rows", "b3"}, "the Windows folder /nonexistent/windows does not exist"},
+        {{"--root", file, "info"}, "is not a folder"},
+        {{"--root", empty.path(), "rows", "b3"}, "holds no user profile"},
+        {{"--root", volume.root(), "--user", "bob", "rows", "b3"}, "holds no profile named \"bob\"; profiles found: alice"},
+    };
+    for (const auto& [args, message] : cases) {
+        const CliRun run = runCli(args);
+        EXPECT_EQ(run.exitCode, 1) << args.join(' ').toStdString();
+        EXPECT_TRUE(run.err.contains(message)) << run.err.toStdString();
+        EXPECT_FALSE(run.out.contains("row")) << run.out.toStdString();
+    }
+    const CliRun info = runCli({"--root", volume.root(), "--user", "bob", "info"});
+    EXPECT_EQ(info.exitCode, 1);
+    EXPECT_TRUE(info.out.startsWith("profiles: alice\n")) << info.out.toStdString();
+    const CliRun unknown = runCli({"--root", volume.root(), "rows", "b3", "b9"});
+    EXPECT_EQ(unknown.exitCode, 2);
+    EXPECT_TRUE(unknown.err.contains("unknown category \"b9\"")) << unknown.err.toStdString();
+    EXPECT_TRUE(unknown.out.isEmpty());
+    EXPECT_EQ(runCli({"--root", volume.root(), "--user", "ALICE", "rows", "b3"}).exitCode, 0);
 }
 
 }  // namespace

@@ -54,9 +54,16 @@ TEST(DecodeCountedString, FindsTheLongNameOfAnOpenSaveItem) {
     }
 }
 
+TEST(DecodeCountedString, OnlyBlanksAreTrimmedWhenALengthIsTested) {
+    // Tabs and line breaks are characters: a name of a tab, a tab and "x" is long enough.
+    EXPECT_EQ(decodeCountedString(asRead(tools::openSaveValue("C:\\\t\tx")), "en"), "\t\tx");
+    EXPECT_EQ(decodeCountedString(asRead(tools::openSaveValue("C:\\\n\rx")), "en"), "\n\rx");
+}
+
 TEST(DecodeCountedString, ReadsRealWindows7OpenSaveValues) {
     test::TempVolume volume;
-    volume.copy(test::realData("NTUSER-WIN7.DAT"), "Users/nfury/NTUSER.DAT");
+    REALDATA_OR_SKIP(hive, "NTUSER-WIN7.DAT");
+    volume.copy(hive, "Users/nfury/NTUSER.DAT");
     VolumeSystem system(volume.root(), "nfury");
     const RegApi reg(system.registry());
     const QString key = "HKEY_CURRENT_USER\\Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\ComDlg32\\OpenSavePidlMRU\\";

@@ -5,6 +5,7 @@
 
 #include "core/app/startup.h"
 #include "core/app/viewer_layout.h"
+#include "core/time/date_value.h"
 #include "support/fake_desktop.h"
 #include "support/temp_volume.h"
 
@@ -18,7 +19,7 @@ protected:
         os_ = std::make_unique<OsApi>(*system_, desktop_);
         settings_.setPath(dir_.filePath("kr.ini"));
     }
-    void write(const char* text) {
+    void write(const QByteArray& text) {
         QFile f(settings_.path());
         f.open(QIODevice::WriteOnly);
         f.write(text);
@@ -35,6 +36,19 @@ TEST_F(Startup, EmptyReportFolderBecomesTheDocumentsFolderAndIsWrittenBack) {
     write("[general]\nReportFolder=\n");
     EXPECT_EQ(settleReportFolder(settings_, *os_), "/home/u/Documents/");
     EXPECT_EQ(settings_.GetSetting("general", "ReportFolder"), "/home/u/Documents/");
+}
+
+TEST_F(Startup, ASettingsFileThatCannotBeWrittenOnlyMeansNothingIsRemembered) {
+    write("[general]\nReportFolder=\n");
+    QFile::setPermissions(settings_.path(), QFileDevice::ReadOwner);
+    QFile::setPermissions(dir_.path(), QFileDevice::ReadOwner | QFileDevice::ExeOwner);
+    if (QFileInfo(settings_.path()).isWritable()) {
+        QFile::setPermissions(dir_.path(), QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
+        GTEST_SKIP() << "running as root, which may write any file";
+    }
+    EXPECT_EQ(settleReportFolder(settings_, *os_), "/home/u/Documents/");
+    EXPECT_EQ(settings_.GetSetting("general", "ReportFolder"), "");
+    QFile::setPermissions(dir_.path(), QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
 }
 
 TEST_F(Startup, MissingReportFolderStaysUnknownValueAndAPresentOneIsKept) {
@@ -61,11 +75,31 @@ TEST_F(Startup, SilentCheckRunsOnlyWhenMoreDaysThanTheIntervalHavePassed) {
     EXPECT_FALSE(decideUpdateCheck(settings_, today, &fatal)->runSilentCheck);
 }
 
+TEST_F(Startup, StartsUnderEveryLocaleWithAFileWrittenUnderAnother) {
+    const QLocale keep;
+    const QDate today(2026, 11, 21);
+    const char* const locales[] = {"C", "en_US", "en_GB", "de_DE", "fr_FR", "ja_JP"};
+    for (const char* writer : locales) {
+        // The delivered file (ISO) and one the update check wrote under the writer's locale.
+        for (const QString& date : {QString("2026-11-10"), shortDateText(QDate(2026, 11, 10), QLocale(writer))}) {
+            write(QString("[general]\nlastcheckupdate=%1\nCheckInterval=7\n").arg(date).toUtf8());
+            for (const char* reader : locales) {
+                QLocale::setDefault(QLocale(reader));
+                QString fatal;
+                const auto decision = decideUpdateCheck(settings_, today, &fatal);
+                ASSERT_TRUE(decision) << writer << " -> " << reader << ": " << fatal.toStdString();
+                EXPECT_TRUE(decision->runSilentCheck) << date.toStdString() << " read under " << reader;
+            }
+        }
+    }
+    QLocale::setDefault(keep);
+}
+
 TEST_F(Startup, MissingOrBrokenDateStopsStartUpWithAReason) {
     QString fatal;
     write("[general]\nCheckInterval=7\n");
     EXPECT_FALSE(decideUpdateCheck(settings_, QDate(2026, 11, 21), &fatal));
-    EXPECT_TRUE(fatal.contains("unknown value")) << fatal.toStdString();
+    EXPECT_TRUE(fatal.contains("has no key \"lastcheckupdate\"")) << fatal.toStdString();
     write("[General]\nLastCheckUpdate=yesterday\n");
     EXPECT_FALSE(decideUpdateCheck(settings_, QDate(2026, 11, 21), &fatal));
     EXPECT_TRUE(fatal.contains("\"yesterday\"")) << fatal.toStdString();

@@ -124,8 +124,41 @@ TEST(GeneralDateText, UsesShortDateAndLongTimeOfTheLocale) {
     EXPECT_EQ(generalDateText(makeDateValue(1970, 1, 1, 19, 0, 0)), "1/1/1970 7:00:00 PM");
     EXPECT_EQ(generalDateText(makeDateValue(1970, 1, 1, 0, 0, 0)), "1/1/1970");
     EXPECT_EQ(generalDateText(makeDateValue(1601, 1, 1, 6, 30, 0)), "1/1/1601 6:30:00 AM");
-    EXPECT_EQ(parseShortDate(QStringLiteral("11/21/2026")), QDate(2026, 11, 21));
-    EXPECT_FALSE(parseShortDate(QStringLiteral("not a date")).isValid());
+    EXPECT_EQ(parseDateText(QStringLiteral("11/21/2026")), QDate(2026, 11, 21));
+    EXPECT_FALSE(parseDateText(QStringLiteral("not a date")).isValid());
+}
+
+TEST(ParseDateText, ReadsEveryUnambiguousFormWhateverTheLocale) {
+    const QDate day(2026, 11, 21);
+    const char* const texts[] = {"2026-11-21", "21 Nov 2026", "21 November 2026", "Nov 21, 2026", "11/21/2026",
+                                 "21.11.2026", "2026/11/21", "21-Nov-2026", " 21 nov 2026 "};
+    for (const char* name : {"C", "en_US", "en_GB", "de_DE", "fr_FR", "ja_JP"}) {
+        const QLocale locale(QString::fromLatin1(name));
+        for (const char* text : texts) EXPECT_EQ(parseDateText(text, locale), day) << name << ": " << text;
+        // Every locale's short date reads anywhere; long dates with English month names too, and
+        // each locale reads its own long form.
+        for (const char* writer : {"C", "en_US", "en_GB", "de_DE", "fr_FR", "ja_JP"}) {
+            const QLocale written((QString::fromLatin1(writer)));
+            EXPECT_EQ(parseDateText(shortDateText(day, written), locale), day) << writer << " read as " << name;
+            if (written.language() == QLocale::English || written == locale) {
+                const QString longText = written.toString(day, QLocale::LongFormat);
+                EXPECT_EQ(parseDateText(longText, locale), day) << longText.toStdString() << " read as " << name;
+            }
+        }
+    }
+    EXPECT_EQ(parseDateText("21 novembre 2026", QLocale("fr_FR")), day);
+    EXPECT_EQ(parseDateText("21. November 2026", QLocale("de_DE")), day);
+}
+
+TEST(ParseDateText, AmbiguousDatesFollowTheLocaleAndTwoDigitYearsPivotAt30) {
+    EXPECT_EQ(parseDateText("03/04/2026", QLocale("en_US")), QDate(2026, 3, 4));
+    EXPECT_EQ(parseDateText("03/04/2026", QLocale("en_GB")), QDate(2026, 4, 3));
+    EXPECT_EQ(parseDateText("11/21/29", QLocale("en_US")), QDate(2029, 11, 21));
+    EXPECT_EQ(parseDateText("11/21/30", QLocale("en_US")), QDate(1930, 11, 21));
+    EXPECT_EQ(parseDateText("21.11.05", QLocale("de_DE")), QDate(2005, 11, 21));
+    for (const char* bad : {"", "unknown value", "yesterday", "2026-13-40", "31/31/2026"}) {
+        EXPECT_FALSE(parseDateText(bad, QLocale("en_GB")).isValid()) << bad;
+    }
 }
 
 }  // namespace

@@ -1,6 +1,8 @@
 // The windows under QtTest, offscreen: the tree, the dispatch as the user sees it, double-click
 // targets, the resize layout, the options, report and progress windows, and the single instance.
 #include <QCheckBox>
+#include <QComboBox>
+#include <QDialogButtonBox>
 #include <QHeaderView>
 #include <QLabel>
 #include <QLineEdit>
@@ -18,6 +20,7 @@
 
 #include "core/app/startup.h"
 #include "core/app/viewer_layout.h"
+#include "gui/frm_choose_system.h"
 #include "gui/frm_create_report.h"
 #include "gui/frm_options.h"
 #include "gui/frm_progress.h"
@@ -125,10 +128,11 @@ private slots:
 
     void doubleClickOpensWhatTheCategorySays() {
         auto w = makeWorld();
+        // Windows paths open as the volume's own files: nothing on Linux opens "C:\...".
+        const QString profile = w->volume.root() + "/Users/alice/AppData/Roaming/Microsoft/Windows/";
         w->window->selectKey("b1");
         w->window->openRow(0);
-        QCOMPARE(w->desktop->opened.last(),
-                 QString("C:\\Users\\alice\\AppData\\Roaming\\Microsoft\\Windows\\Recent\\beach.jpg.lnk"));
+        QCOMPARE(w->desktop->opened.last(), profile + "Recent/beach.jpg.lnk");
         // URL History opens the Title cell, not the URL.
         w->window->selectKey("a1");
         w->window->session().list.addRow(QStringList{"http://a.example/", "A title"});
@@ -140,7 +144,11 @@ private slots:
         w->window->session().list.addRow(QStringList{"alice@example[1].txt"});
         w->window->model()->reload();
         w->window->openRow(0);
-        QCOMPARE(w->desktop->opened.last(), QString("C:\\Users\\alice\\AppData\\Roaming\\Microsoft\\Windows\\Cookies"));
+        QCOMPARE(w->desktop->opened.last(), profile + "Cookies");
+        // URLs go as they are.
+        w->window->selectKey("a2");
+        w->window->openRow(0);
+        QCOMPARE(w->desktop->opened.last(), QString("http://www.example.com/"));
         const int opened = w->desktop->opened.size();
         w->window->selectKey("b3");
         w->window->openRow(0);
@@ -323,6 +331,143 @@ private slots:
         QCOMPARE(resets.count(), 1);  // the new list, once
         QVERIFY(inserts.count() >= 2);
         QCOMPARE(w->window->model()->rowCount(), w->window->session().list.rowCount());
+    }
+
+    void sortingShowsItsIndicatorReversesOnASecondClickAndEndsWithTheCategory() {
+        auto w = makeWorld();
+        QHeaderView* header = w->window->URLs->header();
+        w->window->selectKey("b3");
+        const QStringList readerOrder{"cmd", "notepad C:\\Users\\alice\\Documents\\todo.txt", "\\\\fileserver\\projects"};
+        const auto shown = [&] {
+            QStringList rows;
+            for (int r = 0; r < w->window->model()->rowCount(); ++r) rows << w->window->model()->index(r, 0).data().toString();
+            return rows;
+        };
+        QCOMPARE(shown(), readerOrder);
+        emit header->sectionClicked(0);
+        QVERIFY(header->isSortIndicatorShown());
+        QCOMPARE(header->sortIndicatorOrder(), Qt::AscendingOrder);
+        QCOMPARE(shown().first(), QString("\\\\fileserver\\projects"));
+        emit header->sectionClicked(0);
+        QCOMPARE(header->sortIndicatorOrder(), Qt::DescendingOrder);
+        QCOMPARE(shown().first(), QString("notepad C:\\Users\\alice\\Documents\\todo.txt"));
+        // Another category, and this one again: each shows the order its reader added the rows.
+        w->window->selectKey("a2");
+        QVERIFY(!header->isSortIndicatorShown());
+        QCOMPARE(shown().first(), QString("http://www.example.com/"));
+        w->window->selectKey("b3");
+        QCOMPARE(shown(), readerOrder);
+    }
+
+    void clickingTheSelectedCategoryAgainRunsItsReaderAgain() {
+        auto w = makeWorld();
+        w->window->selectKey("b3");
+        QTreeWidgetItem* node = w->window->TreeView1->currentItem();
+        w->window->session().list.clearRows();
+        w->window->model()->sync();
+        QCOMPARE(w->window->model()->rowCount(), 0);
+        const QPoint at = w->window->TreeView1->visualItemRect(node).center();
+        QTest::mouseClick(w->window->TreeView1->viewport(), Qt::LeftButton, {}, at);
+        QCOMPARE(w->window->model()->rowCount(), 3);
+        QCOMPARE(w->window->TreeView1->currentItem(), node);
+    }
+
+    void escapeInTheProgressWindowStopsLikeAnyClose() {
+        RunControl run;
+        FrmProgress progress(run);
+        progress.show();
+        QTest::keyClick(&progress, Qt::Key_Escape);
+        QVERIFY(run.stopRequested);
+        QVERIFY(!progress.isVisible());
+    }
+
+    void optionsBrowseUsesTheFolderPickerAlsoAfterAnotherSystemIsChosen() {
+        auto w = makeWorld();
+        QStringList titles;
+        w->window->folderDialog = [&](const QString& title) {
+            titles << title;
+            return QString("/srv/reports");
+        };
+        FrmOptions options(w->reportFolder, w->env->settings, *w->env->os);
+        options.Command3->click();
+        QCOMPARE(options.Text1->text(), QString("/srv/reports"));
+        w->env->select(Source{w->volume.root(), "alice", "kr.ini"});
+        FrmOptions after(w->reportFolder, w->env->settings, *w->env->os);
+        after.Text1->clear();
+        after.Command3->click();
+        QCOMPARE(after.Text1->text(), QString("/srv/reports"));
+        QCOMPARE(titles, (QStringList{"Select a Folder...", "Select a Folder..."}));
+    }
+
+    void chooseSystemFollowsTheFolderAndRefusesOneWithoutAProfile() {
+        test::TempVolume other;
+        other.file("Users/bob/NTUSER.DAT", "x");
+        other.file("Users/carol/NTUSER.DAT", "x");
+        test::TempVolume first;
+        first.userHive(tools::sampleUserHive());
+        FrmChooseSystem dialog(Source{first.root(), "alice", "kr.ini"});
+        QCOMPARE(dialog.userBox->currentText(), QString("alice"));
+        QVERIFY(dialog.buttons->button(QDialogButtonBox::Ok)->isEnabled());
+        dialog.rootEdit->setText(other.root());
+        QCOMPARE(dialog.userBox->count(), 2);
+        QCOMPARE(dialog.userBox->currentText(), QString("bob"));  // not the old "alice"
+        QVERIFY(dialog.problemLabel->text().isEmpty());
+        QTemporaryDir empty;
+        dialog.rootEdit->setText(empty.path());
+        QCOMPARE(dialog.userBox->count(), 0);
+        QVERIFY(dialog.problemLabel->text().contains("holds no user profile"));
+        QVERIFY(!dialog.buttons->button(QDialogButtonBox::Ok)->isEnabled());
+        dialog.show();
+        dialog.accept();
+        QVERIFY(dialog.isVisible());  // still open, still saying why
+        QCOMPARE(dialog.result(), 0);
+        dialog.rootEdit->setText("/nonexistent");
+        QVERIFY(dialog.problemLabel->text().contains("does not exist"));
+    }
+
+    void aPathLongerThanTheDialogOffersIsRefusedNotCut() {
+        auto w = makeWorld();
+        const QString tooLong = "/tmp/" + QString(260, 'r') + ".htm";
+        w->window->openFileDialog = [&](const QString&, const QString&) { return tooLong; };
+        w->window->mnuView->trigger();
+        QVERIFY(w->desktop->opened.isEmpty());
+        FrmCreateReport report(w->reportFolder, *w->env->os, w->window->runControl(), nullptr);
+        const QString proposed = report.Text1->text();
+        report.setSaveFileDialog([&](const QString&, const QString&, const QString&) { return tooLong; });
+        report.Command3->click();
+        QCOMPARE(report.Text1->text(), proposed);
+    }
+
+    void theWindowStartsUnderEveryLocale() {
+        for (const char* locale : {"en_US.UTF-8", "en_GB.UTF-8", "de_DE.UTF-8", "fr_FR.UTF-8", "ja_JP.UTF-8"}) {
+            QTemporaryDir runtime;
+            QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+            env.insert("XDG_RUNTIME_DIR", runtime.path());
+            env.insert("QT_QPA_PLATFORM", "offscreen");
+            env.insert("LC_ALL", locale);
+            env.insert("LANG", locale);
+            QProcess window;
+            window.setProcessEnvironment(env);
+            window.start(QStringLiteral(KESTROVA_BIN_DIR "/kestrova"), {});
+            QVERIFY(window.waitForStarted());
+            // A settings date it cannot read would end it at once with the fatal message.
+            QVERIFY2(!window.waitForFinished(1500), qPrintable(QString(locale) + ": " + window.readAllStandardError()));
+            window.kill();
+            window.waitForFinished();
+        }
+    }
+
+    void theWindowRefusesAWrongRootAndSaysWhy() {
+        QTemporaryDir runtime;
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        env.insert("XDG_RUNTIME_DIR", runtime.path());
+        env.insert("QT_QPA_PLATFORM", "offscreen");
+        QProcess window;
+        window.setProcessEnvironment(env);
+        window.start(QStringLiteral(KESTROVA_BIN_DIR "/kestrova"), {"--root", "/nonexistent/windows"});
+        QVERIFY(window.waitForFinished(10000));
+        QCOMPARE(window.exitCode(), 2);
+        QVERIFY(window.readAllStandardError().contains("the Windows folder /nonexistent/windows does not exist"));
     }
 
     void listShowsCellsUpToTheirFirstNul() {

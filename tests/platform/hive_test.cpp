@@ -3,9 +3,11 @@
 #include <QProcess>
 #include <QRandomGenerator>
 #include <QStandardPaths>
+#include <QTemporaryDir>
 #include <gtest/gtest.h>
 
 #include "core/registry/reg_api.h"
+#include "mksample/sample_system.h"
 #include "support/temp_volume.h"
 
 namespace kestrova {
@@ -34,8 +36,10 @@ std::optional<HivexView> hivexsh(const QString& hive, const QString& key) {
 class RealWin7Hives : public ::testing::Test {
 protected:
     void SetUp() override {
-        volume_.copy(test::realData("NTUSER-WIN7.DAT"), "Users/nfury/NTUSER.DAT");
-        volume_.copy(test::realData("SYSTEM-WIN7"), "Windows/System32/config/SYSTEM");
+        REALDATA_OR_SKIP(user, "NTUSER-WIN7.DAT");
+        REALDATA_OR_SKIP(system, "SYSTEM-WIN7");
+        volume_.copy(user, "Users/nfury/NTUSER.DAT");
+        volume_.copy(system, "Windows/System32/config/SYSTEM");
         system_ = std::make_unique<VolumeSystem>(volume_.root(), "nfury");
         reg_ = std::make_unique<RegApi>(system_->registry());
     }
@@ -146,15 +150,21 @@ int walkEverything(const RegApi& reg, RootKey root, const QString& path, int bud
 }
 
 TEST(BrokenHives, TruncatedRandomAndDamagedHivesNeverCrash) {
-    QFile real(test::realData("NTUSER-WIN7.DAT"));
-    ASSERT_TRUE(real.open(QIODevice::ReadOnly));
-    const QByteArray bytes = real.readAll();
+    // A full user hive of the project's own making (no real sample needed to break one).
+    QTemporaryDir dir;
+    tools::HiveBuilder full = tools::sampleUserHive();
+    tools::addWindowsHistory(full);
+    ASSERT_TRUE(full.write(dir.filePath("NTUSER.DAT")));
+    QFile written(dir.filePath("NTUSER.DAT"));
+    ASSERT_TRUE(written.open(QIODevice::ReadOnly));
+    const QByteArray bytes = written.readAll();
+    ASSERT_GT(bytes.size(), 0x3000);
 
     QByteArray random(64 * 1024, '\0');
     QRandomGenerator rng(42);
     for (char& c : random) c = static_cast<char>(rng.bounded(256));
     QByteArray damaged = bytes;
-    for (qsizetype i = 0x20000; i < 0x60000; ++i) damaged[i] = static_cast<char>(rng.bounded(256));
+    for (qsizetype i = bytes.size() / 3; i < 2 * bytes.size() / 3; ++i) damaged[i] = static_cast<char>(rng.bounded(256));
     QByteArray randomWithHeader = bytes.left(0x1000) + random;
 
     const QList<QPair<const char*, QByteArray>> cases = {

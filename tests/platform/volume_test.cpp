@@ -4,7 +4,16 @@
 #include <gtest/gtest.h>
 
 #include "platform/volume/windows_volume.h"
+#include "core/app/catalogue.h"
+#include "core/common/text.h"
+#include "platform/desktop/xdg_desktop.h"
+#include "support/reader_fixture.h"
 #include "support/temp_volume.h"
+
+#include <QTemporaryDir>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace kestrova {
 namespace {
@@ -58,6 +67,86 @@ TEST_F(VolumeTest, ReadOnlyFilesCarryTheReadOnlyBit) {
     const auto path = vol().resolve("C:\\Users\\alice\\Recent\\readonly.txt");
     ASSERT_TRUE(path);
     EXPECT_EQ(WindowsVolume::attributesOf(*path), fileattr::Archive | fileattr::ReadOnly);
+}
+
+// A hostile volume: names that are not UTF-8, links out of it, pipes in place of files.
+class HostileVolume : public test::ReaderFixture {
+protected:
+    const QString recent = "Users/alice/AppData/Roaming/Microsoft/Windows/Recent";
+    QByteArray local(const QString& relative) const { return QFile::encodeName(volume_.root() + "/" + relative); }
+    static void touch(const QByteArray& path) { QFile f(QFile::decodeName(path)); close(::open(path.constData(), O_CREAT | O_WRONLY, 0644)); }
+};
+
+TEST_F(HostileVolume, NamesThatAreNotUtf8AreListedVisiblyAndLeadBackToTheirFile) {
+    volume_.userHive(tools::sampleUserHive());
+    QDir().mkpath(volume_.root() + "/" + recent);
+    touch(local(recent) + "/caf\xE9.lnk");        // Latin-1
+    touch(local(recent) + "/cut\xC3.lnk");        // UTF-8 cut short
+    touch(local(recent) + "/\xE6\x97\xA5.lnk");  // valid UTF-8
+    open();
+    const QStringList rows = run("b1");
+    ASSERT_EQ(rows.size(), 3);
+    const QString folder = "C:\\Users\\alice\\AppData\\Roaming\\Microsoft\\Windows\\Recent\\";
+    QStringList shown;
+    for (const QString& row : rows) shown << showEscapedBytes(row);
+    EXPECT_EQ(shown, (QStringList{folder + "caf\\xE9.lnk", folder + "cut\\xC3.lnk", folder + QString::fromUtf8("\xE6\x97\xA5.lnk")}));
+    // The row's path maps back to the very bytes of the file, for the double-click.
+    const QString target = desktopTarget(rows[0], *system_);
+    EXPECT_EQ(toFileNameBytes(target), local(recent) + "/caf\xE9.lnk");
+    EXPECT_TRUE(XdgDesktop::openerArgument(target).endsWith("/Recent/caf%E9.lnk")) << XdgDesktop::openerArgument(target).toStdString();
+}
+
+TEST_F(HostileVolume, LinksOutOfTheVolumeAreNotFollowedButLinksInsideItAre) {
+    QTemporaryDir outside;
+    QFile(outside.filePath("secret.txt")).open(QIODevice::WriteOnly);
+    tools::HiveBuilder hive = tools::sampleUserHive();
+    volume_.userHive(hive);
+    QDir(volume_.root()).rmpath(recent);
+    QDir().mkpath(QFileInfo(volume_.root() + "/" + recent).absolutePath());
+    ASSERT_TRUE(QFile::link(outside.path(), volume_.root() + "/" + recent));
+    open();
+    EXPECT_EQ(run("b1"), QStringList{});
+    EXPECT_TRUE(host_.diagnostics.join('\n').contains("link not followed")) << host_.diagnostics.join('\n').toStdString();
+
+    // The same folder as a link to another folder inside the volume: listed.
+    QFile::remove(volume_.root() + "/" + recent);
+    volume_.file("Elsewhere/inside.lnk", "x");
+    ASSERT_TRUE(QFile::link(volume_.root() + "/Elsewhere", volume_.root() + "/" + recent));
+    open();
+    EXPECT_EQ(run("b1").size(), 1);
+
+    // A hive that is a link to this machine's files is not opened.
+    QFile::remove(volume_.root() + "/Users/alice/NTUSER.DAT");
+    ASSERT_TRUE(QFile::link("/etc/passwd", volume_.root() + "/Users/alice/NTUSER.DAT"));
+    host_.diagnostics.clear();
+    open();
+    run("b3");
+    EXPECT_TRUE(host_.diagnostics.contains("b3: user hive C:\\Users\\alice\\NTUSER.DAT: link not followed: it leads out of the volume"))
+        << host_.diagnostics.join('\n').toStdString();
+}
+
+TEST_F(HostileVolume, OnlyRegularFilesAreHandedOutForReading) {
+    volume_.file("Users/alice/data.bin", "x");
+    ASSERT_EQ(mkfifo(local("Users/alice/pipe").constData(), 0600), 0);
+    open();
+    EXPECT_TRUE(system_->readableFile("C:\\Users\\alice\\data.bin", "data"));
+    EXPECT_FALSE(system_->readableFile("C:\\Users\\alice\\pipe", "data"));
+    EXPECT_FALSE(system_->readableFile("C:\\Users\\alice", "data"));
+    EXPECT_FALSE(system_->readableFile("C:\\Users\\alice\\none", "data"));
+    QStringList notes;
+    for (const Finding& f : system_->findings().all()) notes << f.text();
+    EXPECT_EQ(notes, (QStringList{"data C:\\Users\\alice\\pipe: unreadable: not a regular file",
+                                  "data C:\\Users\\alice: unreadable: not a regular file",
+                                  "data C:\\Users\\alice\\none: missing"}));
+}
+
+TEST(FileNameBytes, RoundTripEveryByteSequence) {
+    const QByteArray samples[] = {"plain", "caf\xE9", "\xC3", "\xED\xA0\x80", "\xF0\x9F\x98\x80", "\xC0\xAF",
+                                  "a\\x41", QByteArray("\x00z", 2), "\xFF\xFE"};
+    for (const QByteArray& bytes : samples) EXPECT_EQ(toFileNameBytes(fromFileNameBytes(bytes)), bytes) << bytes.toHex().toStdString();
+    EXPECT_EQ(showEscapedBytes(fromFileNameBytes("caf\xE9\xC3")), "caf\\xE9\\xC3");
+    EXPECT_EQ(fromFileNameBytes("\xF0\x9F\x98\x80"), QString::fromUtf8("\xF0\x9F\x98\x80"));
+    EXPECT_EQ(trimBlanks(u" \tx\n "), u"\tx\n");
 }
 
 }  // namespace

@@ -59,3 +59,13 @@ private:
 inline QString realData(const char* name) { return QStringLiteral(KESTROVA_REALDATA "/") + QLatin1String(name); }
 
 }  // namespace kestrova::test
+
+// Declares `var` as the path of a real sample, or skips the test, naming the missing file: a clone
+// without ../shared/realdata passes with skips.
+#define REALDATA_OR_SKIP(var, name)                                                      \
+    const QString var = ::kestrova::test::realData(name);                               \
+    if (!QFileInfo::exists(var)) GTEST_SKIP() << "real sample not found: " << var.toStdString()
+
+namespace kestrova::test {
+
+}  // namespace kestrova::test

@@ -1,5 +1,6 @@
 #include "core/app/catalogue.h"
 
+#include "core/common/text.h"
 #include "core/readers/windows/windows_readers.h"
 
 namespace kestrova {
@@ -126,13 +127,20 @@ std::optional<QString> openTarget(const Category& category, const ResultList& li
         case OpenTarget::Nothing:
             return std::nullopt;
         case OpenTarget::FirstCell:
-            return list.cell(row, 0).toString();
+            return upToNul(list.cell(row, 0)).toString();
         case OpenTarget::SecondCell:
-            return list.cell(row, 1).toString();
+            return upToNul(list.cell(row, 1)).toString();
         case OpenTarget::CookiesFolder:
-            return os.GetShellFolder(QStringLiteral("Cookies")).trimmed();
+            return trimBlanks(os.GetShellFolder(QStringLiteral("Cookies"))).toString();
     }
     return std::nullopt;
+}
+
+QString desktopTarget(const QString& target, const AnalysedSystem& system) {
+    const bool drivePath = target.size() >= 3 && target[1] == QLatin1Char(':') &&
+                           (target[2] == QLatin1Char('\\') || target[2] == QLatin1Char('/'));
+    if (!drivePath) return target;
+    return system.localPath(target).value_or(target);
 }
 
 }  // namespace kestrova

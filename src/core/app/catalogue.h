@@ -52,9 +52,14 @@ const Category* dispatch(const QString& key);
 // Every category key in tree order (no groups).
 QStringList categoryKeys();
 
+class AnalysedSystem;
 class OsApi;
 class ResultList;
 // The target a double-click opens for a row of the category; nullopt when nothing is opened.
 std::optional<QString> openTarget(const Category& category, const ResultList& list, int row, const OsApi& os);
+// What the desktop's open action is handed for a target: a Windows path of the analysed volume
+// becomes its local file (nothing on Linux opens "C:\..."); URLs, titles and paths that are not
+// on the volume go as they are, and may fail to open, which is ignored.
+QString desktopTarget(const QString& target, const AnalysedSystem& system);
 
 }  // namespace kestrova

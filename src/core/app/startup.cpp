@@ -20,13 +20,19 @@ QString settleReportFolder(IniFile& settings, const OsApi& os) {
 
 std::optional<UpdateCheckDecision> decideUpdateCheck(const IniFile& settings, const QDate& today, QString* fatal) {
     const QString stored = settings.GetSetting(kGeneral, QStringLiteral("lastcheckupdate"));
-    const QDate last = parseShortDate(stored);
+    const QDate last = parseDateText(stored);
     if (!last.isValid()) {
+        // Not caught on purpose: a settings file without this date is not one the program was
+        // delivered with. Only the message says what is wrong, in the user's terms.
+        const QString what = stored == kUnknownValue
+                                 ? QStringLiteral("has no key \"lastcheckupdate\" in section [general]")
+                                 : QStringLiteral("holds \"%1\" as \"lastcheckupdate\" in section [general], which is "
+                                                  "not a date")
+                                       .arg(stored);
         if (fatal) {
-            *fatal = QStringLiteral("Type mismatch: \"lastcheckupdate\" in section [general] of %1 is \"%2\", "
-                                    "which is not a date. Kestrova cannot start; put the date of the last "
-                                    "update check there, for example %3.")
-                         .arg(settings.path(), stored, shortDateText(today));
+            *fatal = QStringLiteral("Type mismatch: %1 %2. Kestrova cannot start; put the date of the last update "
+                                    "check there, for example lastcheckupdate=%3.")
+                         .arg(settings.path(), what, today.toString(Qt::ISODate));
         }
         return std::nullopt;
     }

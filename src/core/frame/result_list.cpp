@@ -74,11 +74,12 @@ QStringList ResultList::row(int row) const {
     return cells;
 }
 
-std::vector<uint32_t> ResultList::sortedOrder(int column) const {
+std::vector<uint32_t> ResultList::sortedOrder(int column, bool descending) const {
     std::vector<uint32_t> order(static_cast<size_t>(rowCount()));
     std::iota(order.begin(), order.end(), 0u);
     std::stable_sort(order.begin(), order.end(), [&](uint32_t a, uint32_t b) {
-        return cell(static_cast<int>(a), column).compare(cell(static_cast<int>(b), column), Qt::CaseInsensitive) < 0;
+        const int c = cell(static_cast<int>(a), column).compare(cell(static_cast<int>(b), column), Qt::CaseInsensitive);
+        return descending ? c > 0 : c < 0;
     });
     return order;
 }

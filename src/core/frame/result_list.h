@@ -35,8 +35,8 @@ public:
     QStringList row(int row) const;
 
     // The rows in the order a click on that column's header sorts them (case-insensitive,
-    // ties kept in insertion order).
-    std::vector<uint32_t> sortedOrder(int column) const;
+    // ties kept in insertion order, also when descending).
+    std::vector<uint32_t> sortedOrder(int column, bool descending = false) const;
 
     const QString& panel1() const { return panel1_; }
     const QString& panel2() const { return panel2_; }

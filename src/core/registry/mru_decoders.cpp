@@ -1,5 +1,7 @@
 #include "core/registry/mru_decoders.h"
 
+#include "core/common/text.h"
+
 namespace kestrova {
 namespace {
 
@@ -104,7 +106,7 @@ QString decodeCountedString(const ByteArray& bytes, const QString& localeClass) 
         if (countPicksString(localeClass, counter)) {
             result = convertByLocale(stored, localeClass);
             if (localeClass == QLatin1String("jan")) return result;
-            if (result.trimmed().size() > 2) return result;
+            if (trimBlanks(result).size() > 2) return result;
         }
         // Only "en" starts afresh after each string; the other classes keep collecting, so what
         // they convert at counts 4 and 5 holds everything since the value's end. Intended.

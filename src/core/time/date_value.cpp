@@ -67,14 +67,45 @@ QString generalDateText(DateValue value, const QLocale& locale) {
     return date + QLatin1Char(' ') + plainSpaces(locale.toString(dt.time(), longTimeFormat(locale)));
 }
 
-QDate parseShortDate(const QString& text, const QLocale& locale) {
-    const QString trimmed = text.trimmed();
-    QDate date = locale.toDate(trimmed, shortDateFormat(locale));
-    if (!date.isValid()) date = locale.toDate(trimmed, locale.dateFormat(QLocale::ShortFormat));
-    // A file written under another locale still reads: the US form and ISO dates are accepted.
-    if (!date.isValid()) date = QLocale(QLocale::English, QLocale::UnitedStates).toDate(trimmed, QStringLiteral("M/d/yyyy"));
-    if (!date.isValid()) date = QDate::fromString(trimmed, Qt::ISODate);
-    return date;
+QDate parseDateText(const QString& text, const QLocale& locale) {
+    const QString trimmed = plainSpaces(text).trimmed();
+    if (trimmed.isEmpty()) return {};
+    const QLocale english(QLocale::English, QLocale::UnitedStates);
+    // The local forms first, so that an ambiguous text (03/04/2026) means what it means here;
+    // then every form that is unambiguous whatever locale wrote it.
+    const std::pair<QLocale, QString> forms[] = {
+        {locale, locale.dateFormat(QLocale::ShortFormat)},
+        {locale, shortDateFormat(locale)},
+        {locale, locale.dateFormat(QLocale::LongFormat)},
+        {locale, locale.dateFormat(QLocale::NarrowFormat)},
+        {english, QStringLiteral("yyyy-M-d")},
+        {english, QStringLiteral("yyyy/M/d")},
+        {locale, QStringLiteral("d MMM yyyy")},
+        {locale, QStringLiteral("d MMMM yyyy")},
+        {locale, QStringLiteral("d. MMMM yyyy")},
+        {english, QStringLiteral("d MMM yyyy")},
+        {english, QStringLiteral("d MMMM yyyy")},
+        {english, QStringLiteral("d-MMM-yyyy")},
+        {english, QStringLiteral("MMM d, yyyy")},
+        {english, QStringLiteral("MMMM d, yyyy")},
+        {english, QStringLiteral("dddd, MMMM d, yyyy")},
+        {english, QStringLiteral("dddd, d MMMM yyyy")},
+        {english, QStringLiteral("M/d/yyyy")},
+        {english, QStringLiteral("d/M/yyyy")},
+        {english, QStringLiteral("d.M.yyyy")},
+        {english, QStringLiteral("d-M-yyyy")},
+        {english, QStringLiteral("M/d/yy")},
+        {english, QStringLiteral("d/M/yy")},
+        {english, QStringLiteral("d.M.yy")},
+    };
+    for (const auto& [in, format] : forms) {
+        QDate date = in.toDate(trimmed, format);
+        if (!date.isValid()) continue;
+        // A two-digit year means 2000-2029 for 00-29 and 1930-1999 for 30-99, as Windows reads it.
+        if (!format.contains(QLatin1String("yyyy")) && date.year() < 1930) date = date.addYears(100);
+        return date;
+    }
+    return {};
 }
 
 }  // namespace kestrova

@@ -26,8 +26,11 @@ QString longTimeFormat(const QLocale& locale = QLocale());
 // Short date, a blank and the long time; the date alone when the time is exactly 00:00:00.
 QString generalDateText(DateValue value, const QLocale& locale = QLocale());
 QString shortDateText(const QDate& date, const QLocale& locale = QLocale());
-// Reads a short date text back (the form shortDateText writes, or a two-digit year); an invalid
-// QDate when the text is not a date in that form.
-QDate parseShortDate(const QString& text, const QLocale& locale = QLocale());
+// Reads a date text as a desktop program's date conversion does: the locale's own short and long
+// forms first (so an ambiguous text means what it means here), then any form that is unambiguous
+// whatever locale wrote it: ISO yyyy-MM-dd, day month year with an English or local month name,
+// the US form, day.month.year. Two-digit years 00-29 are 2000s, 30-99 1900s. An invalid QDate
+// when the text is no date at all.
+QDate parseDateText(const QString& text, const QLocale& locale = QLocale());
 
 }  // namespace kestrova

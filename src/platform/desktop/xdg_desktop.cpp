@@ -5,6 +5,9 @@
 #include <QFileInfo>
 #include <QProcess>
 #include <QStandardPaths>
+#include <QUrl>
+
+#include "core/common/text.h"
 
 namespace kestrova {
 
@@ -27,9 +30,16 @@ QString XdgDesktop::appDataFolder() const {
 
 QString XdgDesktop::tempFolder() const { return QDir::tempPath(); }
 
+QString XdgDesktop::openerArgument(const QString& target) {
+    // A local file goes as a file URL made from its very bytes, so a name that is not UTF-8
+    // still reaches the opener intact; URLs and any other text go as they are.
+    if (!target.startsWith(QLatin1Char('/'))) return target;
+    return QStringLiteral("file://") + QString::fromLatin1(toFileNameBytes(target).toPercentEncoding("/"));
+}
+
 void XdgDesktop::open(const QString& target) {
     // Whatever the opener makes of the target (a title text, a deleted file) is its business.
-    QProcess::startDetached(QStringLiteral("xdg-open"), {target});
+    QProcess::startDetached(QStringLiteral("xdg-open"), {openerArgument(target)});
 }
 
 }  // namespace kestrova

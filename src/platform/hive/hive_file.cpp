@@ -1,5 +1,7 @@
 #include "platform/hive/hive_file.h"
 
+#include "core/common/text.h"
+
 #include <QFile>
 #include <cerrno>
 #include <cstdlib>
@@ -36,7 +38,7 @@ std::shared_ptr<HiveFile> HiveFile::open(const QString& localPath, QString* prob
     errno = 0;
     // Unsafe mode lets hivex read on past damaged cells, which real (dirty) hives often have;
     // every offset is still bounds-checked. Never opened for writing.
-    hive_h* handle = hivex_open(QFile::encodeName(localPath).constData(), HIVEX_OPEN_UNSAFE);
+    hive_h* handle = hivex_open(toFileNameBytes(localPath).constData(), HIVEX_OPEN_UNSAFE);
     if (!handle) {
         if (problem) *problem = QString::fromLocal8Bit(std::strerror(errno ? errno : EINVAL));
         return nullptr;

@@ -25,6 +25,12 @@ void Environment::select(const Source& chosen) {
     os.reset();
     system = std::make_unique<VolumeSystem>(source.root, source.user);
     os = std::make_unique<OsApi>(*system, *desktop);
+    os->setFolderPicker(folderPicker);
+}
+
+void Environment::setFolderPicker(FolderPickerFn picker) {
+    folderPicker = std::move(picker);
+    os->setFolderPicker(folderPicker);
 }
 
 }  // namespace kestrova

@@ -19,6 +19,9 @@ struct Environment {
     Source source;
     std::unique_ptr<VolumeSystem> system;
     std::unique_ptr<OsApi> os;
+    // The desktop's folder browser, installed by the window for the whole run: every OsApi made
+    // for another system gets it too.
+    FolderPickerFn folderPicker;
 
     // The program folder's kr.ini, and the system chosen by the arguments, kr.ini or the sample.
     static std::unique_ptr<Environment> create(const QString& cliRoot, const QString& cliUser);
@@ -27,6 +30,7 @@ struct Environment {
                                                std::unique_ptr<LocalDesktop> desktop, std::unique_ptr<Clock> clock);
     // Switches to another analysed system.
     void select(const Source& chosen);
+    void setFolderPicker(FolderPickerFn picker);
 };
 
 }  // namespace kestrova

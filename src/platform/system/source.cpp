@@ -1,5 +1,7 @@
 #include "platform/system/source.h"
 
+#include <QFileInfo>
+
 #include "platform/system/volume_system.h"
 
 namespace kestrova {
@@ -31,6 +33,33 @@ Source chooseSource(const QString& cliRoot, const QString& cliUser, const IniFil
         }
     }
     return source;
+}
+
+std::optional<QString> sourceProblem(const Source& source) {
+    if (source.root.isEmpty()) return QStringLiteral("no Windows folder was given");
+    const QFileInfo root(source.root);
+    if (!root.exists()) return QStringLiteral("the Windows folder %1 does not exist").arg(source.root);
+    if (!root.isDir()) return QStringLiteral("the Windows folder %1 is not a folder").arg(source.root);
+    if (!root.isReadable() || !root.isExecutable()) {
+        return QStringLiteral("the Windows folder %1 cannot be read (permission denied)").arg(source.root);
+    }
+    const QStringList profiles = VolumeSystem::profiles(source.root);
+    if (source.user.isEmpty()) {
+        return QStringLiteral("%1 holds no user profile (no Users\\NAME\\NTUSER.DAT or Documents and "
+                              "Settings\\NAME\\NTUSER.DAT); choose the folder that stands for C:\\")
+            .arg(source.root);
+    }
+    // A profile folder whose hive is missing or broken is still examined: the readers say why
+    // its categories are empty.
+    const WindowsVolume volume(source.root);
+    const bool folderOnly = volume.resolve(QStringLiteral("C:\\Users\\") + source.user) ||
+                            volume.resolve(QStringLiteral("C:\\Documents and Settings\\") + source.user);
+    if (!profiles.contains(source.user, Qt::CaseInsensitive) && !folderOnly) {
+        return QStringLiteral("%1 holds no profile named \"%2\"; profiles found: %3")
+            .arg(source.root, source.user,
+                 profiles.isEmpty() ? QStringLiteral("none") : profiles.join(QStringLiteral(", ")));
+    }
+    return std::nullopt;
 }
 
 }  // namespace kestrova

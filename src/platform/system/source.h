@@ -3,6 +3,7 @@
 #pragma once
 
 #include <QString>
+#include <optional>
 
 #include "core/settings/ini_file.h"
 
@@ -20,5 +21,10 @@ inline const QString kSourceSection = QStringLiteral("source");
 // named user is matched to a profile folder case-insensitively.
 Source chooseSource(const QString& cliRoot, const QString& cliUser, const IniFile& ini,
                     const QString& sampleRoot);
+
+// What is wrong with a source, in the user's words ("... does not exist", "... holds no user
+// profile", "no profile named bob; profiles found: alice, Default"); nullopt when it can be
+// examined. A wrong root or user would otherwise look like a system without traces.
+std::optional<QString> sourceProblem(const Source& source);
 
 }  // namespace kestrova

@@ -1,10 +1,13 @@
 #include "platform/volume/windows_volume.h"
 
+#include "core/common/text.h"
+
 #include <QDir>
-#include <QFileInfo>
 #include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/xattr.h>
@@ -19,22 +22,48 @@ QStringList components(const QString& path) {
     return p.split(QLatin1Char('\\'), Qt::SkipEmptyParts);
 }
 
+// Local paths are kept as text with undecodable bytes escaped (see core/common/text.h); every
+// system call gets the original bytes back.
+QByteArray bytes(const QString& local) { return toFileNameBytes(local); }
+
+std::optional<QString> canonical(const QString& local) {
+    char* resolved = ::realpath(bytes(local).constData(), nullptr);
+    if (!resolved) return std::nullopt;
+    const QString text = fromFileNameBytes(QByteArray(resolved));
+    std::free(resolved);
+    return text;
+}
+
+// The names in a folder as the file system stores them, whatever their bytes.
+std::optional<QStringList> rawNames(const QString& folder) {
+    DIR* dir = ::opendir(bytes(folder).constData());
+    if (!dir) return std::nullopt;
+    QStringList names;
+    while (const dirent* entry = ::readdir(dir)) {
+        const QByteArray name(entry->d_name);
+        if (name == "." || name == "..") continue;
+        names.append(fromFileNameBytes(name));
+    }
+    ::closedir(dir);
+    return names;
+}
+
 std::optional<QString> matchEntry(const QString& folder, const QString& name) {
     struct stat st {};
-    if (::lstat(QFile::encodeName(folder + QLatin1Char('/') + name).constData(), &st) == 0) return name;
-    const QStringList entries =
-        QDir(folder).entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot);
-    for (const QString& entry : entries) {
+    if (::lstat(bytes(folder + QLatin1Char('/') + name).constData(), &st) == 0) return name;
+    for (const QString& entry : rawNames(folder).value_or(QStringList())) {
         if (entry.compare(name, Qt::CaseInsensitive) == 0) return entry;
     }
     return std::nullopt;
 }
 
+QString systemError() { return QString::fromLocal8Bit(std::strerror(errno)); }
+
 }  // namespace
 
 WindowsVolume::WindowsVolume(QString root, Findings* findings)
     : root_(QDir::cleanPath(std::move(root))), findings_(findings) {
-    canonicalRoot_ = QFileInfo(root_).canonicalFilePath();
+    canonicalRoot_ = canonical(root_).value_or(QString());
 }
 
 WindowsVolume::Outcome WindowsVolume::locate(const QString& windowsPath, QString* local) const {
@@ -64,11 +93,9 @@ WindowsVolume::Outcome WindowsVolume::locate(const QString& windowsPath, QString
     *local = resolved.isEmpty() ? root_ : root_ + QLatin1Char('/') + resolved.join('/');
     // Links are followed only while they stay inside the volume (as junctions on an ntfs-3g
     // mount do); one that leads out would show this machine's files as the volume's.
-    const QString canonical = QFileInfo(*local).canonicalFilePath();
-    if (canonical.isEmpty()) return Outcome::Missing;  // a dangling link
-    if (canonical != canonicalRoot_ && !canonical.startsWith(canonicalRoot_ + QLatin1Char('/'))) {
-        return Outcome::Outside;
-    }
+    const auto real = canonical(*local);
+    if (!real) return Outcome::Missing;  // a dangling link
+    if (*real != canonicalRoot_ && !real->startsWith(canonicalRoot_ + QLatin1Char('/'))) return Outcome::Outside;
     return Outcome::Found;
 }
 
@@ -102,17 +129,17 @@ std::optional<QString> WindowsVolume::readableFile(const QString& windowsPath, c
     // The type is checked before anything opens the file, and the probe opens it without
     // blocking, so a named pipe or a device never holds the program.
     struct stat st {};
-    if (::stat(QFile::encodeName(local).constData(), &st) != 0) {
-        note(FindingKind::Unreadable, what, QString::fromLocal8Bit(std::strerror(errno)));
+    if (::stat(bytes(local).constData(), &st) != 0) {
+        note(FindingKind::Unreadable, what, systemError());
         return std::nullopt;
     }
     if (!S_ISREG(st.st_mode)) {
         note(FindingKind::Unreadable, what, QStringLiteral("not a regular file"));
         return std::nullopt;
     }
-    const int fd = ::open(QFile::encodeName(local).constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    const int fd = ::open(bytes(local).constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
     if (fd < 0) {
-        note(FindingKind::Unreadable, what, QString::fromLocal8Bit(std::strerror(errno)));
+        note(FindingKind::Unreadable, what, systemError());
         return std::nullopt;
     }
     ::close(fd);
@@ -120,25 +147,25 @@ std::optional<QString> WindowsVolume::readableFile(const QString& windowsPath, c
 }
 
 std::vector<DirEntry> WindowsVolume::list(const QString& windowsFolder) const {
+    const QString what = QStringLiteral("folder ") + windowsFolder;
     const auto local = resolve(windowsFolder);
     if (!local) {
-        note(FindingKind::Absent, QStringLiteral("folder ") + windowsFolder);
+        note(FindingKind::Absent, what);
         return {};
     }
-    const QFileInfo info(*local);
-    if (!info.isDir()) {
-        note(FindingKind::Unreadable, QStringLiteral("folder ") + windowsFolder, QStringLiteral("not a folder"));
+    struct stat st {};
+    if (::stat(bytes(*local).constData(), &st) != 0 || !S_ISDIR(st.st_mode)) {
+        note(FindingKind::Unreadable, what, QStringLiteral("not a folder"));
         return {};
     }
-    if (!info.isReadable() || !info.isExecutable()) {
-        note(FindingKind::Unreadable, QStringLiteral("folder ") + windowsFolder, QStringLiteral("Permission denied"));
+    const auto names = rawNames(*local);
+    if (!names) {
+        note(FindingKind::Unreadable, what, systemError());
         return {};
     }
-    const QStringList names = QDir(*local).entryList(
-        QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot, QDir::NoSort);
     std::vector<DirEntry> entries;
-    entries.reserve(names.size());
-    for (const QString& name : names) {
+    entries.reserve(names->size());
+    for (const QString& name : *names) {
         entries.push_back({name, attributesOf(*local + QLatin1Char('/') + name)});
     }
     // NTFS keeps a folder's index sorted by upper-cased name, and that is the order Windows
@@ -150,7 +177,7 @@ std::vector<DirEntry> WindowsVolume::list(const QString& windowsFolder) const {
 }
 
 uint32_t WindowsVolume::attributesOf(const QString& localPath) {
-    const QByteArray path = QFile::encodeName(localPath);
+    const QByteArray path = bytes(localPath);
     unsigned char raw[4];
     if (getxattr(path.constData(), "system.ntfs_attrib_be", raw, sizeof raw) == sizeof raw) {
         return (uint32_t{raw[0]} << 24) | (uint32_t{raw[1]} << 16) | (uint32_t{raw[2]} << 8) | raw[3];
@@ -158,7 +185,7 @@ uint32_t WindowsVolume::attributesOf(const QString& localPath) {
     struct stat st {};
     if (stat(path.constData(), &st) != 0) return 0;
     uint32_t attributes = S_ISDIR(st.st_mode) ? fileattr::Directory : fileattr::Archive;
-    if (QFileInfo(localPath).fileName().startsWith(QLatin1Char('.'))) attributes |= fileattr::Hidden;
+    if (localPath.section(QLatin1Char('/'), -1).startsWith(QLatin1Char('.'))) attributes |= fileattr::Hidden;
     if ((st.st_mode & S_IWUSR) == 0) attributes |= fileattr::ReadOnly;
     return attributes;
 }

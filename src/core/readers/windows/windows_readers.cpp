@@ -3,6 +3,7 @@
 // folder; the window and the report share them and differ only where the report's rules differ.
 #include "core/readers/windows/windows_readers.h"
 
+#include "core/common/text.h"
 #include "core/frame/collector.h"
 #include "core/frame/reader_host.h"
 #include "core/registry/mru_decoders.h"
@@ -33,7 +34,7 @@ void regList(const SourceContext& src, RowSink& sink, RootKey root, const QStrin
     const QString names = reg.EnumValues(root, keyPath);
     if (names == kError440 || names.isEmpty()) return;
     for (const QString& name : splitList(names)) {
-        if (name.trimmed().isEmpty() || name.trimmed() == kMruList) continue;
+        if (trimBlanks(name).isEmpty() || trimBlanks(name) == kMruList) continue;
         const QString text = reg.QueryValue(root, keyPath, name);
         if (text.isEmpty() || text == kError440) continue;
         if (src.mode == QLatin1String(listmode::Run)) {
@@ -58,7 +59,7 @@ void decoded(const SourceContext& src, RowSink& sink, const QString& keyPath, De
     for (const QString& name : splitList(src.reg().EnumValues(RootKey::CurrentUser, keyPath))) {
         if (name == kMruListEx) continue;
         const QString text = decode(src.reg(), fullPath, name, locale);
-        if (!text.trimmed().isEmpty()) sink.add(text);
+        if (!trimBlanks(text).isEmpty()) sink.add(text);
     }
 }
 
@@ -140,7 +141,7 @@ void addressBarRows(const SourceContext& src, RowSink& sink) {
     const QString names = src.reg().EnumValues(RootKey::CurrentUser, kTypedUrls);
     if (names == kError440) return;
     for (const QString& name : splitList(names)) {
-        if (name.trimmed().isEmpty()) continue;
+        if (trimBlanks(name).isEmpty()) continue;
         // Added untested: a value that is not text shows as "error440".
         sink.add(src.reg().QueryValue(RootKey::CurrentUser, kTypedUrls, name));
     }
