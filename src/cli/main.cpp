@@ -3,7 +3,7 @@
 // exactly as it does when categories are clicked one after another.
 //   kestrova-cli [--root DIR] [--user NAME] [--verbose] info
 //   kestrova-cli categories [--keys]
-//   kestrova-cli [--root DIR] [--user NAME] [--verbose] rows KEY... [--format tsv|csv|json]
+//   kestrova-cli [--root DIR] [--user NAME] [--verbose] [--index-file PATH] rows KEY... [--format tsv|csv|json]
 #include <QCoreApplication>
 #include <QTextStream>
 #include <cstdio>
@@ -24,14 +24,18 @@ int usage() {
                  "  info                  the analysed system: root, user, version, names, shell folders\n"
                  "  categories [--keys]   the category tree (or only the category keys)\n"
                  "  rows KEY... [--format tsv|csv|json]\n"
-                 "                        runs the categories in order and prints columns, rows, panels\n");
+                 "                        runs the categories in order and prints columns, rows, panels\n"
+                 "  --index-file PATH     the index.dat the Index.dat File category scans (a Windows path\n"
+                 "                        on the volume or a local file); default: the user's Content.IE5\n");
     return 2;
 }
 
 // Where a reader would ask the user, the command line takes the default answer.
 class CliHost : public ReaderHost {
 public:
-    explicit CliHost(bool verbose) : verbose_(verbose) {}
+    CliHost(bool verbose, QString indexFile) : verbose_(verbose), indexFile_(std::move(indexFile)) {}
+    // The index.dat chooser's answer: --index-file, else what the dialog proposes.
+    QString chooseIndexFile(const QString& proposed) override { return indexFile_.isEmpty() ? proposed : indexFile_; }
     void message(const QString& text) override { std::fprintf(stderr, "message: %s\n", qPrintable(text)); }
     void diagnostic(const QString& text) override {
         if (verbose_) std::fprintf(stderr, "%s\n", qPrintable(text));
@@ -44,6 +48,7 @@ public:
 
 private:
     bool verbose_;
+    QString indexFile_;
 };
 
 int categories(QTextStream& out, bool keysOnly) {
@@ -63,7 +68,7 @@ int categories(QTextStream& out, bool keysOnly) {
     return 0;
 }
 
-int rows(Environment& env, QTextStream& out, QStringList args, bool verbose) {
+int rows(Environment& env, QTextStream& out, QStringList args, bool verbose, const QString& indexFile) {
     cli::Format format = cli::Format::Tsv;
     QStringList keys;
     for (int i = 0; i < args.size(); ++i) {
@@ -84,7 +89,7 @@ int rows(Environment& env, QTextStream& out, QStringList args, bool verbose) {
             return 2;
         }
     }
-    CliHost host(verbose);
+    CliHost host(verbose, indexFile);
     RunControl run;
     Session session(*env.os, *env.clock, run, host);
     cli::Printer printer(out, format);
@@ -137,7 +142,7 @@ int info(Environment& env, QTextStream& out, bool verbose) {
 int main(int argc, char** argv) {
     QCoreApplication app(argc, argv);
     QStringList args = app.arguments().mid(1);
-    QString root, user;
+    QString root, user, indexFile;
     bool verbose = false;
     QStringList rest;
     for (int i = 0; i < args.size(); ++i) {
@@ -145,6 +150,8 @@ int main(int argc, char** argv) {
             root = args[++i];
         } else if (args[i] == QLatin1String("--user") && i + 1 < args.size()) {
             user = args[++i];
+        } else if (args[i] == QLatin1String("--index-file") && i + 1 < args.size()) {
+            indexFile = args[++i];
         } else if (args[i] == QLatin1String("--verbose")) {
             verbose = true;
         } else {
@@ -163,7 +170,7 @@ int main(int argc, char** argv) {
             std::fprintf(stderr, "kestrova-cli: %s\n", qPrintable(*problem));
             return 1;
         }
-        return rows(*env, out, rest, verbose);
+        return rows(*env, out, rest, verbose, indexFile);
     }
     return usage();
 }

@@ -18,6 +18,7 @@
 #include "core/app/viewer_layout.h"
 #include "gui/frm_choose_system.h"
 #include "gui/frm_create_report.h"
+#include "gui/frm_index_file.h"
 #include "gui/frm_options.h"
 #include "gui/frm_progress.h"
 #include "gui/result_list_model.h"
@@ -82,6 +83,11 @@ FrmViewer::FrmViewer(Environment& env, Services services, QWidget* parent)
         return QFileDialog::getOpenFileName(this, title, QString(), filter);
     };
     folderDialog = [this](const QString& title) { return QFileDialog::getExistingDirectory(this, title); };
+    indexFileChooser = [this](const QString&) {
+        FrmIndexFile dialog(*env_.os, session_->state.windowsVersionTag, env_.source.root, this);
+        dialog.exec();
+        return dialog.selected();
+    };
     // The folder picker of Options > Browse, for the whole run (every system chosen later too).
     env_.setFolderPicker([this](const QString& title) { return folderDialog(title); });
 

@@ -60,6 +60,9 @@ public:
     void applyLayout();
     // The open-file dialog of View Report (title, filter) -> path; replaceable for tests.
     std::function<QString(const QString&, const QString&)> openFileDialog;
+    // The index.dat chooser (the Use Default path in, SelectedIndexFile out); frmindexfile unless
+    // a test puts another here.
+    std::function<QString(const QString&)> indexFileChooser;
     // The folder picker (title -> folder, "" when cancelled); replaceable for tests.
     std::function<QString(const QString&)> folderDialog;
 
@@ -94,6 +97,7 @@ private:
     void showStopButton(bool shown) override;
     void message(const QString& text) override;
     void bug(const QString& text) override;
+    QString chooseIndexFile(const QString& proposed) override { return indexFileChooser(proposed); }
 
     void buildMenus();
     void buildTree();

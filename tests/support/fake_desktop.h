@@ -1,6 +1,7 @@
 // A local desktop with fixed folders that records what it was asked to open.
 #pragma once
 
+#include <QFile>
 #include <QStringList>
 
 #include "core/system/local_desktop.h"
@@ -15,6 +16,12 @@ public:
     QString appDataFolder() const override { return QStringLiteral("/home/u/.local/share"); }
     QString tempFolder() const override { return QStringLiteral("/tmp"); }
     void open(const QString& target) override { opened.append(target); }
+    std::unique_ptr<QIODevice> openLocalFile(const QString& localPath, Findings& findings) const override {
+        auto file = std::make_unique<QFile>(localPath);
+        if (file->open(QIODevice::ReadOnly)) return file;
+        findings.note(FindingKind::Absent, "local file " + localPath);
+        return nullptr;
+    }
 
     QString program = QStringLiteral("/opt/kestrova");
     QString documents = QStringLiteral("/home/u/Documents");

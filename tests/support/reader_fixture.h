@@ -15,6 +15,11 @@ public:
     void processEvents() override { ++events; }
     void diagnostic(const QString& text) override { diagnostics.append(text); }
     void bug(const QString& text) override { ADD_FAILURE() << "a reader hit a bug: " << text.toStdString(); }
+    // The index.dat chooser answers indexFile when set, else takes the proposed default.
+    QString chooseIndexFile(const QString& proposed) override { return indexFile.isNull() ? proposed : indexFile; }
+    void showStopButton(bool shown) override { stopButton = shown; }
+    QString indexFile;
+    bool stopButton = false;
     int events = 0;
     QStringList diagnostics;
 };

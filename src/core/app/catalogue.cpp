@@ -1,6 +1,7 @@
 #include "core/app/catalogue.h"
 
 #include "core/common/text.h"
+#include "core/readers/ie/index_dat.h"
 #include "core/readers/windows/windows_readers.h"
 
 namespace kestrova {
@@ -50,8 +51,10 @@ const Category kCatalogue[] = {
      .listMode = listmode::Url, .open = FirstCell, .rows = addressBarRows},
     {.key = "a3", .parent = "root", .caption = "Cookies", .columns = kA3, .hint = "Double click to view cookie folder",
      .listMode = listmode::Cookies, .open = CookiesFolder},
-    {.key = "a4", .parent = "root", .caption = "Index.dat File", .columns = kA4, .hint = "Double click to view",
-     .listMode = listmode::IndexDat, .clearsStop = true, .showsStopButton = true, .open = FirstCell},
+    // The scan sets its hint first and then shows the scanned file's path in panel 1, which stays.
+    {.key = "a4", .parent = "root", .caption = "Index.dat File", .columns = kA4, .loadingHint = "Double click to view",
+     .listMode = listmode::IndexDat, .clearsStop = true, .showsStopButton = true, .open = FirstCell,
+     .rows = indexDatRows},
     {.key = "b1", .parent = "root2", .caption = "Recent Document", .columns = kB1, .hint = "Double Click to open",
      .listMode = listmode::RecentDocuments, .open = FirstCell, .rows = recentDocumentRows},
     {.key = "b2", .parent = "root2", .caption = "Search History", .columns = kB2, .hint = "",

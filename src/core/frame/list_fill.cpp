@@ -21,13 +21,27 @@ void ListFill::start() {
 
 void ListFill::pump() {
     if (sincePump_.elapsed() < kPumpIntervalMs) return;
+    if (progressPending_) {
+        progressPending_ = false;
+        host_.setProgress(progressValue_, QLatin1String(progressPrefix_) + QString::number(progressCount_));
+    }
     host_.processEvents();
     sincePump_.restart();
 }
 
 bool ListFill::add(const QStringList& cells) {
     list_.addRow(cells);
-    return !stopRequested();
+    return afterRow();
+}
+
+bool ListFill::add(const QString& text) {
+    list_.addRow(QStringView(text));
+    return afterRow();
+}
+
+bool ListFill::addLatin1(QByteArrayView bytes) {
+    list_.addRowLatin1(bytes);
+    return afterRow();
 }
 
 bool ListFill::stopRequested() {
@@ -38,6 +52,13 @@ bool ListFill::stopRequested() {
 void ListFill::showProgress(int maximum) {
     progressShown_ = true;
     host_.showProgress(maximum);
+}
+
+void ListFill::setProgress(int value, const char* prefix, qint64 count) {
+    progressPending_ = true;
+    progressValue_ = value;
+    progressPrefix_ = prefix;
+    progressCount_ = count;
 }
 
 void ListFill::closeProgress() {
@@ -53,7 +74,9 @@ void ListFill::stepFailed(const RuntimeError& error) {
 void ListFill::finish() {
     closeProgress();
     list_.setVisible(true);
-    if (spec_.showsStopButton) host_.showStopButton(false);
+    // A reader that ended before its rows (the index.dat chooser cancelled) stops there: the
+    // Cancel button it showed stays, as it always did, until it is clicked.
+    if (spec_.showsStopButton && !countUnwritten_) host_.showStopButton(false);
     if (spec_.hint) list_.setPanel1(QString::fromLatin1(spec_.hint));
     if (spec_.writesCount && !countUnwritten_) list_.showCount();
 }

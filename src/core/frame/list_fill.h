@@ -45,17 +45,22 @@ public:
 
     void start();
     bool add(const QStringList& cells) override;
-    using RowSink::add;
+    bool add(const QString& text) override;
+    bool addLatin1(QByteArrayView bytes) override;
     bool stopRequested() override;
     void clearStop() override { run_.stopRequested = false; }
     void showProgress(int maximum) override;
-    void setProgress(int value, const QString& label) override { host_.setProgress(value, label); }
+    // Kept and handed to the window when events next run: a label per row would cost more
+    // than the rows.
+    void setProgress(int value, const char* prefix, qint64 count) override;
     void closeProgress() override;
     void message(const QString& text) override { host_.message(text); }
-    QString chooseIndexFile(const QString& proposed) override { return host_.chooseIndexFile(proposed); }
+    // What the chooser answers is also the window's SelectedIndexFile.
+    QString chooseIndexFile(const QString& proposed) override {
+        return state_.selectedIndexFile = host_.chooseIndexFile(proposed);
+    }
     void leaveCountUnwritten() override { countUnwritten_ = true; }
-    // Panel 1 while the reader runs (the scanned file's path).
-    void showStatus(const QString& text) { list_.setPanel1(text); }
+    void showStatus(const QString& text) override { list_.setPanel1(text); }
     void finish();
 
 protected:
@@ -63,6 +68,11 @@ protected:
 
 private:
     void pump();
+    // After a row: the clock is looked at every few rows only, events run when it is time.
+    bool afterRow() {
+        if ((++addsSinceClock_ & 15u) == 0) pump();
+        return !run_.stopRequested;
+    }
 
     ResultList& list_;
     AppState& state_;
@@ -71,6 +81,11 @@ private:
     const FillSpec& spec_;
     QElapsedTimer sincePump_;
     bool progressShown_ = false;
+    bool progressPending_ = false;
+    int progressValue_ = 0;
+    const char* progressPrefix_ = "";
+    qint64 progressCount_ = 0;
+    unsigned addsSinceClock_ = 0;
     bool countUnwritten_ = false;
 };
 

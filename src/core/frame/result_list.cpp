@@ -29,22 +29,41 @@ void ResultList::addColumn(const QString& text, int widthTwips) {
     changed();
 }
 
+char16_t* ResultList::reserveCell(uint32_t units) {
+    if (chunks_.empty() || chunks_.back().capacity - chunks_.back().used < units) {
+        const uint32_t capacity = std::max(units, kChunkUnits);
+        // Not zeroed: every unit is written before it is read.
+        chunks_.push_back({std::make_unique_for_overwrite<char16_t[]>(capacity), 0, capacity});
+    }
+    Chunk& chunk = chunks_.back();
+    cellStart_.push_back(place(chunks_.size() - 1, chunk.used));
+    char16_t* at = chunk.text.get() + chunk.used;
+    chunk.used += units;
+    textUnits_ += units;
+    return at;
+}
+
 void ResultList::addRow(const QStringList& cells) {
     rowFirstCell_.push_back(static_cast<uint32_t>(cellStart_.size()));
-    auto store = [this](QStringView cell) {
+    for (const QString& cell : cells) {
         const auto units = static_cast<uint32_t>(cell.size());
-        if (chunks_.empty() || chunks_.back().capacity - chunks_.back().used < units) {
-            const uint32_t capacity = std::max(units, kChunkUnits);
-            chunks_.push_back({std::make_unique<char16_t[]>(capacity), 0, capacity});
-        }
-        Chunk& chunk = chunks_.back();
-        std::copy_n(reinterpret_cast<const char16_t*>(cell.utf16()), units, chunk.text.get() + chunk.used);
-        cellStart_.push_back(place(chunks_.size() - 1, chunk.used));
-        chunk.used += units;
-        textUnits_ += units;
-    };
-    for (const QString& cell : cells) store(cell);
-    if (cells.isEmpty()) store(QStringView());
+        std::copy_n(reinterpret_cast<const char16_t*>(cell.utf16()), units, reserveCell(units));
+    }
+    if (cells.isEmpty()) reserveCell(0);
+}
+
+void ResultList::addRow(QStringView text) {
+    rowFirstCell_.push_back(static_cast<uint32_t>(cellStart_.size()));
+    const auto units = static_cast<uint32_t>(text.size());
+    std::copy_n(reinterpret_cast<const char16_t*>(text.utf16()), units, reserveCell(units));
+}
+
+void ResultList::addRowLatin1(QByteArrayView bytes) {
+    rowFirstCell_.push_back(static_cast<uint32_t>(cellStart_.size()));
+    const auto units = static_cast<uint32_t>(bytes.size());
+    char16_t* into = reserveCell(units);
+    const auto* from = reinterpret_cast<const unsigned char*>(bytes.data());
+    for (uint32_t i = 0; i < units; ++i) into[i] = from[i];
 }
 
 QStringView ResultList::cell(int row, int column) const {

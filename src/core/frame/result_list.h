@@ -27,7 +27,10 @@ public:
     void addColumn(const QString& text, int widthTwips);
     // A row: its own text first, then its sub-items; missing trailing cells read as empty.
     void addRow(const QStringList& cells);
-    void addRow(const QString& text) { addRow(QStringList{text}); }
+    void addRow(QStringView text);
+    void addRow(const QString& text) { addRow(QStringView(text)); }
+    // A one-cell row from bytes, one byte one character, widened straight into the storage.
+    void addRowLatin1(QByteArrayView bytes);
 
     const std::vector<Column>& columns() const { return columns_; }
     int rowCount() const { return static_cast<int>(rowFirstCell_.size()); }
@@ -60,6 +63,8 @@ public:
     size_t textBytes() const { return textUnits_ * sizeof(char16_t); }
 
 private:
+    // Room for a cell of that many units: the current chunk, or a new one.
+    char16_t* reserveCell(uint32_t units);
     void changed() {
         if (listener_) listener_();
     }
@@ -72,7 +77,7 @@ private:
         uint32_t used = 0;
         uint32_t capacity = 0;
     };
-    static constexpr uint32_t kChunkUnits = 1u << 20;
+    static constexpr uint32_t kChunkUnits = 1u << 20;  // 2 MiB of text
     // A cell's place: chunk index in the high 32 bits, offset in it in the low 32 bits.
     static uint64_t place(size_t chunk, uint32_t offset) { return (uint64_t{chunk} << 32) | offset; }
 

@@ -66,7 +66,9 @@ public:
     // (never more often than every few tens of milliseconds). False once a stop was requested:
     // long sources end their loop then, the others go on.
     virtual bool add(const QStringList& cells) = 0;
-    bool add(const QString& text) { return add(QStringList{text}); }
+    virtual bool add(const QString& text) { return add(QStringList{text}); }
+    // A one-cell row from bytes taken one byte one character (a fixed-size field of a file).
+    virtual bool addLatin1(QByteArrayView bytes) { return add(QString::fromLatin1(bytes.data(), bytes.size())); }
     // The stop poll without a row: lets events run (rate-limited) and says whether to stop.
     virtual bool stopRequested() = 0;
     // Long readers clear StopRequested when they start.
@@ -74,7 +76,9 @@ public:
 
     // The progress window of long readers ("Records: n"); the report shows its own progress.
     virtual void showProgress(int maximum) { (void)maximum; }
-    virtual void setProgress(int value, const QString& label) { (void)value; (void)label; }
+    // The bar's value and the label: the prefix ("Records: ", or "Records:" for the database
+    // readers) followed by the count.
+    virtual void setProgress(int value, const char* prefix, qint64 count) { (void)value, (void)prefix, (void)count; }
     virtual void closeProgress() {}
 
     // A plain message box with an OK button (the window), or a line of output (command line).
@@ -83,6 +87,8 @@ public:
     virtual QString chooseIndexFile(const QString& proposed) { return proposed; }
     // A reader that ends before its rows (a cancelled chooser) leaves panel 2 unwritten.
     virtual void leaveCountUnwritten() {}
+    // Panel 1 while the reader runs (the scanned file's path); nothing in the report.
+    virtual void showStatus(const QString& text) { (void)text; }
 
     // Runs one step of a row loop under the category's failure policy. True: go on with the next
     // step; false: end the loop. EndReader lets the error through to the reader frame.

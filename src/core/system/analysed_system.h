@@ -3,7 +3,9 @@
 // serves it from a mounted volume or a copied folder tree; nothing here ever writes to it.
 #pragma once
 
+#include <QIODevice>
 #include <QString>
+#include <memory>
 #include <cstdint>
 #include <optional>
 #include <vector>
@@ -54,6 +56,9 @@ public:
     // ("places database"); nullopt, with the reason noted in findings(), when it is missing,
     // unreadable or not a regular file. Only such files are ever opened.
     virtual std::optional<QString> readableFile(const QString& windowsPath, const QString& label) const = 0;
+    // A regular file of the volume opened for reading; nullptr, with the reason noted, when it
+    // cannot be (the same rules as readableFile).
+    virtual std::unique_ptr<QIODevice> openFile(const QString& windowsPath, const QString& label) const = 0;
     // The entries of a Windows folder in the order Windows lists them; empty, with the reason
     // noted, when the folder does not exist or cannot be read.
     virtual std::vector<DirEntry> listFolder(const QString& windowsFolder) const = 0;

@@ -2,7 +2,11 @@
 // action. Everything written (settings, reports) goes here, never into the analysed system.
 #pragma once
 
+#include <QIODevice>
 #include <QString>
+#include <memory>
+
+#include "core/common/findings.h"
 
 namespace kestrova {
 
@@ -16,6 +20,9 @@ public:
     virtual QString tempFolder() const = 0;
     // Hands a file, folder or address to the desktop's opener; the result is not waited for.
     virtual void open(const QString& target) = 0;
+    // A local file the user named explicitly (not one of the volume's), opened for reading if it
+    // is a regular file; nullptr, with the reason noted, otherwise.
+    virtual std::unique_ptr<QIODevice> openLocalFile(const QString& localPath, Findings& findings) const = 0;
 };
 
 }  // namespace kestrova

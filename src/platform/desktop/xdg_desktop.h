@@ -14,6 +14,7 @@ public:
     QString appDataFolder() const override;
     QString tempFolder() const override;
     void open(const QString& target) override;
+    std::unique_ptr<QIODevice> openLocalFile(const QString& localPath, Findings& findings) const override;
     // What xdg-open is given for a target: local paths as file URLs, anything else unchanged.
     static QString openerArgument(const QString& target);
 };

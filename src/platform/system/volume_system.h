@@ -35,6 +35,9 @@ public:
     std::optional<QString> readableFile(const QString& windowsPath, const QString& label) const override {
         return volume_.readableFile(windowsPath, label);
     }
+    std::unique_ptr<QIODevice> openFile(const QString& windowsPath, const QString& label) const override {
+        return volume_.openFile(windowsPath, label);
+    }
     std::vector<DirEntry> listFolder(const QString& windowsFolder) const override {
         return volume_.list(windowsFolder);
     }

@@ -1,6 +1,7 @@
 #include "platform/volume/windows_volume.h"
 
 #include "core/common/text.h"
+#include "platform/volume/regular_file.h"
 
 #include <QDir>
 #include <algorithm>
@@ -144,6 +145,12 @@ std::optional<QString> WindowsVolume::readableFile(const QString& windowsPath, c
     }
     ::close(fd);
     return local;
+}
+
+std::unique_ptr<QIODevice> WindowsVolume::openFile(const QString& windowsPath, const QString& label) const {
+    const auto local = readableFile(windowsPath, label);
+    if (!local) return nullptr;
+    return openRegularFile(*local, label + QLatin1Char(' ') + windowsPath, findings_);
 }
 
 std::vector<DirEntry> WindowsVolume::list(const QString& windowsFolder) const {

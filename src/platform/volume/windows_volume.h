@@ -7,7 +7,9 @@
 // cannot block the program. Every refusal is noted, with its reason, in the findings given.
 #pragma once
 
+#include <QIODevice>
 #include <QString>
+#include <memory>
 #include <optional>
 #include <vector>
 
@@ -29,6 +31,8 @@ public:
     // A regular file inside the volume that this process can read; nullopt with the reason noted
     // (label names the source in that note: "user hive", "places database").
     std::optional<QString> readableFile(const QString& windowsPath, const QString& label) const;
+    // The same file opened for reading (nullptr, with the reason noted, when it cannot be).
+    std::unique_ptr<QIODevice> openFile(const QString& windowsPath, const QString& label) const;
     // The entries of a folder inside the volume; empty, with the reason noted, when there is none.
     std::vector<DirEntry> list(const QString& windowsFolder) const;
 

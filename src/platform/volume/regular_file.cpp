@@ -1,0 +1,56 @@
+#include "platform/volume/regular_file.h"
+
+#include <QFile>
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "core/common/text.h"
+
+namespace kestrova {
+namespace {
+
+// Asks the kernel for the next stretch of the file with every read, so that the disk works
+// while the reader handles what it has (a scan of a large file is then bound by the disk alone).
+class ReadAheadFile : public QFile {
+protected:
+    qint64 readData(char* data, qint64 length) override {
+        ::posix_fadvise(handle(), pos() + length, kAhead, POSIX_FADV_WILLNEED);
+        return QFile::readData(data, length);
+    }
+
+private:
+    static constexpr qint64 kAhead = qint64{16} << 20;
+};
+
+}  // namespace
+
+std::unique_ptr<QIODevice> openRegularFile(const QString& localPath, const QString& what, Findings* findings) {
+    const auto refuse = [&](FindingKind kind, const QString& why) -> std::unique_ptr<QIODevice> {
+        if (findings) findings->note(kind, what, why);
+        return nullptr;
+    };
+    const int fd = ::open(toFileNameBytes(localPath).constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    if (fd < 0) {
+        return refuse(errno == ENOENT ? FindingKind::Absent : FindingKind::Unreadable,
+                      errno == ENOENT ? QString() : QString::fromLocal8Bit(std::strerror(errno)));
+    }
+    // The type of what was opened, not of what the name pointed to a moment before.
+    struct stat st {};
+    if (::fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) {
+        ::close(fd);
+        return refuse(FindingKind::Unreadable, QStringLiteral("not a regular file"));
+    }
+    ::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) & ~O_NONBLOCK);
+    ::posix_fadvise(fd, 0, 0, POSIX_FADV_SEQUENTIAL);
+    auto file = std::make_unique<ReadAheadFile>();
+    if (!file->open(fd, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle)) {
+        ::close(fd);
+        return refuse(FindingKind::Unreadable, file->errorString());
+    }
+    return file;
+}
+
+}  // namespace kestrova
