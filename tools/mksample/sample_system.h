@@ -27,6 +27,10 @@ void addUsbDevices(HiveBuilder& systemHive);
 // The Recent folder's shortcuts, a subfolder and an index.dat that must not be listed.
 bool addRecentItems(const QString& root, const QString& user = kSampleUser);
 
+// Internet Explorer's cookie folder as Windows 7 leaves it: user@site files, a random-name text
+// file of the newer kind, an index.dat, a file that is no cookie, and the "Low" folder.
+bool addCookies(const QString& root, const QString& user = kSampleUser);
+
 // Lays out the whole sample system under dir (cleared first if it is an earlier sample).
 bool writeSampleSystem(const QString& dir, QString* error = nullptr);
 

@@ -1,6 +1,7 @@
 #include "core/app/catalogue.h"
 
 #include "core/common/text.h"
+#include "core/readers/ie/cookies.h"
 #include "core/readers/ie/index_dat.h"
 #include "core/readers/windows/windows_readers.h"
 
@@ -50,7 +51,7 @@ const Category kCatalogue[] = {
     {.key = "a2", .parent = "root", .caption = "Address Bar", .columns = kA2, .hint = "Double Cilck to view",
      .listMode = listmode::Url, .open = FirstCell, .rows = addressBarRows},
     {.key = "a3", .parent = "root", .caption = "Cookies", .columns = kA3, .hint = "Double click to view cookie folder",
-     .listMode = listmode::Cookies, .open = CookiesFolder},
+     .listMode = listmode::Cookies, .open = CookiesFolder, .rows = cookieRows},
     // The scan sets its hint first and then shows the scanned file's path in panel 1, which stays.
     {.key = "a4", .parent = "root", .caption = "Index.dat File", .columns = kA4, .loadingHint = "Double click to view",
      .listMode = listmode::IndexDat, .clearsStop = true, .showsStopButton = true, .open = FirstCell,
