@@ -31,6 +31,9 @@ bool addRecentItems(const QString& root, const QString& user = kSampleUser);
 // file of the newer kind, an index.dat, a file that is no cookie, and the "Low" folder.
 bool addCookies(const QString& root, const QString& user = kSampleUser);
 
+// Internet Explorer's History.IE5 and Content.IE5 cache indexes of the user, in the real format.
+bool addInternetExplorerCaches(const QString& root, const QString& user = kSampleUser);
+
 // Lays out the whole sample system under dir (cleared first if it is an earlier sample).
 bool writeSampleSystem(const QString& dir, QString* error = nullptr);
 

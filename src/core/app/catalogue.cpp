@@ -3,6 +3,7 @@
 #include "core/common/text.h"
 #include "core/readers/ie/cookies.h"
 #include "core/readers/ie/index_dat.h"
+#include "core/readers/ie/url_history.h"
 #include "core/readers/windows/windows_readers.h"
 
 namespace kestrova {
@@ -47,7 +48,7 @@ const Category kCatalogue[] = {
     {.key = "root3", .caption = "Firefox"},
     {.key = "root4", .caption = "Google Chrome"},
     {.key = "a1", .parent = "root", .caption = "URL History", .columns = kA1, .hint = "Double Cilck to view",
-     .listMode = listmode::Cache, .open = SecondCell},
+     .listMode = listmode::Cache, .open = SecondCell, .rows = urlHistoryRows},
     {.key = "a2", .parent = "root", .caption = "Address Bar", .columns = kA2, .hint = "Double Cilck to view",
      .listMode = listmode::Url, .open = FirstCell, .rows = addressBarRows},
     {.key = "a3", .parent = "root", .caption = "Cookies", .columns = kA3, .hint = "Double click to view cookie folder",

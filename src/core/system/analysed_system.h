@@ -12,6 +12,7 @@
 
 #include "core/common/findings.h"
 #include "core/registry/registry_backend.h"
+#include "core/system/url_history_store.h"
 
 namespace kestrova {
 
@@ -62,6 +63,11 @@ public:
     // The entries of a Windows folder in the order Windows lists them; empty, with the reason
     // noted, when the folder does not exist or cannot be read.
     virtual std::vector<DirEntry> listFolder(const QString& windowsFolder) const = 0;
+
+    // Internet Explorer's URL history of the examined user: the records of the profile's
+    // History.IE5\index.dat (none when it is missing or damaged; the reason is noted whenever it
+    // is enumerated). Changes made through it last for the run and never reach the volume.
+    virtual UrlHistoryStore& urlHistory() const = 0;
 
     // Why the sources asked for since the last clear could not be read. The reader frame clears
     // it before each reader and reports it after; it is the one piece of the system that reading

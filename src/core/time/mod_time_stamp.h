@@ -27,6 +27,7 @@ public:
     DateValue UnixSecondsToLocalDate(double seconds) const;
     DateValue WebKitMicrosecondsToLocalDate(double microseconds) const;
     static QString TrimAtNull(const QString& text);
+    const Clock& clock() const { return clock_; }
 
 private:
     DateValue walkFromYear(double seconds, int startYear) const;

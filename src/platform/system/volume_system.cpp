@@ -5,6 +5,8 @@
 #include <algorithm>
 
 #include "core/registry/reg_api.h"
+#include "core/settings/os_api.h"
+#include "platform/historystore/history_file.h"
 
 namespace kestrova {
 namespace {
@@ -88,6 +90,33 @@ HiveSlot VolumeSystem::openHive(const QString& windowsPath, const QString& label
     findings_.clear();
     notes_.append(slot.problem ? slot.problem->text() : what);
     return slot;
+}
+
+UrlHistoryStore& VolumeSystem::urlHistory() const {
+    if (history_) return *history_;
+    // The profile's History folder as the user's Shell Folders name it.
+    QString folder;
+    if (auto key = registry_->openKey(RootKey::CurrentUser, kShellFoldersKey)) {
+        folder = stringValue(*key, QStringLiteral("History")).value_or(QString()).trimmed();
+    }
+    const QString path = folder + QStringLiteral("\\History.IE5\\index.dat");
+    const QString label = QStringLiteral("URL history");
+    std::vector<StatUrl> records;
+    std::optional<Finding> problem;
+    Findings local;
+    const WindowsVolume quiet(volume_.root(), &local);
+    if (const auto file = quiet.readableFile(path, label)) {
+        QString why;
+        if (auto read = readHistoryFile(*file, &why)) {
+            records = std::move(*read);
+        } else {
+            problem = Finding{FindingKind::Damaged, label + QLatin1Char(' ') + path, why};
+        }
+    } else if (!local.all().empty()) {
+        problem = local.all().front();
+    }
+    history_ = std::make_unique<HistoryFileStore>(std::move(records), problem, &findings_);
+    return *history_;
 }
 
 void VolumeSystem::readRecords() {

@@ -42,6 +42,7 @@ public:
         return volume_.list(windowsFolder);
     }
     Findings& findings() const override { return findings_; }
+    UrlHistoryStore& urlHistory() const override;
 
     const WindowsVolume& volume() const { return volume_; }
     // The Windows path of the profile folder, "" when the user has none on this volume.
@@ -54,6 +55,7 @@ private:
     void readRecords();
 
     mutable Findings findings_;  // declared first: the volume and the registry note into it
+    mutable std::unique_ptr<UrlHistoryStore> history_;  // read on first use
     WindowsVolume volume_;
     QString user_;
     QString profileFolder_;

@@ -1,0 +1,51 @@
+// Internet Explorer's URL history on a volume: the URL records of a History.IE5\index.dat, read
+// through libmsiecf (libmsiecf's 1/0/-1 conventions end here), served as the analysed system's
+// history store.
+//
+// A history record's location reads "Visited: USER@URL"; the URL is the text after the first
+// "@". Its title is a property in the record's data, laid out as observed in the real
+// History.IE5 sample (log2timeline test data), all values little-endian:
+//   data  0   2  size of the data header (16)
+//   data  h   2  property size, its 4 header bytes included (0 ends the list)
+//         +2  2  property type: 0x1F10 is the title, UTF-16 text ended by a NUL
+//         +4  .. the value
+// Times: the primary time is the last visit, the secondary the last update (both FILETIME);
+// the expiry is a FILETIME in format 4.7 and a FAT date and time (date in the low half) in 5.2.
+#pragma once
+
+#include <QString>
+#include <optional>
+#include <vector>
+
+#include "core/common/findings.h"
+#include "core/system/url_history_store.h"
+
+namespace kestrova {
+
+// The history records of the file in file order; nullopt, with the reason, when libmsiecf cannot
+// read it as a cache file.
+std::optional<std::vector<StatUrl>> readHistoryFile(const QString& localPath, QString* problem);
+
+// The title property of a record's data, if it has one.
+std::optional<QString> historyTitle(const QByteArray& data);
+
+// A FAT date and time (date in the low 16 bits) as a FILETIME; 0 for an invalid one.
+uint64_t fatToFileTime(uint32_t fat);
+
+// The records of a history file as the run's changeable store; a file that could not be read
+// is an empty store that says why whenever it is enumerated.
+class HistoryFileStore : public MemoryHistoryStore {
+public:
+    HistoryFileStore(std::vector<StatUrl> records, std::optional<Finding> problem, Findings* findings)
+        : MemoryHistoryStore(std::move(records)), problem_(std::move(problem)), findings_(findings) {}
+    std::unique_ptr<UrlHistoryEnumerator> enumerate() override {
+        if (problem_ && findings_) findings_->note(problem_->kind, problem_->what, problem_->why);
+        return MemoryHistoryStore::enumerate();
+    }
+
+private:
+    std::optional<Finding> problem_;
+    Findings* findings_;
+};
+
+}  // namespace kestrova
