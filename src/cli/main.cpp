@@ -7,6 +7,7 @@
 #include <QCoreApplication>
 #include <QTextStream>
 #include <cstdio>
+#include <utility>
 
 #include "cli/output.h"
 #include "core/app/session.h"
@@ -36,7 +37,9 @@ public:
     CliHost(bool verbose, QString indexFile) : verbose_(verbose), indexFile_(std::move(indexFile)) {}
     // The index.dat chooser's answer: --index-file, else what the dialog proposes.
     QString chooseIndexFile(const QString& proposed) override { return indexFile_.isEmpty() ? proposed : indexFile_; }
-    void message(const QString& text) override { std::fprintf(stderr, "message: %s\n", qPrintable(text)); }
+    // A message box's text becomes part of the category's output.
+    void message(const QString& text) override { messages.append(text); }
+    QStringList messages;
     void diagnostic(const QString& text) override {
         if (verbose_) std::fprintf(stderr, "%s\n", qPrintable(text));
     }
@@ -97,7 +100,7 @@ int rows(Environment& env, QTextStream& out, QStringList args, bool verbose, con
         if (!session.select(key)) {
             std::fprintf(stderr, "kestrova-cli: %s runs no reader; the list is left as it was\n", qPrintable(key));
         }
-        printer.category(key, session.list);
+        printer.category(key, session.list, std::exchange(host.messages, {}));
     }
     printer.finish();
     return host.failed ? 3 : 0;

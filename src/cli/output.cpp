@@ -73,7 +73,7 @@ void Printer::record(const QString& kind, const QStringList& fields) {
     out_ << '\n';
 }
 
-void Printer::category(const QString& key, const ResultList& list) {
+void Printer::category(const QString& key, const ResultList& list, const QStringList& messages) {
     QStringList columns;
     for (const Column& c : list.columns()) columns.append(c.text);
     if (format_ == Format::Json) {
@@ -84,12 +84,15 @@ void Printer::category(const QString& key, const ResultList& list) {
         for (int r = 0; r < list.rowCount(); ++r) {
             out_ << (r ? ",\n      " : "\n      ") << jsonArray(list.row(r));
         }
-        out_ << (list.rowCount() ? "\n    ]" : "]") << ",\n    \"panel1\": " << jsonString(list.panel1())
+        out_ << (list.rowCount() ? "\n    ]" : "]");
+        if (!messages.isEmpty()) out_ << ",\n    \"message\": " << jsonString(messages.join(QLatin1Char('\n')));
+        out_ << ",\n    \"panel1\": " << jsonString(list.panel1())
              << ",\n    \"panel2\": " << jsonString(list.panel2()) << "\n  }";
     } else {
         record(QStringLiteral("key"), {key});
         record(QStringLiteral("columns"), columns);
         for (int r = 0; r < list.rowCount(); ++r) record(QStringLiteral("row"), list.row(r));
+        for (const QString& message : messages) record(QStringLiteral("message"), {message});
         record(QStringLiteral("panel1"), {list.panel1()});
         record(QStringLiteral("panel2"), {list.panel2()});
     }

@@ -13,13 +13,14 @@ namespace kestrova::cli {
 
 enum class Format { Tsv, Csv, Json };
 
-// TSV and CSV print one record a line: "key", "columns", one "row" a row, "panel1", "panel2".
-// JSON prints one array holding one object per key.
+// TSV and CSV print one record a line: "key", "columns", one "row" a row, a "message" for each
+// message box the category showed, "panel1", "panel2". JSON prints one array holding one object
+// per key, with "message" when the category showed one.
 class Printer {
 public:
     Printer(QTextStream& out, Format format) : out_(out), format_(format) {}
     ~Printer() { finish(); }
-    void category(const QString& key, const ResultList& list);
+    void category(const QString& key, const ResultList& list, const QStringList& messages = {});
     // Closes the document (the JSON array); called by the destructor if not before.
     void finish();
 

@@ -23,7 +23,10 @@ public:
         return nullptr;
     }
 
+    void terminateProcesses(const QString& nameContains) override { terminated.append(nameContains); }
+
     QString program = QStringLiteral("/opt/kestrova");
+    QStringList terminated;
     QString documents = QStringLiteral("/home/u/Documents");
     QStringList opened;
 };

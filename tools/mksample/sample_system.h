@@ -5,6 +5,7 @@
 
 #include <QString>
 
+#include "browsers/browser_data.h"
 #include "hivewriter/hive_writer.h"
 
 namespace kestrova::tools {
@@ -35,7 +36,8 @@ bool addCookies(const QString& root, const QString& user = kSampleUser);
 bool addInternetExplorerCaches(const QString& root, const QString& user = kSampleUser);
 
 // Lays out the whole sample system under dir (cleared first if it is an earlier sample).
-bool writeSampleSystem(const QString& dir, QString* error = nullptr);
+// options.scale adds that many visits and urls to the browsers' histories (benchmarks).
+bool writeSampleSystem(const QString& dir, QString* error = nullptr, const BrowserDataOptions& options = {});
 
 // Creates the profile folders (Desktop, Documents, AppData\...) of a user under root.
 bool makeProfileFolders(const QString& root, const QString& user);

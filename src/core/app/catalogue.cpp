@@ -1,6 +1,9 @@
 #include "core/app/catalogue.h"
 
 #include "core/common/text.h"
+#include "core/readers/browsers/chrome.h"
+#include "core/readers/browsers/firefox.h"
+#include "core/readers/browsers/opera.h"
 #include "core/readers/ie/cookies.h"
 #include "core/readers/ie/index_dat.h"
 #include "core/readers/ie/url_history.h"
@@ -40,8 +43,7 @@ using enum OpenTarget;
 
 // The tree, in the order its nodes are added. Caption, header and hint spellings are the
 // product's own and are kept ("Internet Explorer " with its blank, "Top Visted Sites",
-// "Double Cilck"). Categories without a row source yet show their columns, hints and a count of
-// 0, which is also what each shows when its source is missing.
+// "Double Cilck").
 const Category kCatalogue[] = {
     {.key = "root", .caption = "Internet Explorer "},
     {.key = "root2", .caption = "Windows"},
@@ -74,25 +76,28 @@ const Category kCatalogue[] = {
     {.key = "b8", .parent = "root2", .caption = "Typed Paths (Win7)", .columns = kB8, .hint = "",
      .writesCount = false, .rows = typedPathRows},
     {.key = "c1", .parent = "root3", .caption = "URL History", .columns = kC1, .loadingHint = kLoading,
-     .hint = "Double Click to view", .open = FirstCell},
-    {.key = "c2", .parent = "root3", .caption = "Cookies", .columns = kC2, .loadingHint = kLoading},
+     .hint = "Double Click to view", .onError = OnError::SkipStep, .open = FirstCell, .rows = firefoxHistoryRows},
+    {.key = "c2", .parent = "root3", .caption = "Cookies", .columns = kC2, .loadingHint = kLoading,
+     .onError = OnError::SkipStep, .rows = firefoxCookieRows},
     {.key = "c3", .parent = "root3", .caption = "Downloads", .columns = kC3, .hint = "Double Click to view",
-     .open = FirstCell},
-    {.key = "c4", .parent = "root3", .caption = "Input History", .columns = kC4},
-    {.key = "c5", .parent = "root3", .caption = "Form History", .columns = kC5},
+     .open = FirstCell, .rows = firefoxDownloadRows},
+    {.key = "c4", .parent = "root3", .caption = "Input History", .columns = kC4, .rows = firefoxInputRows},
+    {.key = "c5", .parent = "root3", .caption = "Form History", .columns = kC5, .rows = firefoxFormRows},
     {.key = "d1", .parent = "root4", .caption = "URL History", .columns = kD1, .loadingHint = kLoading,
-     .hint = "Double Click to view", .open = FirstCell},
-    {.key = "d2", .parent = "root4", .caption = "Cookies", .columns = kD2, .loadingHint = kLoading},
+     .hint = "Double Click to view", .open = FirstCell, .rows = chromeHistoryRows},
+    {.key = "d2", .parent = "root4", .caption = "Cookies", .columns = kD2, .loadingHint = kLoading,
+     .onError = OnError::SkipStep, .rows = chromeCookieRows},
     {.key = "d3", .parent = "root4", .caption = "Downloads", .columns = kD3, .hint = "Double Click to view",
-     .open = FirstCell},
-    {.key = "d4", .parent = "root4", .caption = "Top Visted Sites", .columns = kD4, .hint = "Double Click to view"},
-    {.key = "d5", .parent = "root4", .caption = "Keyword Searched", .columns = kD5},
+     .open = FirstCell, .rows = chromeDownloadRows},
+    {.key = "d4", .parent = "root4", .caption = "Top Visted Sites", .columns = kD4, .hint = "Double Click to view",
+     .rows = chromeTopSiteRows},
+    {.key = "d5", .parent = "root4", .caption = "Keyword Searched", .columns = kD5, .rows = chromeKeywordRows},
 };
 
 // Keys the dispatch knows although no tree node carries them: "e1" is bound to the Opera history
 // reader; "e2" to "e4" are bound to nothing and so run nothing, like any unknown key.
 const Category kHiddenKeys[] = {
-    {.key = "e1", .caption = "Opera", .columns = kE1, .loadingHint = kLoading},
+    {.key = "e1", .caption = "Opera", .columns = kE1, .loadingHint = kLoading, .rows = operaHistoryRows},
 };
 
 }  // namespace

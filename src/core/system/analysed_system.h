@@ -12,6 +12,7 @@
 
 #include "core/common/findings.h"
 #include "core/registry/registry_backend.h"
+#include "core/sqlite/sqlite_engine.h"
 #include "core/system/url_history_store.h"
 
 namespace kestrova {
@@ -68,6 +69,9 @@ public:
     // History.IE5\index.dat (none when it is missing or damaged; the reason is noted whenever it
     // is enumerated). Changes made through it last for the run and never reach the volume.
     virtual UrlHistoryStore& urlHistory() const = 0;
+
+    // The SQLite engine that reads this system's databases (never in place; see the platform).
+    virtual SqliteEngine& sqliteEngine() const = 0;
 
     // Why the sources asked for since the last clear could not be read. The reader frame clears
     // it before each reader and reports it after; it is the one piece of the system that reading

@@ -23,6 +23,9 @@ public:
     // A local file the user named explicitly (not one of the volume's), opened for reading if it
     // is a regular file; nullptr, with the reason noted, otherwise.
     virtual std::unique_ptr<QIODevice> openLocalFile(const QString& localPath, Findings& findings) const = 0;
+    // Ends every process of this machine whose name contains the text (case-insensitively), by
+    // the names the kernel reports and then by the executables' base names; no waiting.
+    virtual void terminateProcesses(const QString& nameContains) = 0;
 };
 
 }  // namespace kestrova

@@ -8,6 +8,7 @@
 #include <QUrl>
 
 #include "core/common/text.h"
+#include "platform/processes/process_table.h"
 #include "platform/volume/regular_file.h"
 
 namespace kestrova {
@@ -42,6 +43,8 @@ void XdgDesktop::open(const QString& target) {
     // Whatever the opener makes of the target (a title text, a deleted file) is its business.
     QProcess::startDetached(QStringLiteral("xdg-open"), {openerArgument(target)});
 }
+
+void XdgDesktop::terminateProcesses(const QString& nameContains) { terminateProcessesNamed(nameContains); }
 
 std::unique_ptr<QIODevice> XdgDesktop::openLocalFile(const QString& localPath, Findings& findings) const {
     return openRegularFile(localPath, QStringLiteral("local file ") + localPath, &findings);

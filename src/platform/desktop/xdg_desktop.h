@@ -15,6 +15,7 @@ public:
     QString tempFolder() const override;
     void open(const QString& target) override;
     std::unique_ptr<QIODevice> openLocalFile(const QString& localPath, Findings& findings) const override;
+    void terminateProcesses(const QString& nameContains) override;
     // What xdg-open is given for a target: local paths as file URLs, anything else unchanged.
     static QString openerArgument(const QString& target);
 };

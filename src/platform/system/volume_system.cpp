@@ -7,6 +7,7 @@
 #include "core/registry/reg_api.h"
 #include "core/settings/os_api.h"
 #include "platform/historystore/history_file.h"
+#include "platform/sqlite/linked_sqlite_engine.h"
 
 namespace kestrova {
 namespace {
@@ -117,6 +118,11 @@ UrlHistoryStore& VolumeSystem::urlHistory() const {
     }
     history_ = std::make_unique<HistoryFileStore>(std::move(records), problem, &findings_);
     return *history_;
+}
+
+SqliteEngine& VolumeSystem::sqliteEngine() const {
+    if (!sqlite_) sqlite_ = std::make_unique<LinkedSqliteEngine>(*this, QDir::tempPath());
+    return *sqlite_;
 }
 
 void VolumeSystem::readRecords() {

@@ -43,6 +43,7 @@ public:
     }
     Findings& findings() const override { return findings_; }
     UrlHistoryStore& urlHistory() const override;
+    SqliteEngine& sqliteEngine() const override;
 
     const WindowsVolume& volume() const { return volume_; }
     // The Windows path of the profile folder, "" when the user has none on this volume.
@@ -56,6 +57,7 @@ private:
 
     mutable Findings findings_;  // declared first: the volume and the registry note into it
     mutable std::unique_ptr<UrlHistoryStore> history_;  // read on first use
+    mutable std::unique_ptr<SqliteEngine> sqlite_;
     WindowsVolume volume_;
     QString user_;
     QString profileFolder_;

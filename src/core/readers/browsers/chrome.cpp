@@ -1,0 +1,120 @@
+#include "core/readers/browsers/chrome.h"
+
+#include "core/frame/collector.h"
+#include "core/readers/browsers/database_reader.h"
+#include "core/time/mod_covert.h"
+
+namespace kestrova {
+namespace {
+
+QString webkitText(const SourceContext& src, const QString& microseconds) {
+    return generalDateText(src.stamps.WebKitMicrosecondsToLocalDate(leadingNumber(microseconds)));
+}
+
+// The readers that count: a progress window with "Records:" and its cancel, which ends the loop.
+template <typename Row>
+void countedRows(const SourceContext& src, RowSink& sink, const DatabaseQuery& query, const QString& countSql, Row row) {
+    if (query.path.isEmpty()) return;
+    MSQLite sql = sqliteFor(src);
+    if (sql.LoadEngine(QString()) != sqlitecode::Ok || sql.DbOpen(query.path, &sql.db) != sqlitecode::Ok) {
+        sql.DbClose(sql.db);
+        sql.ShutdownEngine();
+        return;
+    }
+    sink.showProgress(sql.CountRows(countSql));
+    sink.clearStop();
+    if (sql.DbPrepare(sql.db, query.sql, 0, &sql.statement) == sqlitecode::Ok) {
+        qint64 rows = 0;
+        bool goOn = true;
+        while (goOn && sql.DbStep(sql.statement) == sqlitecode::Row) {
+            sink.step([&] {
+                goOn = sink.add(row(sql));
+                ++rows;
+                sink.setProgress(static_cast<int>(rows), "Records:", rows);
+            });
+        }
+    } else {
+        sql.NoteSchema(QStringLiteral("database ") + query.path, query.table, query.columns);
+    }
+    sink.closeProgress();
+    sql.DbFinalize(sql.statement);
+    sql.DbClose(sql.db);
+    sql.ShutdownEngine();
+}
+
+template <typename Row>
+void plainRows(const SourceContext& src, RowSink& sink, const DatabaseQuery& query, Row row) {
+    MSQLite sql = sqliteFor(src);
+    readDatabase(sql, query, [&] {
+        while (sql.DbStep(sql.statement) == sqlitecode::Row) sink.add(row(sql));
+    });
+}
+
+QString history(const SourceContext& src) { return ChromeProfileFolder(src) + QStringLiteral("\\history"); }
+
+}  // namespace
+
+void CloseRunningChrome(LocalDesktop& desktop) { desktop.terminateProcesses(QStringLiteral("chrome.exe")); }
+
+void chromeHistoryRows(const SourceContext& src, RowSink& sink) {
+    CloseRunningChrome(src.os.desktop());
+    // The window leaves hidden urls out; the report lists them. The count counts them all.
+    const QString sql = src.side == Side::List
+                            ? QStringLiteral("SELECT url,title, visit_count,last_visit_time FROM urls where hidden<>1")
+                            : QStringLiteral("SELECT url,title, visit_count,last_visit_time FROM urls");
+    countedRows(src, sink, {history(src), sql, QStringLiteral("urls"), {"url", "title", "visit_count", "last_visit_time", "hidden"}},
+                QStringLiteral("select count(*) from urls"), [&](MSQLite& db) {
+                    return QStringList{db.ColumnText(db.statement, 0), db.ColumnText(db.statement, 1),
+                                       db.ColumnText(db.statement, 2), webkitText(src, db.ColumnText(db.statement, 3))};
+                });
+}
+
+void chromeCookieRows(const SourceContext& src, RowSink& sink) {
+    CloseRunningChrome(src.os.desktop());
+    countedRows(src, sink,
+                {ChromeProfileFolder(src) + QStringLiteral("\\Cookies"),
+                 QStringLiteral("SELECT host_key,name,creation_utc,last_access_utc FROM cookies"), QStringLiteral("cookies"),
+                 {"host_key", "name", "creation_utc", "last_access_utc"}},
+                QStringLiteral("select count(*) from cookies"), [&](MSQLite& db) {
+                    return QStringList{db.ColumnText(db.statement, 0), db.ColumnText(db.statement, 1),
+                                       webkitText(src, db.ColumnText(db.statement, 2)),
+                                       webkitText(src, db.ColumnText(db.statement, 3))};
+                });
+}
+
+void chromeDownloadRows(const SourceContext& src, RowSink& sink) {
+    plainRows(src, sink,
+              {history(src), QStringLiteral("SELECT full_path,url,start_time FROM downloads"), QStringLiteral("downloads"),
+               {"full_path", "url", "start_time"}},
+              [&](MSQLite& db) {
+                  // Start times are Unix seconds here, unlike Chrome's other times.
+                  return QStringList{db.ColumnText(db.statement, 0), db.ColumnText(db.statement, 1),
+                                     generalDateText(src.stamps.UnixSecondsToLocalDate(leadingNumber(db.ColumnText(db.statement, 2))))};
+              });
+}
+
+void chromeTopSiteRows(const SourceContext& src, RowSink& sink) {
+    plainRows(src, sink,
+              {ChromeProfileFolder(src) + QStringLiteral("\\Top Sites"),
+               QStringLiteral("SELECT url,url_rank,title FROM thumbnails order by url_rank"), QStringLiteral("thumbnails"),
+               {"url", "url_rank", "title"}},
+              [](MSQLite& db) {
+                  return QStringList{db.ColumnText(db.statement, 0), db.ColumnText(db.statement, 1), db.ColumnText(db.statement, 2)};
+              });
+}
+
+void chromeKeywordRows(const SourceContext& src, RowSink& sink) {
+    // The same reader as Firefox's input history: every "%20" becomes a blank.
+    plainRows(src, sink,
+              {history(src), QStringLiteral("SELECT term FROM keyword_search_terms"), QStringLiteral("keyword_search_terms"),
+               {"term"}},
+              [](MSQLite& db) { return QStringList{withBlanks(db.ColumnText(db.statement, 0))}; });
+}
+
+QStringList getChromeURL(const SourceContext& src) { return collectRows(chromeHistoryRows, src, OnError::EndReader); }
+QStringList getChromeCookies(const SourceContext& src) { return collectRows(chromeCookieRows, src, OnError::SkipStep); }
+QStringList getChromeDownloads(const SourceContext& src) { return collectRows(chromeDownloadRows, src, OnError::EndReader); }
+QStringList getChromeTopSites(const SourceContext& src) { return collectRows(chromeTopSiteRows, src, OnError::EndReader); }
+QStringList getChromeKeyword(const SourceContext& src) { return collectRows(chromeKeywordRows, src, OnError::EndReader); }
+
+}  // namespace kestrova

@@ -1,0 +1,64 @@
+// What the Firefox and Chrome readers share: the common reader frame around one query, the
+// profile folders, and the conversions of column texts.
+#pragma once
+
+#include <QStringList>
+
+#include "core/frame/row_sink.h"
+#include "core/sqlite/msqlite.h"
+
+namespace kestrova {
+
+// The access layer for one reader run, over the analysed system's engine.
+MSQLite sqliteFor(const SourceContext& src);
+
+// One query of a reader: the database, the SQL text exactly as the product runs it, and the
+// table and columns it needs (so that "no column full_path in downloads" can be said).
+struct DatabaseQuery {
+    QString path;
+    QString sql;
+    QString table;
+    QStringList columns;
+};
+
+// The common reader frame: nothing for an empty path or SQL; else LoadEngine (on failure
+// DbClose and ShutdownEngine), DbOpen (likewise), prepare the SQL into the module statement, run
+// the category's rows over it, then DbFinalize, DbClose, ShutdownEngine. A prepare that fails
+// notes why. A run-time error the rows let through ends the reader where it stands.
+template <typename Rows>
+void readDatabase(MSQLite& sql, const DatabaseQuery& query, Rows rows);
+
+// The first Firefox profile folder (no trailing "\"), "" with no profile: the profiles folder's
+// subfolders by the folder test, first in the order the file system lists them.
+QString FirefoxProfileFolder(const SourceContext& src);
+// The subfolders of a folder joined by "," with a trailing ","; a folder is an entry whose
+// attribute value lies in 16..31 or is exactly 8208.
+QString ListSubfolders(const SourceContext& src, const QString& folder);
+// GetShellFolder("Local AppData") + "\Google\Chrome\User Data\default".
+QString ChromeProfileFolder(const SourceContext& src);
+
+// A column text turned into a number and back into text, as a Double's text is written: at most
+// 15 significant digits.
+QString numberText(const QString& text);
+// Every "%20" replaced by a blank (the input history and keyword readers).
+QString withBlanks(QString text);
+
+template <typename Rows>
+void readDatabase(MSQLite& sql, const DatabaseQuery& query, Rows rows) {
+    if (query.path.isEmpty() || query.sql.isEmpty()) return;
+    if (sql.LoadEngine(QString()) != sqlitecode::Ok || sql.DbOpen(query.path, &sql.db) != sqlitecode::Ok) {
+        sql.DbClose(sql.db);
+        sql.ShutdownEngine();
+        return;
+    }
+    if (sql.DbPrepare(sql.db, query.sql, 0, &sql.statement) == sqlitecode::Ok) {
+        rows();
+    } else {
+        sql.NoteSchema(QStringLiteral("database ") + query.path, query.table, query.columns);
+    }
+    sql.DbFinalize(sql.statement);
+    sql.DbClose(sql.db);
+    sql.ShutdownEngine();
+}
+
+}  // namespace kestrova

@@ -1,0 +1,56 @@
+#include "core/readers/browsers/opera.h"
+
+namespace kestrova {
+
+ByteOrderMark DetectByteOrderMark(QByteArrayView b) {
+    const auto starts = [&](std::initializer_list<unsigned char> mark) {
+        if (static_cast<size_t>(b.size()) < mark.size()) return false;
+        size_t i = 0;
+        for (const unsigned char m : mark) {
+            if (static_cast<unsigned char>(b[static_cast<qsizetype>(i++)]) != m) return false;
+        }
+        return true;
+    };
+    if (starts({0xFF, 0xFE, 0x00, 0x00})) return {4, 4};
+    if (starts({0x00, 0x00, 0xFE, 0xFF})) return {5, 4};
+    if (starts({0xFF, 0xFE})) return {2, 2};
+    if (starts({0xFE, 0xFF})) return {3, 2};
+    if (starts({0xEF, 0xBB, 0xBF})) return {1, 3};
+    return {0, 0};
+}
+
+QString ReadTextFile(const SourceContext& src, const QString& windowsPath, int& encoding) {
+    if (encoding < -1 || encoding > 5) return QString();
+    const auto file = src.os.system().openFile(windowsPath, QStringLiteral("Opera history"));
+    if (!file) return QString();
+    const QByteArray bytes = file->readAll();
+    const ByteOrderMark mark = DetectByteOrderMark(QByteArrayView(bytes).first(std::min<qsizetype>(4, bytes.size())));
+    int skip = mark.length;
+    if (encoding == -1) {
+        encoding = mark.code;
+    } else if (encoding != mark.code) {
+        skip = 0;  // a requested encoding other than the mark's: the first bytes are content
+    }
+    const QByteArray body = bytes.mid(skip);
+    switch (encoding) {
+        case 0:
+        case 1:
+            return QString::fromUtf8(body);
+        case 2:
+            return QString(reinterpret_cast<const QChar*>(body.constData()), body.size() / 2);
+        case 3: {
+            QByteArray swapped = body;
+            for (qsizetype i = 0; i + 1 < swapped.size(); i += 2) std::swap(swapped[i], swapped[i + 1]);
+            return QString(reinterpret_cast<const QChar*>(swapped.constData()), swapped.size() / 2);
+        }
+        default:
+            return QString();  // UTF-32 is not decoded
+    }
+}
+
+void operaHistoryRows(const SourceContext& src, RowSink& sink) {
+    int encoding = -1;
+    sink.message(ReadTextFile(src, src.os.OperaFolder() + QStringLiteral("\\global_history.dat"), encoding));
+}
+
+}  // namespace kestrova

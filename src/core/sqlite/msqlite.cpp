@@ -1,0 +1,173 @@
+#include "core/sqlite/msqlite.h"
+
+#include <cmath>
+
+#include "core/time/mod_covert.h"
+
+namespace kestrova {
+
+QByteArray ToUtf8(const QString& text) {
+    if (text.isEmpty()) return QByteArray();
+    QByteArray utf8 = text.toUtf8();
+    utf8.append('\0');
+    return utf8;
+}
+
+QString DecodeUtf8(const QByteArray& bytes) {
+    QString text;
+    text.reserve(bytes.size());
+    const auto byte = [&](qsizetype i) { return static_cast<unsigned char>(bytes[i]); };
+    for (qsizetype i = 0; i < bytes.size();) {
+        const unsigned char lead = byte(i);
+        int length = 1;
+        char32_t value = lead;
+        if (lead >= 252) {
+            length = 6;
+            value = lead & 0x01;
+        } else if (lead >= 248) {
+            length = 5;
+            value = lead & 0x03;
+        } else if (lead >= 240) {
+            length = 4;
+            value = lead & 0x07;
+        } else if (lead >= 224) {
+            length = 3;
+            value = lead & 0x0F;
+        } else if (lead >= 192) {
+            length = 2;
+            value = lead & 0x1F;
+        }
+        if (length == 1) {
+            text.append(QChar(static_cast<char16_t>(lead)));  // the ANSI code page: Latin-1
+            ++i;
+            continue;
+        }
+        if (i + length > bytes.size()) {
+            text.append(QLatin1Char('?'));  // cut off by the end
+            break;
+        }
+        // Continuation bytes add their low six bits, whatever their high ones.
+        for (int k = 1; k < length; ++k) value = (value << 6) | (byte(i + k) & 0x3F);
+        if (value > 0xFFFF && value <= 0x10FFFF) {
+            text.append(QChar(QChar::highSurrogate(value)));
+            text.append(QChar(QChar::lowSurrogate(value)));
+        } else if (value > 0x10FFFF) {
+            text.append(QChar(QChar::ReplacementCharacter));  // the 5- and 6-byte forms' upper range
+        } else {
+            text.append(QChar(static_cast<char16_t>(value)));
+        }
+        i += length;
+    }
+    return text;
+}
+
+QString CanonicalizeFolder(const QString& folder) {
+    const bool absolute = folder.startsWith(QLatin1Char('/'));
+    const QChar separator = folder.contains(QLatin1Char('\\')) ? QLatin1Char('\\') : QLatin1Char('/');
+    QStringList parts;
+    for (const QString& part : QString(folder).replace(QLatin1Char('/'), separator).split(separator)) {
+        if (part == QLatin1String(".")) continue;
+        if (part == QLatin1String("..")) {
+            if (parts.size() > 1 || (parts.size() == 1 && !parts.first().isEmpty())) parts.removeLast();
+            continue;
+        }
+        parts.append(part);
+    }
+    QString canonical = parts.join(separator);
+    if (absolute && !canonical.startsWith(QLatin1Char('/'))) canonical.prepend(QLatin1Char('/'));
+    return canonical;
+}
+
+MSQLite::~MSQLite() {
+    if (statement) engine_.finalize(statement);
+    if (db) engine_.close(db);
+    if (libraryLoaded_) ShutdownEngine();
+}
+
+int MSQLite::LoadEngine(const QString& folder) {
+    if (loaded_) ShutdownEngine();
+    QString where = folder.isEmpty() ? programFolder_ : folder;
+    const QChar separator = where.contains(QLatin1Char('\\')) ? QLatin1Char('\\') : QLatin1Char('/');
+    if (!where.endsWith(separator)) where += separator;
+    libraryPath_ = CanonicalizeFolder(where) + QStringLiteral("kr3.dll");
+    libraryLoaded_ = engine_.load(libraryPath_);
+    if (!libraryLoaded_) {
+        ShutdownEngine();
+        return sqlitecode::Error;
+    }
+    // A failed initialise is noticed later, when every operation answers 1.
+    if (engine_.initialize() == sqlitecode::Ok) loaded_ = true;
+    return sqlitecode::Ok;
+}
+
+int MSQLite::ShutdownEngine() {
+    if (!libraryLoaded_) return sqlitecode::Error;
+    if (engine_.shutdown() != sqlitecode::Ok) return sqlitecode::Error;
+    engine_.unload();
+    libraryLoaded_ = false;
+    loaded_ = false;
+    return sqlitecode::Ok;
+}
+
+int MSQLite::DbOpen(const QString& fileName, SqlHandle* handle) {
+    if (!loaded_) return sqlitecode::Error;
+    return engine_.open(ToUtf8(fileName), handle);
+}
+
+int MSQLite::DbClose(SqlHandle handle) {
+    if (!loaded_) return sqlitecode::Error;
+    const int code = engine_.close(handle);
+    if (handle == db) db = 0;
+    return code;
+}
+
+int MSQLite::DbPrepare(SqlHandle handle, const QString& sql, int length, SqlHandle* into) {
+    if (!loaded_) return sqlitecode::Error;
+    const QByteArray utf8 = ToUtf8(sql);
+    return engine_.prepare(handle, utf8, length == 0 ? -1 : length, into);
+}
+
+int MSQLite::DbStep(SqlHandle handle) { return loaded_ ? engine_.step(handle) : sqlitecode::Error; }
+
+int MSQLite::DbFinalize(SqlHandle handle) {
+    if (!loaded_) return sqlitecode::Error;
+    const int code = engine_.finalize(handle);
+    if (handle == statement) statement = 0;
+    return code;
+}
+
+int MSQLite::DbReset(SqlHandle handle) { return loaded_ ? engine_.reset(handle) : sqlitecode::Error; }
+
+int MSQLite::DbBindText(SqlHandle handle, int index, const QString& text) {
+    return loaded_ ? engine_.bindText(handle, index, text.toUtf8()) : sqlitecode::Error;
+}
+
+int MSQLite::ColumnBytes(SqlHandle handle, int column) { return loaded_ ? engine_.columnBytes(handle, column) : 0; }
+
+QString MSQLite::ColumnText(SqlHandle handle, int column) {
+    if (!loaded_) return QString();
+    const unsigned char* text = engine_.columnText(handle, column);
+    if (!text) return QString();  // NULL
+    engine_.columnBytes(handle, column);
+    // Up to the first zero byte, decoded by hand.
+    return DecodeUtf8(QByteArray(reinterpret_cast<const char*>(text)));
+}
+
+int MSQLite::CountRows(const QString& sql) {
+    // The count statement is prepared into the module statement and not finalized before the
+    // main query is prepared into the same handle; only the last statement is finalized.
+    double last = 0;
+    if (DbPrepare(db, sql, 0, &statement) == sqlitecode::Ok) {
+        while (DbStep(statement) == sqlitecode::Row) last = leadingNumber(ColumnText(statement, 0));
+    }
+    return std::isfinite(last) && std::fabs(last) < 2147483647.0 ? static_cast<int>(last) : 0;
+}
+
+bool MSQLite::NoteSchema(const QString& what, const QString& table, const QStringList& columns) {
+    if (!loaded_ || !db) return false;
+    const auto problem = engine_.schemaProblem(db, table, columns);
+    if (problem && findings_) findings_->note(FindingKind::SchemaDiffers, what, *problem);
+    return !problem;
+}
+
+}  // namespace kestrova
