@@ -13,11 +13,15 @@ QByteArray ToUtf8(const QString& text) {
     return utf8;
 }
 
-QString DecodeUtf8(const QByteArray& bytes) {
-    QString text;
+QString DecodeUtf8(QByteArrayView bytes) {
+    // Most column text is ASCII, one character a byte.
+    qsizetype ascii = 0;
+    while (ascii < bytes.size() && static_cast<unsigned char>(bytes[ascii]) < 0x80) ++ascii;
+    if (ascii == bytes.size()) return QString::fromLatin1(bytes.data(), bytes.size());
+    QString text = QString::fromLatin1(bytes.data(), ascii);
     text.reserve(bytes.size());
     const auto byte = [&](qsizetype i) { return static_cast<unsigned char>(bytes[i]); };
-    for (qsizetype i = 0; i < bytes.size();) {
+    for (qsizetype i = ascii; i < bytes.size();) {
         const unsigned char lead = byte(i);
         int length = 1;
         char32_t value = lead;
@@ -150,7 +154,7 @@ QString MSQLite::ColumnText(SqlHandle handle, int column) {
     if (!text) return QString();  // NULL
     engine_.columnBytes(handle, column);
     // Up to the first zero byte, decoded by hand.
-    return DecodeUtf8(QByteArray(reinterpret_cast<const char*>(text)));
+    return DecodeUtf8(QByteArrayView(reinterpret_cast<const char*>(text)));
 }
 
 int MSQLite::CountRows(const QString& sql) {

@@ -19,7 +19,7 @@ QByteArray ToUtf8(const QString& text);
 // 240-247 4-byte, 224-239 3-byte, 192-223 2-byte (continuation bytes add 6 bits each); any other
 // byte is one character of the ANSI code page (Latin-1 here); a sequence cut by the end is "?";
 // characters above U+FFFF become surrogate pairs. It never fails.
-QString DecodeUtf8(const QByteArray& bytes);
+QString DecodeUtf8(QByteArrayView bytes);
 // The folder canonicalised as the path API does: "." and ".." steps resolved, "\" kept.
 QString CanonicalizeFolder(const QString& folder);
 

@@ -1,6 +1,7 @@
 #include "core/time/date_value.h"
 
 #include <cmath>
+#include <vector>
 
 namespace kestrova {
 namespace {
@@ -37,7 +38,10 @@ QDateTime toDateTime(DateValue value) {
     const double fraction = std::fabs(value.ole - days);
     const qint64 seconds = std::llround(fraction * 86400.0);
     const QDate date = kOleEpoch.addDays(static_cast<qint64>(days));
-    return QDateTime(date, QTime(0, 0)).addSecs(seconds);
+    // A date value is a calendar reading with no zone: its arithmetic is done as UTC, which has
+    // no gaps (a local 02:30 on the day clocks spring forward still exists here) and needs no
+    // zone lookup.
+    return QDateTime(date, QTime(0, 0), Qt::UTC).addSecs(seconds);
 }
 
 DateValue fromDateTime(const QDateTime& local) {
@@ -46,15 +50,114 @@ DateValue fromDateTime(const QDateTime& local) {
                          t.minute(), t.second());
 }
 
-QString shortDateFormat(const QLocale& locale) {
-    QString format = locale.dateFormat(QLocale::ShortFormat);
-    if (!format.contains(QLatin1String("yyyy"))) format.replace(QLatin1String("yy"), "yyyy");
-    return format;
+// A date or time pattern taken apart once into fields and literal text, so that a value is
+// written with a few number conversions instead of a pattern parse per row. The fields are the
+// ones the short date and long time patterns of the locales use; anything else stays literal.
+struct Token {
+    enum Kind { Text, Day, Month, MonthShort, MonthLong, Year2, Year4, Hour12, Hour24, Minute, Second, AmPm } kind;
+    int width = 1;  // 2: zero-padded; AmPm: 1 for upper case
+    QString text;   // Text
+};
+
+std::vector<Token> compile(const QString& pattern) {
+    std::vector<Token> tokens;
+    for (qsizetype i = 0; i < pattern.size();) {
+        const QChar c = pattern[i];
+        qsizetype run = 1;
+        while (i + run < pattern.size() && pattern[i + run] == c) ++run;
+        const int w = static_cast<int>(run);
+        switch (c.unicode()) {
+            case 'd': tokens.push_back(w <= 2 ? Token{Token::Day, w, {}} : Token{Token::Text, 0, QString(run, c)}); break;
+            case 'M':
+                tokens.push_back(w <= 2 ? Token{Token::Month, w, {}} : Token{w == 3 ? Token::MonthShort : Token::MonthLong, 0, {}});
+                break;
+            case 'y': tokens.push_back(Token{w >= 4 ? Token::Year4 : Token::Year2, w, {}}); break;
+            case 'h': tokens.push_back(Token{Token::Hour12, std::min(w, 2), {}}); break;
+            case 'H': tokens.push_back(Token{Token::Hour24, std::min(w, 2), {}}); break;
+            case 'm': tokens.push_back(Token{Token::Minute, std::min(w, 2), {}}); break;
+            case 's': tokens.push_back(Token{Token::Second, std::min(w, 2), {}}); break;
+            case 'A':
+            case 'a':
+                tokens.push_back(Token{Token::AmPm, c == QLatin1Char('A') ? 1 : 0, {}});  // width 1: upper case
+                if (i + run < pattern.size() && pattern[i + run].toLower() == QLatin1Char('p')) ++run;
+                break;
+            case '\'':
+                {
+                    const qsizetype close = pattern.indexOf(QLatin1Char('\''), i + 1);
+                    const qsizetype end = close < 0 ? pattern.size() : close;
+                    tokens.push_back(Token{Token::Text, 0, end == i + 1 ? QStringLiteral("'") : pattern.mid(i + 1, end - i - 1)});
+                    run = end - i + 1;
+                }
+                break;
+            default: tokens.push_back(Token{Token::Text, 0, QString(run, c)}); break;
+        }
+        i += run;
+    }
+    return tokens;
 }
 
-QString longTimeFormat(const QLocale& locale) {
-    return plainSpaces(withoutZone(locale.timeFormat(QLocale::LongFormat)));
+void number(QString& out, int value, int width) {
+    char digits[12];
+    int n = 0;
+    unsigned v = static_cast<unsigned>(value < 0 ? -value : value);
+    do {
+        digits[n++] = static_cast<char>('0' + v % 10);
+        v /= 10;
+    } while (v);
+    if (value < 0) out += QLatin1Char('-');
+    for (int pad = n; pad < width; ++pad) out += QLatin1Char('0');
+    while (n) out += QLatin1Char(digits[--n]);
 }
+
+// The two patterns of a locale, worked out once: conversions run per row.
+struct Patterns {
+    QLocale locale;
+    QString shortDate;
+    QString longTime;
+    std::vector<Token> date;
+    std::vector<Token> time;
+    QString am[2], pm[2];  // as the locale writes them, and upper-cased
+    QStringList monthsShort, monthsLong;
+};
+
+const Patterns& patternsOf(const QLocale& locale) {
+    static Patterns cached{QLocale::c(), {}, {}, {}, {}, {}, {}, {}, {}};  // filled on first use
+    if (cached.shortDate.isEmpty() || cached.locale != locale) {
+        QString date = locale.dateFormat(QLocale::ShortFormat);
+        if (!date.contains(QLatin1String("yyyy"))) date.replace(QLatin1String("yy"), "yyyy");
+        const QString time = plainSpaces(withoutZone(locale.timeFormat(QLocale::LongFormat)));
+        cached = Patterns{locale, date, time, compile(date), compile(time), {locale.amText(), locale.amText().toUpper()},
+                          {locale.pmText(), locale.pmText().toUpper()}, {}, {}};
+        for (int m = 1; m <= 12; ++m) {
+            cached.monthsShort << locale.monthName(m, QLocale::ShortFormat);
+            cached.monthsLong << locale.monthName(m, QLocale::LongFormat);
+        }
+    }
+    return cached;
+}
+
+void write(QString& out, const std::vector<Token>& tokens, const Patterns& p, const QDate& d, const QTime& t) {
+    for (const Token& token : tokens) {
+        switch (token.kind) {
+            case Token::Text: out += token.text; break;
+            case Token::Day: number(out, d.day(), token.width); break;
+            case Token::Month: number(out, d.month(), token.width); break;
+            case Token::MonthShort: out += p.monthsShort[d.month() - 1]; break;
+            case Token::MonthLong: out += p.monthsLong[d.month() - 1]; break;
+            case Token::Year2: number(out, d.year() % 100, 2); break;
+            case Token::Year4: number(out, d.year(), 4); break;
+            case Token::Hour12: number(out, t.hour() % 12 == 0 ? 12 : t.hour() % 12, token.width); break;
+            case Token::Hour24: number(out, t.hour(), token.width); break;
+            case Token::Minute: number(out, t.minute(), token.width); break;
+            case Token::Second: number(out, t.second(), token.width); break;
+            case Token::AmPm: out += (t.hour() < 12 ? p.am : p.pm)[token.width]; break;
+        }
+    }
+}
+
+QString shortDateFormat(const QLocale& locale) { return patternsOf(locale).shortDate; }
+
+QString longTimeFormat(const QLocale& locale) { return patternsOf(locale).longTime; }
 
 QString shortDateText(const QDate& date, const QLocale& locale) {
     return plainSpaces(locale.toString(date, shortDateFormat(locale)));
@@ -62,9 +165,15 @@ QString shortDateText(const QDate& date, const QLocale& locale) {
 
 QString generalDateText(DateValue value, const QLocale& locale) {
     const QDateTime dt = toDateTime(value);
-    const QString date = shortDateText(dt.date(), locale);
-    if (dt.time() == QTime(0, 0)) return date;
-    return date + QLatin1Char(' ') + plainSpaces(locale.toString(dt.time(), longTimeFormat(locale)));
+    const Patterns& patterns = patternsOf(locale);
+    QString text;
+    text.reserve(24);
+    write(text, patterns.date, patterns, dt.date(), dt.time());
+    if (dt.time() != QTime(0, 0)) {
+        text += QLatin1Char(' ');
+        write(text, patterns.time, patterns, dt.date(), dt.time());
+    }
+    return plainSpaces(text);
 }
 
 QDate parseDateText(const QString& text, const QLocale& locale) {

@@ -1,16 +1,34 @@
 #include "core/time/mod_covert.h"
 
-#include <QRegularExpression>
 
 namespace kestrova {
 
 double leadingNumber(const QString& text) {
-    static const QRegularExpression kNumber(
-        QStringLiteral("^\\s*([+-]?(?:\\d+\\.?\\d*|\\.\\d+)(?:[eE][+-]?\\d+)?)"));
-    const QRegularExpressionMatch m = kNumber.match(text);
-    if (!m.hasMatch()) return 0.0;
+    // Blanks, a sign, digits with at most one point, an exponent; parsed by hand, because it
+    // runs on every time column of every row.
+    qsizetype i = 0;
+    const qsizetype n = text.size();
+    const auto at = [&](qsizetype k) { return k < n ? text[k].unicode() : u'\0'; };
+    while (i < n && text[i].isSpace()) ++i;
+    const qsizetype start = i;
+    if (at(i) == u'+' || at(i) == u'-') ++i;
+    qsizetype digits = 0;
+    while (at(i) >= u'0' && at(i) <= u'9') ++i, ++digits;
+    if (at(i) == u'.') {
+        ++i;
+        while (at(i) >= u'0' && at(i) <= u'9') ++i, ++digits;
+    }
+    if (digits == 0) return 0.0;
+    if (at(i) == u'e' || at(i) == u'E') {
+        qsizetype e = i + 1;
+        if (at(e) == u'+' || at(e) == u'-') ++e;
+        if (at(e) >= u'0' && at(e) <= u'9') {
+            while (at(e) >= u'0' && at(e) <= u'9') ++e;
+            i = e;
+        }
+    }
     bool ok = false;
-    const double value = m.captured(1).toDouble(&ok);
+    const double value = QStringView(text).mid(start, i - start).toDouble(&ok);
     return ok ? value : 0.0;
 }
 

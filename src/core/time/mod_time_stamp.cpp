@@ -11,6 +11,10 @@ namespace {
 constexpr double kCommonYear = 31536000.0;
 constexpr double kLeapYear = 31622400.0;
 constexpr double kDay = 86400.0;
+// Any 400 consecutive years hold 146,097 days. While more than that (and a leap year) remain,
+// the walk cannot stop within the next 400 years, so they are taken at once; the walk then goes
+// on year by year exactly as before.
+constexpr double kFourCenturies = 146097.0 * kDay;
 
 int16_t checkedYear(int year) {
     if (year < std::numeric_limits<int16_t>::min() || year > std::numeric_limits<int16_t>::max()) {
@@ -64,6 +68,11 @@ DateValue ModTimeStamp::walkFromYear(double seconds, int startYear) const {
     int year = startYear;
     int leap = 0;
     if (s >= 0) {
+        while (s >= kFourCenturies + kLeapYear) {
+            s -= kFourCenturies;
+            year += 400;
+        }
+        checkedYear(year);
         while (s >= kCommonYear) {
             if (IsLeapYear(checkedYear(year))) {
                 // Short of a full leap year: step back a year and let the day count run to 366,
@@ -83,6 +92,11 @@ DateValue ModTimeStamp::walkFromYear(double seconds, int startYear) const {
         // Backwards the remainder is counted from the end of the year reached, starting with
         // the start year itself, which is how a moment in 1969 lands in December 1970.
         s = -s;
+        while (s >= kFourCenturies + kLeapYear) {
+            s -= kFourCenturies;
+            year -= 400;
+        }
+        checkedYear(year);
         while (s >= kCommonYear) {
             if (IsLeapYear(checkedYear(year))) {
                 if (s < kLeapYear) {

@@ -1,7 +1,5 @@
 #include "platform/clock/system_clock.h"
 
-#include <ctime>
-
 namespace kestrova {
 namespace {
 
@@ -12,27 +10,28 @@ CalendarRecord fromTm(const std::tm& t, long milliseconds) {
 
 }  // namespace
 
-CalendarRecord SystemClock::localNow() const {
+const SystemClock::Second& SystemClock::thisSecond(long* milliseconds) const {
     timespec now{};
     clock_gettime(CLOCK_REALTIME, &now);
-    std::tm t{};
-    localtime_r(&now.tv_sec, &t);
-    return fromTm(t, now.tv_nsec / 1000000);
+    if (milliseconds) *milliseconds = now.tv_nsec / 1000000;
+    if (now.tv_sec != cached_.at) {
+        cached_.at = now.tv_sec;
+        localtime_r(&now.tv_sec, &cached_.local);
+        gmtime_r(&now.tv_sec, &cached_.utc);
+    }
+    return cached_;
+}
+
+CalendarRecord SystemClock::localNow() const {
+    long ms = 0;
+    return fromTm(thisSecond(&ms).local, ms);
 }
 
 CalendarRecord SystemClock::utcNow() const {
-    timespec now{};
-    clock_gettime(CLOCK_REALTIME, &now);
-    std::tm t{};
-    gmtime_r(&now.tv_sec, &t);
-    return fromTm(t, now.tv_nsec / 1000000);
+    long ms = 0;
+    return fromTm(thisSecond(&ms).utc, ms);
 }
 
-int64_t SystemClock::currentUtcOffsetSeconds() const {
-    const std::time_t now = std::time(nullptr);
-    std::tm t{};
-    localtime_r(&now, &t);
-    return t.tm_gmtoff;
-}
+int64_t SystemClock::currentUtcOffsetSeconds() const { return thisSecond(nullptr).local.tm_gmtoff; }
 
 }  // namespace kestrova

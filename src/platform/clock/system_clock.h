@@ -1,5 +1,9 @@
-// The machine's own clocks, read as the calendar records the time conversions compare.
+// The machine's own clocks, read as the calendar records the time conversions compare. Every
+// conversion reads both clocks; the records change once a second, so each is worked out once per
+// second (the zone lookup behind a local calendar record is a file check, too slow per row).
 #pragma once
+
+#include <ctime>
 
 #include "core/time/clock.h"
 
@@ -10,6 +14,16 @@ public:
     CalendarRecord localNow() const override;
     CalendarRecord utcNow() const override;
     int64_t currentUtcOffsetSeconds() const override;
+
+private:
+    // The calendar records of the second they were made in.
+    struct Second {
+        std::time_t at = -1;
+        std::tm local{};
+        std::tm utc{};
+    };
+    const Second& thisSecond(long* milliseconds) const;
+    mutable Second cached_;
 };
 
 }  // namespace kestrova
