@@ -4,6 +4,7 @@
 //   kestrova-cli [--root DIR] [--user NAME] [--verbose] info
 //   kestrova-cli categories [--keys]
 //   kestrova-cli [--root DIR] [--user NAME] [--verbose] [--index-file PATH] rows KEY... [--format tsv|csv|json]
+//   kestrova-cli [--root DIR] [--user NAME] [--verbose] report FILE [--groups ie,windows,firefox,chrome,index]
 #include <QCoreApplication>
 #include <QTextStream>
 #include <cstdio>
@@ -12,6 +13,8 @@
 #include "cli/output.h"
 #include "core/app/session.h"
 #include "core/frame/run_control.h"
+#include "core/report/html_report.h"
+#include "core/time/date_value.h"
 #include "core/registry/reg_api.h"
 #include "platform/system/environment.h"
 
@@ -26,6 +29,8 @@ int usage() {
                  "  categories [--keys]   the category tree (or only the category keys)\n"
                  "  rows KEY... [--format tsv|csv|json]\n"
                  "                        runs the categories in order and prints columns, rows, panels\n"
+                 "  report FILE [--groups ie,windows,firefox,chrome,index]\n"
+                 "                        writes the HTML report (default groups: all but index)\n"
                  "  --index-file PATH     the index.dat the Index.dat File category scans (a Windows path\n"
                  "                        on the volume or a local file); default: the user's Content.IE5\n");
     return 2;
@@ -106,6 +111,44 @@ int rows(Environment& env, QTextStream& out, QStringList args, bool verbose, con
     return host.failed ? 3 : 0;
 }
 
+// kestrova-cli report FILE [--groups ie,windows,firefox,chrome,index]: the report window's
+// document, written headless and not opened. Without --groups, the groups the window's check
+// boxes start with (all but index).
+int report(Environment& env, const QStringList& args, bool verbose) {
+    QString path;
+    ReportSelection selection;
+    for (int i = 0; i < args.size(); ++i) {
+        if (args[i] == QLatin1String("--groups") && i + 1 < args.size()) {
+            const QStringList groups = args[++i].split(QLatin1Char(','), Qt::SkipEmptyParts);
+            for (const QString& g : groups) {
+                if (!QStringList{"ie", "windows", "firefox", "chrome", "index"}.contains(g)) return usage();
+            }
+            selection = ReportSelection{groups.contains("ie") ? 1 : 0, groups.contains("windows") ? 1 : 0,
+                                        groups.contains("firefox") ? 1 : 0, groups.contains("chrome") ? 1 : 0,
+                                        groups.contains("index") ? 1 : 0};
+        } else if (path.isEmpty()) {
+            path = args[i];
+        } else {
+            return usage();
+        }
+    }
+    if (path.isEmpty()) return usage();
+    CliHost host(verbose, QString());
+    RunControl run;
+    const Session session(*env.os, *env.clock, run, host);
+    const ReportEnvironment report{session.reportContext(), run, VendorAddresses::from(env.settings).homePage,
+                                   generalDateText(fromDateTime(QDateTime::currentDateTime())),
+                                   [verbose](const QString& text) {
+                                       if (verbose) std::fprintf(stderr, "%s\n", qPrintable(text));
+                                   },
+                                   [](bool) {}, {}};
+    if (!WriteHTML(path, selection, report)) {
+        std::fprintf(stderr, "kestrova-cli: cannot write %s\n", qPrintable(path));
+        return 1;
+    }
+    return 0;
+}
+
 QString visible(QString text) { return text.replace(QChar(0), QStringLiteral("\\0")); }
 
 int info(Environment& env, QTextStream& out, bool verbose) {
@@ -168,6 +211,13 @@ int main(int argc, char** argv) {
     if (command == QLatin1String("categories")) return categories(out, rest.contains(QLatin1String("--keys")));
     auto env = Environment::create(root, user);
     if (command == QLatin1String("info")) return info(*env, out, verbose);
+    if (command == QLatin1String("report")) {
+        if (const auto problem = sourceProblem(env->source)) {
+            std::fprintf(stderr, "kestrova-cli: %s\n", qPrintable(*problem));
+            return 1;
+        }
+        return report(*env, rest, verbose);
+    }
     if (command == QLatin1String("rows")) {
         if (const auto problem = sourceProblem(env->source)) {
             std::fprintf(stderr, "kestrova-cli: %s\n", qPrintable(*problem));

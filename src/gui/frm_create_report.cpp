@@ -88,7 +88,7 @@ void FrmCreateReport::startReport() {
     const RunningScope running(run_);
     run_.skipRequested = false;
     writer_->WriteHTML(Text1->text(), selection(), [this](const QString& text) { Label1->setText(text); },
-                       [this] { return run_.skipRequested; });
+                       [this](bool shown) { Command2->setVisible(shown); });
     run_.skipRequested = false;
 }
 

@@ -1,6 +1,7 @@
 #include "gui/frm_viewer.h"
 
 #include <QApplication>
+#include <QElapsedTimer>
 #include <QFileDialog>
 #include <QHeaderView>
 #include <QLabel>
@@ -16,6 +17,8 @@
 
 #include "core/app/startup.h"
 #include "core/app/viewer_layout.h"
+#include "core/report/html_report.h"
+#include "core/time/date_value.h"
 #include "gui/frm_choose_system.h"
 #include "gui/frm_create_report.h"
 #include "gui/frm_index_file.h"
@@ -161,7 +164,7 @@ void FrmViewer::buildMenus() {
     QMenu* report = menuBar()->addMenu(QStringLiteral("Report"));
     mnuCreate = report->addAction(QStringLiteral("Create Report"), this, [this] {
         if (refuseWhileRunning()) return;
-        FrmCreateReport window(*services_.reportFolder, *env_.os, run_, services_.report, this);
+        FrmCreateReport window(*services_.reportFolder, *env_.os, run_, services_.report ? services_.report : this, this);
         window.exec();
     });
     mnuView = report->addAction(QStringLiteral("View Report"), this, [this] {
@@ -290,6 +293,26 @@ void FrmViewer::closeProgress() {
 void FrmViewer::showStopButton(bool shown) { Command1->setVisible(shown); }
 
 void FrmViewer::message(const QString& text) { QMessageBox::information(this, QStringLiteral("Kestrova"), text); }
+
+void FrmViewer::WriteHTML(const QString& path, const ReportSelection& selection,
+                          const std::function<void(const QString&)>& progress, const std::function<void(bool)>& showSkip) {
+    QElapsedTimer sincePump;
+    sincePump.start();
+    const ReportEnvironment report{session_->reportContext(), run_, services_.vendor.homePage,
+                                   generalDateText(fromDateTime(QDateTime::currentDateTime())),
+                                   [&](const QString& text) {
+                                       progress(text);
+                                       QCoreApplication::processEvents();
+                                   },
+                                   showSkip,
+                                   [&] {
+                                       if (sincePump.elapsed() < ListFill::kPumpIntervalMs) return;
+                                       QCoreApplication::processEvents();
+                                       sincePump.restart();
+                                   }};
+    // A file that cannot be created ends the report; nothing is retried, nothing is said.
+    if (kestrova::WriteHTML(path, selection, report)) env_.desktop->open(path);
+}
 
 void FrmViewer::bug(const QString& text) {
     ++bugs_;

@@ -26,7 +26,7 @@ namespace kestrova {
 class FrmProgress;
 class ResultListModel;
 
-class FrmViewer : public QMainWindow, private ReaderHost {
+class FrmViewer : public QMainWindow, private ReaderHost, public ReportWriter {
     Q_OBJECT
 public:
     struct Services {
@@ -49,6 +49,9 @@ public:
     void runCategory(const Category& category);
     // The window as the reader frame sees it.
     ReaderHost& host();
+    // ReportWriter: the session's report, written and opened.
+    void WriteHTML(const QString& path, const ReportSelection& selection, const std::function<void(const QString&)>& progress,
+                   const std::function<void(bool)>& showSkip) override;
     // Faults of the program that reached the window (each was shown as an internal error).
     int bugs() const { return bugs_; }
     ResultListModel* model() const { return model_; }

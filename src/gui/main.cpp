@@ -6,15 +6,21 @@
 #include <cstdio>
 
 #include "core/app/startup.h"
+#include "core/app/update_check.h"
+#include "platform/network/http_fetcher.h"
 #include "gui/frm_viewer.h"
 #include "gui/single_instance.h"
 
 namespace {
 
-// The update check is its own piece of work; until it lands, checking does nothing.
-class NoUpdateCheck : public kestrova::UpdateCheck {
+// The update check's message boxes, titled with the program's name.
+class MessageBoxes : public kestrova::UpdateDialogs {
 public:
-    void check(bool) override {}
+    void notice(const QString& text) override { QMessageBox::information(nullptr, QStringLiteral("Kestrova"), text); }
+    bool ask(const QString& text) override {
+        return QMessageBox::question(nullptr, QStringLiteral("Kestrova"), text, QMessageBox::Yes | QMessageBox::No) ==
+               QMessageBox::Yes;
+    }
 };
 
 }  // namespace
@@ -40,8 +46,11 @@ int main(int argc, char** argv) {
         return 2;
     }
     QString reportFolder = kestrova::settleReportFolder(env->settings, *env->os);
-    NoUpdateCheck update;
-    kestrova::FrmViewer window(*env, {&reportFolder, &update, nullptr, kestrova::VendorAddresses::from(env->settings)});
+    const kestrova::VendorAddresses vendor = kestrova::VendorAddresses::from(env->settings);
+    kestrova::HttpFetcher fetcher;
+    MessageBoxes boxes;
+    kestrova::CheckForUpdate update(fetcher, boxes, env->settings, *env->clock, *env->desktop, vendor.versionFile);
+    kestrova::FrmViewer window(*env, {&reportFolder, &update, nullptr, vendor});
     QString fatal;
     if (!window.load(&fatal)) {
         QMessageBox::critical(&window, QStringLiteral("Kestrova"), fatal);

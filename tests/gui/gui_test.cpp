@@ -28,6 +28,9 @@
 #include "gui/result_list_model.h"
 #include "gui/single_instance.h"
 #include "support/fake_desktop.h"
+#include "support/version_server.h"
+#include "core/app/update_check.h"
+#include "platform/network/http_fetcher.h"
 #include "support/reader_fixture.h"
 
 using namespace kestrova;
@@ -468,6 +471,51 @@ private slots:
         QVERIFY(window.waitForFinished(10000));
         QCOMPARE(window.exitCode(), 2);
         QVERIFY(window.readAllStandardError().contains("the Windows folder /nonexistent/windows does not exist"));
+    }
+
+    void checkForNewVersionAsksTheLocalServerFromTheMenuAndSilentlyAtLoad() {
+        test::VersionServer server("5.3");
+        struct Boxes : UpdateDialogs {
+            void notice(const QString& text) override { shown << text; }
+            bool ask(const QString& text) override {
+                shown << text;
+                return false;
+            }
+            QStringList shown;
+        } boxes;
+        auto w = makeWorld();
+        HttpFetcher fetcher(3000);
+        CheckForUpdate update(fetcher, boxes, w->env->settings, *w->env->clock, *w->env->desktop, server.url());
+        FrmViewer window(*w->env, FrmViewer::Services{&w->reportFolder, &update, nullptr, VendorAddresses{}});
+        window.newversion->trigger();
+        QCOMPARE(boxes.shown, QStringList{"A new version 5.3 is available for download now, would you like to download now?"});
+        // The date written by that answer is today: no silent check at load. Ten days back: one.
+        QString fatal;
+        w->env->settings.SaveSetting("general", "CheckInterval", "7");
+        QVERIFY(window.load(&fatal));
+        QCOMPARE(boxes.shown.size(), 1);
+        w->env->settings.SaveSetting("general", "lastcheckupdate", "2026-11-11");
+        QVERIFY(window.load(&fatal));
+        QCOMPARE(boxes.shown.size(), 2);
+    }
+
+    void startCreateReportWritesTheFileAndOpensIt() {
+        auto w = makeWorld();
+        QTemporaryDir out;
+        FrmCreateReport report(w->reportFolder, *w->env->os, w->window->runControl(), w->window.get());
+        report.Text1->setText(out.filePath("r.htm"));
+        report.Check3->setChecked(false);
+        report.Check4->setChecked(false);
+        report.Command1->click();
+        QCOMPARE(w->desktop->opened.last(), out.filePath("r.htm"));
+        QFile file(out.filePath("r.htm"));
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        const QByteArray bytes = file.readAll();
+        const QString text = QString::fromUtf16(reinterpret_cast<const char16_t*>(bytes.constData() + 2), (bytes.size() - 2) / 2);
+        QVERIFY(text.contains("Windows-Run History"));
+        QVERIFY(!text.contains("Firefox-URL History"));
+        QCOMPARE(report.Label1->text(), QString("Creating Windows Typed Paths report..."));
+        QVERIFY(report.Command2->isHidden());
     }
 
     void listShowsCellsUpToTheirFirstNul() {

@@ -24,6 +24,11 @@ public:
     }
 
     void terminateProcesses(const QString& nameContains) override { terminated.append(nameContains); }
+    bool startProgram(const QString& program) override {
+        started.append(program);
+        return false;  // as if the updater were missing
+    }
+    QStringList started;
 
     QString program = QStringLiteral("/opt/kestrova");
     QStringList terminated;

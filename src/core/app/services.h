@@ -28,11 +28,12 @@ struct ReportSelection {
 class ReportWriter {
 public:
     virtual ~ReportWriter() = default;
-    // Writes the report to path; progress texts go to the callback; the index.dat section ends
-    // early when skipRequested() turns true.
+    // Writes the report to path and opens it with the desktop's "open" action. Progress texts go
+    // to progress; showSkip shows or hides the skip button, which ends the index.dat section
+    // through the run control's skip flag.
     virtual void WriteHTML(const QString& path, const ReportSelection& selection,
                            const std::function<void(const QString&)>& progress,
-                           const std::function<bool()>& skipRequested) = 0;
+                           const std::function<void(bool)>& showSkip) = 0;
 };
 
 // The vendor's addresses: kr.ini section "vendor" may name others (keys "HomePage", "HelpPage",

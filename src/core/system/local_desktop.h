@@ -26,6 +26,8 @@ public:
     // Ends every process of this machine whose name contains the text (case-insensitively), by
     // the names the kernel reports and then by the executables' base names; no waiting.
     virtual void terminateProcesses(const QString& nameContains) = 0;
+    // Starts a program on its own, without waiting; false when it cannot be started.
+    virtual bool startProgram(const QString& program) = 0;
 };
 
 }  // namespace kestrova

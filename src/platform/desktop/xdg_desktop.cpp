@@ -44,6 +44,8 @@ void XdgDesktop::open(const QString& target) {
     QProcess::startDetached(QStringLiteral("xdg-open"), {openerArgument(target)});
 }
 
+bool XdgDesktop::startProgram(const QString& program) { return QProcess::startDetached(program, {}); }
+
 void XdgDesktop::terminateProcesses(const QString& nameContains) { terminateProcessesNamed(nameContains); }
 
 std::unique_ptr<QIODevice> XdgDesktop::openLocalFile(const QString& localPath, Findings& findings) const {

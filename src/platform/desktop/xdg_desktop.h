@@ -16,6 +16,7 @@ public:
     void open(const QString& target) override;
     std::unique_ptr<QIODevice> openLocalFile(const QString& localPath, Findings& findings) const override;
     void terminateProcesses(const QString& nameContains) override;
+    bool startProgram(const QString& program) override;
     // What xdg-open is given for a target: local paths as file URLs, anything else unchanged.
     static QString openerArgument(const QString& target);
 };

@@ -1,0 +1,317 @@
+#include "core/report/html_report.h"
+
+#include <QFile>
+#include <QTextStream>
+#include <span>
+
+#include "core/app/catalogue.h"
+#include "core/common/text.h"
+#include "core/frame/collector.h"
+#include "core/readers/ie/url_history.h"
+
+namespace kestrova {
+namespace {
+
+struct HeaderCell {
+    const char* name;
+    int width;  // 0: no width
+};
+
+enum class Group { InternetExplorer, IndexDat, Windows, Firefox, Chrome };
+
+struct Section {
+    const char* key;  // the category whose rows the section writes
+    Group group;
+    const char* anchor;
+    const char* heading;
+    std::span<const HeaderCell> header;  // empty: one column, named as the category's column
+    const char* progress;
+    const char* mode = "";  // the list mode a collector filters by
+};
+
+constexpr HeaderCell kIeUrl[] = {{"Title", 420}, {"URL", 471}, {"Last Visited", 171}};
+constexpr HeaderCell kFfUrl[] = {{"URL", 500}, {"Title", 500}};
+constexpr HeaderCell kFfCookies[] = {{"Host", 300}, {"Name", 300}, {"Creation Time", 200}, {"Last Accessed Time", 200}};
+constexpr HeaderCell kFfDownloads[] = {{"File Name", 300}, {"Source", 400}, {"Start Time", 200}, {"End Time", 200}};
+constexpr HeaderCell kFfForms[] = {{"Field Name", 200}, {"Value", 200}, {"Times Used", 200}, {"First Used", 200}, {"Last Used", 200}};
+constexpr HeaderCell kChUrl[] = {{"URL", 500}, {"Title", 400}, {"Visit Count", 51}, {"Last Visited", 150}};
+constexpr HeaderCell kChCookies[] = {{"Host", 200}, {"Name", 200}, {"Creation Time", 100}, {"Last Accessed", 100}};
+constexpr HeaderCell kChDownloads[] = {{"File Name", 400}, {"Time", 100}};
+constexpr HeaderCell kChTopSites[] = {{"URL", 400}, {"Rank", 50}};
+
+// The sections in the order of the index. The two anchors that differ from their index links
+// ("Index.dat file", "keyword") are the product's own and stay: those links do not jump.
+// Search History and Typed Paths are collected in no list mode: their entries as they are.
+const Section kSections[] = {
+    {"a1", Group::InternetExplorer, "Internet_Explorer-URL_History", "Internet Explorer--URL History", kIeUrl,
+     "Creating Internet Explorer URL history report..."},
+    {"a2", Group::InternetExplorer, "Internet_Explorer-Address Bar", "Internet Explorer-Address Bar History", {},
+     "Creating Internet Explorer Address Bar report..."},
+    {"a3", Group::InternetExplorer, "Internet_Explorer-Cookies", "Internet Explorer-Cookies", {},
+     "Creating Internet Explorer Cookie report..."},
+    {"a4", Group::IndexDat, "Internet_Explorer-Index.dat file", "Internet Explorer-Index.dat ", {},
+     "Creating Index.dat report...this may take 2-3 minute if the file is large"},
+    {"b1", Group::Windows, "Windows-Recent Documents", "Windows-Recent Documents", {}, "Creating Windows recent documents report..."},
+    {"b2", Group::Windows, "Windows-Search History", "Windows-Search History", {}, "Creating Windows Search History report..."},
+    {"b3", Group::Windows, "Windows-Run History", "Windows-Run History", {}, "Creating Windows Run History report...", "run"},
+    {"b4", Group::Windows, "Windows-Open/Save History", "Windows-Open/Save History", {}, "Creating Windows Open/Save History report..."},
+    {"b5", Group::Windows, "Windows-List Visited History", "Windows-List Visited History", {},
+     "Creating Windows List Visited History report..."},
+    {"b6", Group::Windows, "Windows-USB Storage History", "Windows-USB Storage History", {},
+     "Creating Windows USB Storage History report..."},
+    {"b7", Group::Windows, "Windows-First Folder", "Windows-First Folder", {}, "Creating Windows First Folder report..."},
+    {"b8", Group::Windows, "Windows-Typed Paths", "Windows-Typed Paths", {}, "Creating Windows Typed Paths report..."},
+    {"c1", Group::Firefox, "Firefox-URL History", "Firefox-URL History", kFfUrl, "Creating Firefox URL history report..."},
+    {"c2", Group::Firefox, "Firefox-Cookies", "Firefox-Cookies", kFfCookies, "Creating Firefox Cookies report..."},
+    {"c3", Group::Firefox, "Firefox-Downloads", "Firefox-Downloads", kFfDownloads, "Creating Firefox downloads report..."},
+    {"c4", Group::Firefox, "Firefox-Input History", "Firefox-Input History", {}, "Creating Firefox Input History report..."},
+    {"c5", Group::Firefox, "Firefox-Form History", "Firefox-Form History", kFfForms, "Creating Firefox Form History report..."},
+    {"d1", Group::Chrome, "Chrome-URL History", "Chrome-URL History", kChUrl, "Creating Chrome URL history report..."},
+    {"d2", Group::Chrome, "Chrome-Cookies", "Chrome-Cookies", kChCookies, "Creating Chrome Cookies report..."},
+    {"d3", Group::Chrome, "Chrome-Downloads", "Chrome-Downloads", kChDownloads, "Creating Chrome Downloads report..."},
+    {"d4", Group::Chrome, "Chrome-Top Visited Sites", "Chrome-Top Visited Sites", kChTopSites,
+     "Creating Chrome Top Visited Sites report..."},
+    {"d5", Group::Chrome, "Chrome-keyword Searched", "Chrome-keyword Searched", {}, "Creating Chrome keyword Searched report..."},
+};
+
+const char* const kStyle[] = {
+    ".style1 {border-left-style: solid;border-left-width: 1px;border-right: 1px solid #C0C0C0;border-top-style: solid;border-top-width: 1px;",
+    " border-bottom: 1px solid #C0C0C0;a:link    { color: #0011BB; text-decoration: none; }",
+    "a:visited { color: #0011BB; text-decoration: none; }",
+    "a:hover   { color: #605040; text-decoration: underline; }}",
+    ".style2 {border: 1px solid #008080;}",
+    ".style3 {border-style: solid;border-width: 1px;}",
+    ".style9 {   font-size: small;}",
+    ".style4 {text-align: center;color: #000080; background-color: #CCCCDD;}",
+    ".style5 {font-size: x-small;background-color: #EAEAEA;}",
+    ".style6 {text-align: center;}",
+    ".style7 {font-size: x-small;}",
+    ".style8 {font-size: medium;}",
+    ".style10 {  font-size: x-small; text-align: center; background-color: #C0C0C0;  color: #3333CC;}",
+    ".style11 {  background-color: #C0C0C0;  color: #3333CC;}",
+};
+
+// The index's link cells by position, and the fillers that give every row the same nine cells.
+const char* const kLinkCell[] = {"<td class=\"style9\" style=\"width: 120px\">", "<td class=\"style9\" style=\"width: 90px\">",
+                                 "<td class=\"style9\" style=\"width: 113px\">", "<td class=\"style9\" style=\"width: 125px\">",
+                                 "<td class=\"style9\" style=\"width: 141px\">", "<td class=\"style9\" style=\"width: 103px\">",
+                                 "<td class=\"style9\">",                        "<td class=\"style9\">"};
+const char* const kFiller[] = {"", "", "", "<td class=\"style9\" style=\"width: 125px\">&nbsp;</td>",
+                               "<td class=\"style9\" style=\"width: 141px\">&nbsp;</td>",
+                               "<td class=\"style9\" style=\"width: 103px\">&nbsp;</td>"};
+const char* const kLastFillers = "<td class=\"style9\">&nbsp;</td><td class=\"style9\">&nbsp;</td></tr>";
+const char* const kOddFiller = "<td class=\"; style9; \">&nbsp;</td>";
+const char* const kOddLastFiller = "<td class=\"; style9; \">&nbsp;</td></tr>";
+
+struct Link {
+    const char* key;
+    const char* fragment;
+};
+const Link kIeLinks[] = {{"a1", "<a href=\"#Internet_Explorer-URL_History\">URL History</a></td>"},
+                         {"a2", "<a href=\"#Internet_Explorer-Address Bar\">Address Bar</a></td>"},
+                         {"a3", "<a href=\"#Internet_Explorer-Cookies\">Cookies</a></td>"},
+                         {"a4", "<a href=\"#Internet_Explorer-Index.dat File\">Index.dat File</a></td>"}};
+const Link kWindowsLinks[] = {{"b1", "<a href=\"#Windows-Recent Documents\">Recent Documents</a></td>"},
+                              {"b2", "<a href=\"#Windows-Search History\">Search History</a></td>"},
+                              {"b3", "<a href=\"#Windows-Run History\">Run History</a></td>"},
+                              {"b4", "<a href=\"#Windows-Open/Save History\">Open/Save History</a></td>"},
+                              {"b5", "<a href=\"#Windows-List Visited History\">List Visted History</a></td>"},
+                              {"b6", "<a href=\"#Windows-USB Storage History\">USB Storage History</a></td>"},
+                              {"b7", "<a href=\"#Windows-First Folder\">First Folder</a></td>"},
+                              {"b8", "<a href=\"#Windows-Typed Paths\">Typed Paths</a></td>"}};
+const Link kFirefoxLinks[] = {{"c1", "<a href=\"#Firefox-URL History\">URL History</a></td>"},
+                              {"c2", "<a href=\"#Firefox-Cookies\">Cookies</a></td>"},
+                              {"c3", "<a href=\"#Firefox-Downloads\">Downloads</a></td>"},
+                              {"c4", "<a href=\"#Firefox-Input History\">Input History</a></td>"},
+                              {"c5", "<a href=\"#Firefox-Form History\">Form History</a></td>"}};
+const Link kChromeLinks[] = {{"d1", "<a href=\"#Chrome-URL History\">URL History</a></td>"},
+                             {"d2", "<a href=\"#Chrome-Cookies\">Cookies</a></td>"},
+                             {"d3", "<a href=\"#Chrome-Downloads\">Downloads</a></td>"},
+                             {"d4", "<a href=\"#Chrome-Top Visited Sites\">Top Visited Sites</a></td>"},
+                             {"d5", "<a href=\"#Chrome-Keyword Searched\">Keyword Searched</a></td>"}};
+
+class Document {
+public:
+    explicit Document(QFile& file) : out_(&file) {
+        out_.setEncoding(QStringConverter::Utf16LE);
+        out_.setGenerateByteOrderMark(true);
+    }
+    void line(const QString& text) { out_ << text << "\r\n"; }
+    void line(const char* text) { line(QString::fromUtf8(text)); }
+    void flush() { out_.flush(); }
+
+private:
+    QTextStream out_;  // buffers; the file is written in large pieces
+};
+
+bool selected(const ReportSelection& s, Group group) {
+    switch (group) {
+        case Group::InternetExplorer: return s.internetExplorer == 1;
+        case Group::IndexDat: return s.indexDat == 1;
+        case Group::Windows: return s.windows == 1;
+        case Group::Firefox: return s.firefox == 1;
+        case Group::Chrome: return s.chrome == 1;
+    }
+    return false;
+}
+
+// One index row: its first cell, a link cell per category written, fillers up to nine cells.
+void indexRow(Document& doc, const char* first, bool firstWhole, std::span<const Link> links, const ReportSelection& s,
+              bool oddFillers) {
+    if (firstWhole) {
+        doc.line(first);
+    } else {
+        doc.line("<tr><td style=\"width: 122px\" class=\"style9\">");
+        doc.line(first);
+    }
+    int position = 0;
+    for (const Link& link : links) {
+        if (QLatin1String(link.key) == QLatin1String("a4") && s.indexDat != 1) continue;
+        doc.line(kLinkCell[position++]);
+        doc.line(link.fragment);
+    }
+    // Fillers by position; the last two share one fragment that also ends the row. Firefox's
+    // row has its own odd fillers there, kept as they always were.
+    for (; position < 6; ++position) doc.line(kFiller[position]);
+    if (position == 6 && oddFillers) {
+        doc.line(kOddFiller);
+        doc.line(kOddLastFiller);
+    } else if (position == 6) {
+        doc.line(kLastFillers);
+    } else {
+        doc.line("</tr>");
+    }
+}
+
+void headerRow(Document& doc, const Section& section) {
+    if (section.header.empty()) {
+        const Category* category = findCategory(QLatin1String(section.key));
+        doc.line("<tr><td class=\"style10\"><strong><span class=\"style11\">");
+        doc.line(QLatin1String(category->columns.front().text) + QStringLiteral("</span></strong></td></tr>"));
+        return;
+    }
+    for (size_t i = 0; i < section.header.size(); ++i) {
+        const HeaderCell& cell = section.header[i];
+        if (i == 0) {
+            doc.line(QStringLiteral("<tr><td style=\"width: %1px\" class=\"style10\"><strong><span class=\"style11\">").arg(cell.width));
+            doc.line(QLatin1String(cell.name) + QStringLiteral("</span></strong></td>"));
+        } else {
+            doc.line(QStringLiteral("<td style=\"width: %1px\" class=\"style10\"><strong>%2</strong></td>").arg(cell.width).arg(QLatin1String(cell.name)));
+        }
+    }
+    doc.line("</tr>");
+}
+
+// One data row: the element's "^"-pieces in cells, the class alternating row by row; a piece
+// beyond the header's cells gets a cell without a width. The text goes in as it comes.
+void dataRow(Document& doc, const Section& section, const QString& element, bool shaded) {
+    const QString cls = QLatin1String(shaded ? "style5" : "style7");
+    const QStringList pieces = trimBlanks(element).toString().split(QLatin1Char('^'));
+    if (section.header.empty()) {
+        doc.line(QStringLiteral("<tr><td class=\"%1\">").arg(cls) + pieces.join(QLatin1Char('^')) + QStringLiteral("</td></tr>"));
+        return;
+    }
+    for (qsizetype i = 0; i < pieces.size(); ++i) {
+        const QString open = i < static_cast<qsizetype>(section.header.size())
+                                 ? QStringLiteral("<td style=\"width: %1px\" class=\"%2\">").arg(section.header[static_cast<size_t>(i)].width).arg(cls)
+                                 : QStringLiteral("<td class=\"%1\">").arg(cls);
+        doc.line((i == 0 ? QStringLiteral("<tr>") : QString()) + open + pieces[i] + QStringLiteral("</td>"));
+    }
+    doc.line("</tr>");
+}
+
+}  // namespace
+
+bool WriteHTML(const QString& path, const ReportSelection& selection, const ReportEnvironment& env) {
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate)) return false;
+    Document doc(file);
+    env.progress(QStringLiteral("Start creating report..."));
+
+    doc.line("<!DOCTYPE html PUBLIC \"-//W3C//DTD XHTML 1.0 Transitional//EN\" "
+             "\"http://www.w3.org/TR/xhtml1/DTD/xhtml1-transitional.dtd\">");
+    doc.line("<head>");
+    doc.line("<meta http-equiv=\"Content-Type\"content=\"text/html; charset=utf-8\" />");
+    doc.line("<title>Kestrova Report</title>");
+    doc.line("<style type=\"text/css\">");
+    for (const char* rule : kStyle) doc.line(rule);
+    doc.line("</style></head><body>");
+
+    // The title block: the anchor stays unclosed, as it always was. Each value cell is written
+    // as one line: its opening fragment, the value, its closing fragment.
+    doc.line("<p class=\"style6\"><strong><a name=\"top\">Kestrova Report</strong></p>");
+    doc.line("<table style=\"width: 100%\" class=\"style1\">");
+    const std::pair<const char*, QString> header[] = {{"User Name:", env.source.os.UserName()},
+                                                      {"Computer:", env.source.os.ComputerName()},
+                                                      {"Reported Date:", env.reportedAt}};
+    for (size_t i = 0; i < 3; ++i) {
+        doc.line(QStringLiteral("<tr><td style=\"width: 93px\" class=\"style9\">") + QLatin1String(header[i].first) + QStringLiteral("</td>"));
+        doc.line(QStringLiteral("<td style=\"width: 559px\" class=\"style9\">") + header[i].second +
+                 QLatin1String(i == 2 ? "</td></tr></table>" : "</td></tr>"));
+    }
+    doc.line("<p class=\"style8\">&nbsp;</p>");
+
+    doc.line("<table class=\"style2\">");
+    if (selection.internetExplorer == 1) indexRow(doc, "Internet Explorer</td>", false, kIeLinks, selection, false);
+    if (selection.windows == 1) indexRow(doc, "Windows</td>", false, kWindowsLinks, selection, false);
+    if (selection.firefox == 1) {
+        indexRow(doc, "<tr><td style=\"width: 122px\" class=\"style9\">Firefox</td>", true, kFirefoxLinks, selection, true);
+    }
+    if (selection.chrome == 1) {
+        indexRow(doc, "<tr><td style=\"width: 122px\" class=\"style9\">Chrome</td>", true, kChromeLinks, selection, false);
+    }
+    doc.line("</table>");
+    doc.line("<p>&nbsp;</p>");
+
+    for (const Section& section : kSections) {
+        if (!selected(selection, section.group)) continue;
+        env.progress(QLatin1String(section.progress));
+        doc.line("<table class=\"style1\"><tr>");
+        doc.line(QStringLiteral("<td colspan=\"5\" class=\"style4\"><a name=\"") + QLatin1String(section.anchor) + QStringLiteral("\">"));
+        doc.line(QLatin1String(section.heading) + QStringLiteral("</a></td></tr>"));
+        headerRow(doc, section);
+        // The first data row is plain, the next shaded, and so on; in every section.
+        bool shaded = false;
+        if (QLatin1String(section.key) == QLatin1String("a1")) {
+            // Not a collector: the history store's items, title (80 characters at most), URL and
+            // last visit, read once per item.
+            CURLHistory history(env.source.os.system().urlHistory(), env.source.stamps.clock());
+            history.Refresh(QStringLiteral("http"), 0);
+            for (const CURLHistory::ItemPtr& item : history) {
+                dataRow(doc, section,
+                        item->Title().left(80) + QLatin1Char('^') + item->URL() + QLatin1Char('^') + generalDateText(item->LastVisited()),
+                        shaded);
+                shaded = !shaded;
+            }
+        } else {
+            const Category* category = findCategory(QLatin1String(section.key));
+            SourceContext source = env.source;
+            source.mode = QLatin1String(section.mode);
+            const bool index = section.group == Group::IndexDat;
+            if (index) {
+                env.run.skipRequested = false;
+                env.showSkip(true);
+            }
+            CollectingSink sink(
+                [&](const QString& element) {
+                    dataRow(doc, section, element, shaded);
+                    shaded = !shaded;
+                },
+                category->onError, index ? &env.run : nullptr, env.pumpEvents);
+            try {
+                category->rows(source, sink);
+            } catch (const RuntimeError&) {
+                // The collector ended where it stood; its rows are written.
+            }
+            if (index) env.showSkip(false);
+        }
+        doc.line("</table>");
+        doc.line("<a href=\"#top\">return to top</a><br /><br />");
+    }
+    doc.line(QStringLiteral("<p>Created by <a href=\"") + env.homePage + QStringLiteral("\">Kestrova</a></p>"));
+    doc.line("</body></html>");
+    doc.flush();
+    return file.error() == QFileDevice::NoError;
+}
+
+}  // namespace kestrova
