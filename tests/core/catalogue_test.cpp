@@ -84,6 +84,26 @@ TEST(ResultList, StoresRowsCompactlyAndSortsCaseInsensitivelyKeepingTies) {
 namespace kestrova {
 namespace {
 
+TEST(ResultList, OneByteAndUtf16CellsOfAnyLengthKeepTheirTextAndSortTogether) {
+    ResultList list;
+    const QString escaped = QString("caf") + QChar(0xDCE9);  // a name byte that is not UTF-8
+    const QStringList texts{"abc", QString::fromUtf8("\xC3\xA9t\xC3\xA9"), QString::fromUtf8("\xE6\x97\xA5"), "", "x",
+                            escaped, QString::fromUtf8("B\xF0\x9F\x98\x80"), "ab"};
+    for (const QString& t : texts) list.addRow(QStringList{t, t + t});
+    list.addRowLatin1(QByteArrayView("\xFFnul\0tail", 9));
+    for (qsizetype i = 0; i < texts.size(); ++i) {
+        EXPECT_EQ(list.cell(static_cast<int>(i), 0), texts[i]);
+        EXPECT_EQ(list.cell(static_cast<int>(i), 1), texts[i] + texts[i]);
+    }
+    EXPECT_EQ(list.cell(8, 0), QString::fromLatin1("\xFFnul\0tail", 9));
+    EXPECT_EQ(list.textBytes(), size_t{(3 + 3 + 1 + 0 + 1 + 4 + 3 + 2) * 3 * 2 + 9 * 2});
+    // Case-insensitive across both forms: "ab" < "abc" < "B.." < "café.." < "x" < "été" < ...
+    const std::vector<uint32_t> order = list.sortedOrder(0);
+    QStringList sorted;
+    for (const uint32_t r : order) sorted << list.cell(static_cast<int>(r), 0);
+    EXPECT_EQ(sorted.mid(0, 5), (QStringList{"", "ab", "abc", QString::fromUtf8("B\xF0\x9F\x98\x80"), escaped}));
+}
+
 TEST(ResultList, CellsAroundChunkBoundariesAndLongerThanAChunkKeepTheirText) {
     ResultList list;
     const QString kilo(1000, QLatin1Char('k'));

@@ -41,7 +41,7 @@ protected:
     SourceContext reportContext(const QString& mode = QString()) { return session_->reportContext(mode); }
     QStringList rows() const {
         QStringList out;
-        for (int r = 0; r < session_->list.rowCount(); ++r) out.append(session_->list.cell(r, 0).toString());
+        for (int r = 0; r < session_->list.rowCount(); ++r) out.append(session_->list.cell(r, 0));
         return out;
     }
     QStringList run(const char* key) {

@@ -1,6 +1,7 @@
 #include "core/frame/result_list.h"
 
 #include <algorithm>
+#include <cstring>
 #include <numeric>
 
 namespace kestrova {
@@ -29,66 +30,79 @@ void ResultList::addColumn(const QString& text, int widthTwips) {
     changed();
 }
 
-char16_t* ResultList::reserveCell(uint32_t units) {
-    if (chunks_.empty() || chunks_.back().capacity - chunks_.back().used < units) {
-        const uint32_t capacity = std::max(units, kChunkUnits);
-        // Not zeroed: every unit is written before it is read.
-        chunks_.push_back({std::make_unique_for_overwrite<char16_t[]>(capacity), 0, capacity});
+char* ResultList::reserveCell(uint32_t units, bool wide) {
+    const uint32_t bytes = wide ? units * 2 : units;
+    const uint32_t padded = bytes + (bytes & 1u);
+    if (chunks_.empty() || chunks_.back().capacity - chunks_.back().used < padded) {
+        const uint32_t capacity = std::max(padded, kChunkBytes);
+        // Not zeroed: every byte is written before it is read.
+        chunks_.push_back({std::make_unique_for_overwrite<char[]>(capacity), 0, capacity});
     }
     Chunk& chunk = chunks_.back();
-    cellStart_.push_back(place(chunks_.size() - 1, chunk.used));
-    char16_t* at = chunk.text.get() + chunk.used;
-    chunk.used += units;
+    cellStart_.push_back((uint64_t{chunks_.size() - 1} << 32) | (wide ? kWide : 0) | (padded != bytes ? kPadded : 0) | chunk.used);
+    char* at = chunk.bytes.get() + chunk.used;
+    chunk.used += padded;
     textUnits_ += units;
     return at;
 }
 
+void ResultList::storeCell(QStringView text) {
+    const auto units = static_cast<uint32_t>(text.size());
+    const char16_t* from = reinterpret_cast<const char16_t*>(text.utf16());
+    bool narrow = true;
+    for (uint32_t i = 0; i < units && narrow; ++i) narrow = from[i] < 0x100;
+    char* into = reserveCell(units, !narrow);
+    if (narrow) {
+        for (uint32_t i = 0; i < units; ++i) into[i] = static_cast<char>(from[i]);
+    } else {
+        std::memcpy(into, from, units * sizeof(char16_t));
+    }
+}
+
 void ResultList::addRow(const QStringList& cells) {
     rowFirstCell_.push_back(static_cast<uint32_t>(cellStart_.size()));
-    for (const QString& cell : cells) {
-        const auto units = static_cast<uint32_t>(cell.size());
-        std::copy_n(reinterpret_cast<const char16_t*>(cell.utf16()), units, reserveCell(units));
-    }
-    if (cells.isEmpty()) reserveCell(0);
+    for (const QString& cell : cells) storeCell(cell);
+    if (cells.isEmpty()) reserveCell(0, false);
 }
 
 void ResultList::addRow(QStringView text) {
     rowFirstCell_.push_back(static_cast<uint32_t>(cellStart_.size()));
-    const auto units = static_cast<uint32_t>(text.size());
-    std::copy_n(reinterpret_cast<const char16_t*>(text.utf16()), units, reserveCell(units));
+    storeCell(text);
 }
 
 void ResultList::addRowLatin1(QByteArrayView bytes) {
     rowFirstCell_.push_back(static_cast<uint32_t>(cellStart_.size()));
     const auto units = static_cast<uint32_t>(bytes.size());
-    char16_t* into = reserveCell(units);
-    const auto* from = reinterpret_cast<const unsigned char*>(bytes.data());
-    for (uint32_t i = 0; i < units; ++i) into[i] = from[i];
+    std::memcpy(reserveCell(units, false), bytes.data(), units);
 }
 
-QStringView ResultList::cell(int row, int column) const {
+QAnyStringView ResultList::cellView(int row, int column) const {
     if (row < 0 || row >= rowCount() || column < 0) return {};
     const size_t first = rowFirstCell_[static_cast<size_t>(row)];
-    const size_t end = static_cast<size_t>(row) + 1 < rowFirstCell_.size()
-                           ? rowFirstCell_[static_cast<size_t>(row) + 1]
-                           : cellStart_.size();
+    const size_t end = static_cast<size_t>(row) + 1 < rowFirstCell_.size() ? rowFirstCell_[static_cast<size_t>(row) + 1]
+                                                                           : cellStart_.size();
     const size_t index = first + static_cast<size_t>(column);
     if (index >= end) return {};
     const uint64_t at = cellStart_[index];
     const size_t chunk = static_cast<size_t>(at >> 32);
-    const auto from = static_cast<uint32_t>(at);
+    const auto from = static_cast<uint32_t>(at & kOffset);
     // The cell ends where the next one starts in the same chunk, else where the chunk's text ends.
     uint32_t to = chunks_[chunk].used;
     if (index + 1 < cellStart_.size() && (cellStart_[index + 1] >> 32) == chunk) {
-        to = static_cast<uint32_t>(cellStart_[index + 1]);
+        to = static_cast<uint32_t>(cellStart_[index + 1] & kOffset);
     }
-    return QStringView(chunks_[chunk].text.get() + from, static_cast<qsizetype>(to - from));
+    const uint32_t bytes = to - from - ((at & kPadded) ? 1 : 0);
+    const char* text = chunks_[chunk].bytes.get() + from;
+    if (at & kWide) return QStringView(reinterpret_cast<const char16_t*>(text), static_cast<qsizetype>(bytes / 2));
+    return QLatin1StringView(text, static_cast<qsizetype>(bytes));
 }
+
+QString ResultList::cell(int row, int column) const { return cellView(row, column).toString(); }
 
 QStringList ResultList::row(int row) const {
     QStringList cells;
     for (int c = 0; c < static_cast<int>(std::max<size_t>(columns_.size(), 1)); ++c) {
-        cells.append(cell(row, c).toString());
+        cells.append(cell(row, c));
     }
     return cells;
 }
@@ -97,7 +111,8 @@ std::vector<uint32_t> ResultList::sortedOrder(int column, bool descending) const
     std::vector<uint32_t> order(static_cast<size_t>(rowCount()));
     std::iota(order.begin(), order.end(), 0u);
     std::stable_sort(order.begin(), order.end(), [&](uint32_t a, uint32_t b) {
-        const int c = cell(static_cast<int>(a), column).compare(cell(static_cast<int>(b), column), Qt::CaseInsensitive);
+        const int c = QAnyStringView::compare(cellView(static_cast<int>(a), column), cellView(static_cast<int>(b), column),
+                                              Qt::CaseInsensitive);
         return descending ? c > 0 : c < 0;
     });
     return order;

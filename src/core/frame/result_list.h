@@ -1,8 +1,10 @@
 // ResultList: the content of the main window's list: column headers with widths in twips, rows
-// of text cells and the two status-bar panels. Rows are stored compactly (all text in one
-// chunks, one offset per cell) because a category can hold a million rows.
+// of text cells and the two status-bar panels. Rows are stored compactly because a category can
+// hold a million rows: cell texts back to back in large chunks, one place per cell, and a cell
+// whose characters all lie below 256 (most URLs, paths, dates) one byte a character.
 #pragma once
 
+#include <QAnyStringView>
 #include <QString>
 #include <QStringList>
 #include <QStringView>
@@ -29,12 +31,15 @@ public:
     void addRow(const QStringList& cells);
     void addRow(QStringView text);
     void addRow(const QString& text) { addRow(QStringView(text)); }
-    // A one-cell row from bytes, one byte one character, widened straight into the storage.
+    // A one-cell row from bytes, one byte one character, stored as they are.
     void addRowLatin1(QByteArrayView bytes);
 
     const std::vector<Column>& columns() const { return columns_; }
     int rowCount() const { return static_cast<int>(rowFirstCell_.size()); }
-    QStringView cell(int row, int column) const;
+    // The text of a cell ("" beyond the row's cells).
+    QString cell(int row, int column) const;
+    // The same without a copy, valid until the list changes.
+    QAnyStringView cellView(int row, int column) const;
     QStringList row(int row) const;
 
     // The rows in the order a click on that column's header sorts them (case-insensitive,
@@ -60,11 +65,15 @@ public:
     // hidden), not per added row: views pick appended rows up when they next look.
     void setListener(std::function<void()> listener) { listener_ = std::move(listener); }
 
+    // The text shown, as UTF-16 would hold it (what the storage is measured against).
     size_t textBytes() const { return textUnits_ * sizeof(char16_t); }
 
 private:
-    // Room for a cell of that many units: the current chunk, or a new one.
-    char16_t* reserveCell(uint32_t units);
+    // Room for a cell of that many bytes: the current chunk, or a new one. A UTF-16 cell starts
+    // at an even offset; a one-byte cell of odd length is followed by a pad byte, so every cell
+    // starts aligned and its length is the distance to the next one less its pad.
+    char* reserveCell(uint32_t units, bool wide);
+    void storeCell(QStringView text);
     void changed() {
         if (listener_) listener_();
     }
@@ -73,13 +82,16 @@ private:
     // copies what is already stored and wastes at most the tail of the last chunk. A cell never
     // straddles two chunks; one longer than a chunk gets a chunk of its own.
     struct Chunk {
-        std::unique_ptr<char16_t[]> text;
+        std::unique_ptr<char[]> bytes;
         uint32_t used = 0;
         uint32_t capacity = 0;
     };
-    static constexpr uint32_t kChunkUnits = 1u << 20;  // 2 MiB of text
-    // A cell's place: chunk index in the high 32 bits, offset in it in the low 32 bits.
-    static uint64_t place(size_t chunk, uint32_t offset) { return (uint64_t{chunk} << 32) | offset; }
+    static constexpr uint32_t kChunkBytes = 2u << 20;
+    // A cell's place: chunk index in the high 32 bits; in the low ones the UTF-16 flag (bit 31),
+    // the pad flag (bit 30) and the byte offset in the chunk.
+    static constexpr uint64_t kWide = 1u << 31;
+    static constexpr uint64_t kPadded = 1u << 30;
+    static constexpr uint64_t kOffset = kPadded - 1;
 
     std::vector<Column> columns_;
     std::vector<Chunk> chunks_;

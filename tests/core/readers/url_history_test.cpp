@@ -131,7 +131,7 @@ TEST_F(UrlHistoryReader, RealHistoryGivesWhatMsiecfexportLists) {
     for (int i = 0; i < 15; ++i) {
         EXPECT_EQ("Visited: gold_administrator@" + urls[i], (*reference)[i].first);
         const QDateTime shown = QLocale(QLocale::English, QLocale::UnitedStates)
-                                    .toDateTime(session().list.cell(i, 2).toString(), "M/d/yyyy h:mm:ss AP");
+                                    .toDateTime(session().list.cell(i, 2), "M/d/yyyy h:mm:ss AP");
         EXPECT_EQ(shown.toString("MMM dd, yyyy HH:mm:ss"), (*reference)[i].second) << i;
     }
 }
