@@ -10,9 +10,9 @@
 #include <QTemporaryDir>
 #include <algorithm>
 #include <cstdio>
-#include <malloc.h>
 
 #include "browsers/browser_data.h"
+#include "bench_support.h"
 #include "core/app/session.h"
 #include "mksample/sample_system.h"
 #include "platform/clock/system_clock.h"
@@ -24,22 +24,6 @@ namespace {
 using namespace kestrova;
 
 constexpr int kScale = 1000000;
-
-class BenchHost : public ReaderHost {
-public:
-    void bug(const QString& text) override { std::fprintf(stderr, "bug: %s\n", qPrintable(text)); }
-};
-
-// Ends nothing: the benchmark must not end the machine's browsers.
-class QuietDesktop : public XdgDesktop {
-public:
-    void terminateProcesses(const QString&) override {}
-};
-
-size_t heapInUse() {
-    const struct mallinfo2 info = mallinfo2();
-    return info.uordblks + info.hblkhd;
-}
 
 double sqliteCli(const QString& database, const QString& query) {
     QElapsedTimer timer;
@@ -68,10 +52,10 @@ int main(int argc, char** argv) {
     const QString history = dir.filePath("Users/alice/AppData/Local/Google/Chrome/User Data/Default/History");
 
     VolumeSystem system(dir.path(), tools::kSampleUser);
-    QuietDesktop desktop;
+    bench::QuietDesktop desktop;
     SystemClock clock;
     const OsApi os(system, desktop);
-    BenchHost host;
+    bench::Host host;
     RunControl run;
 
     struct Case {
@@ -90,14 +74,14 @@ int main(int argc, char** argv) {
         size_t heap = 0, text = 0;
         for (int round = 0; round < 3; ++round) {
             reference = std::min(reference, sqliteCli(c.database, c.query));
-            const size_t before = heapInUse();
+            const size_t before = bench::heapInUse();
             Session session(os, clock, run, host);
             QElapsedTimer timer;
             timer.start();
             session.select(QLatin1String(c.key));
             reader = std::min(reader, timer.nsecsElapsed() / 1e9);
             rows = session.list.rowCount();
-            heap = heapInUse() - before;
+            heap = bench::heapInUse() - before;
             text = session.list.textBytes();
         }
         std::printf("%s: %d rows; sqlite3 command line %.3f s, reader %.3f s\n", c.key, rows, reference, reader);

@@ -16,6 +16,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include "bench_support.h"
 #include "core/app/session.h"
 #include "mksample/sample_system.h"
 #include "platform/clock/system_clock.h"
@@ -27,16 +28,6 @@ namespace {
 using namespace kestrova;
 
 constexpr qint64 kFileSize = qint64{512} << 20;
-
-class BenchHost : public ReaderHost {
-public:
-    explicit BenchHost(QString file) : file_(std::move(file)) {}
-    QString chooseIndexFile(const QString&) override { return file_; }
-    void bug(const QString& text) override { std::fprintf(stderr, "bug: %s\n", qPrintable(text)); }
-
-private:
-    QString file_;
-};
 
 // Records as a cache index lays them out: "URL ", a header, the location 0x68 bytes in.
 bool writeIndex(const QString& path) {
@@ -104,10 +95,10 @@ int main(int argc, char** argv) {
     tools::makeProfileFolders(dir.path(), tools::kSampleUser);
     tools::sampleUserHive().write(dir.filePath("Users/alice/NTUSER.DAT"));
     VolumeSystem system(dir.path(), tools::kSampleUser);
-    XdgDesktop desktop;
+    bench::QuietDesktop desktop;
     SystemClock clock;
     const OsApi os(system, desktop);
-    BenchHost host(index);
+    bench::Host host(index);
     RunControl run;
 
     int rows = 0;

@@ -8,9 +8,9 @@
 #include <QTemporaryDir>
 #include <algorithm>
 #include <cstdio>
-#include <malloc.h>
 
 #include "browsers/browser_data.h"
+#include "bench_support.h"
 #include "core/app/session.h"
 #include "core/report/html_report.h"
 #include "mksample/sample_system.h"
@@ -21,21 +21,6 @@
 namespace {
 
 using namespace kestrova;
-
-class BenchHost : public ReaderHost {
-public:
-    void bug(const QString& text) override { std::fprintf(stderr, "bug: %s\n", qPrintable(text)); }
-};
-
-class QuietDesktop : public XdgDesktop {
-public:
-    void terminateProcesses(const QString&) override {}
-};
-
-size_t heapInUse() {
-    const struct mallinfo2 info = mallinfo2();
-    return info.uordblks + info.hblkhd;
-}
 
 }  // namespace
 
@@ -50,10 +35,10 @@ int main(int argc, char** argv) {
         return 1;
     }
     VolumeSystem system(dir.path(), tools::kSampleUser);
-    QuietDesktop desktop;
+    bench::QuietDesktop desktop;
     SystemClock clock;
     const OsApi os(system, desktop);
-    BenchHost host;
+    bench::Host host;
     RunControl run;
     const Session session(os, clock, run, host);
     const ReportEnvironment env{session.reportContext(), run, QStringLiteral("https://www.kestrova.example/"),
@@ -64,12 +49,12 @@ int main(int argc, char** argv) {
     double writing = 1e9, reference = 1e9;
     long long grown = 0;
     for (int round = 0; round < 3; ++round) {
-        const size_t before = heapInUse();
+        const size_t before = bench::heapInUse();
         QElapsedTimer timer;
         timer.start();
         WriteHTML(report, ReportSelection{0, 0, 0, 1, 0}, env);
         writing = std::min(writing, timer.nsecsElapsed() / 1e9);
-        grown = static_cast<long long>(heapInUse()) - static_cast<long long>(before);
+        grown = static_cast<long long>(bench::heapInUse()) - static_cast<long long>(before);
 
         QFile in(report);
         in.open(QIODevice::ReadOnly);

@@ -19,8 +19,8 @@ void Session::run(const Category& category) {
     Findings& findings = os_.system().findings();
     findings.clear();
     const QString key = QLatin1String(category.key);
-    const FillSpec spec = category.fill();
-    ListFill fill(list, state, run_, host_, spec);
+    const FillSpec plan = category.fill();
+    ListFill fill(list, state, run_, host_, plan);
     fill.start();
     const SourceContext source{os_,   stamps_,    covert_, state.windowsVersionTag, state.listMode,
                                Side::List, &state.kept, findings};

@@ -3,8 +3,8 @@
 // whose columns differ, a link that leads out of the volume); the reader frame collects the notes
 // of one reader run and hands them to the front end, where --verbose prints them.
 //
-// The spec'd sentinels ("error440", empty lists) are still what readers see; findings only say
-// why, next to them.
+// The sentinels readers have always seen ("error440", empty lists) stay exactly where they are;
+// findings only say why, next to them.
 #pragma once
 
 #include <QString>

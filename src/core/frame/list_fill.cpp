@@ -2,20 +2,20 @@
 
 namespace kestrova {
 
-ListFill::ListFill(ResultList& list, AppState& state, RunControl& run, ReaderHost& host, const FillSpec& spec)
-    : RowSink(spec.onError), list_(list), state_(state), run_(run), host_(host), spec_(spec) {}
+ListFill::ListFill(ResultList& list, AppState& state, RunControl& run, ReaderHost& host, const FillSpec& plan)
+    : RowSink(plan.onError), list_(list), state_(state), run_(run), host_(host), plan_(plan) {}
 
 void ListFill::start() {
-    if (spec_.loadingHint) list_.setPanel1(QString::fromLatin1(spec_.loadingHint));
-    if (spec_.listMode) state_.listMode = QString::fromLatin1(spec_.listMode);
-    if (spec_.clearsStop) run_.stopRequested = false;
+    if (plan_.loadingHint) list_.setPanel1(QString::fromLatin1(plan_.loadingHint));
+    if (plan_.listMode) state_.listMode = QString::fromLatin1(plan_.listMode);
+    if (plan_.clearsStop) run_.stopRequested = false;
     list_.clearRows();
     list_.clearColumns();
-    for (const ColumnSpec& column : spec_.columns) {
+    for (const ColumnSpec& column : plan_.columns) {
         list_.addColumn(QString::fromLatin1(column.text), column.widthTwips);
     }
     list_.setVisible(false);
-    if (spec_.showsStopButton) host_.showStopButton(true);
+    if (plan_.showsStopButton) host_.showStopButton(true);
     sincePump_.start();
 }
 
@@ -76,9 +76,9 @@ void ListFill::finish() {
     list_.setVisible(true);
     // A reader that ended before its rows (the index.dat chooser cancelled) stops there: the
     // Cancel button it showed stays, as it always did, until it is clicked.
-    if (spec_.showsStopButton && !countUnwritten_) host_.showStopButton(false);
-    if (spec_.hint) list_.setPanel1(QString::fromLatin1(spec_.hint));
-    if (spec_.writesCount && !countUnwritten_) list_.showCount();
+    if (plan_.showsStopButton && !countUnwritten_) host_.showStopButton(false);
+    if (plan_.hint) list_.setPanel1(QString::fromLatin1(plan_.hint));
+    if (plan_.writesCount && !countUnwritten_) list_.showCount();
 }
 
 }  // namespace kestrova

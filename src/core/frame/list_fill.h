@@ -41,7 +41,7 @@ public:
     // How often window events run while rows stream in.
     static constexpr int kPumpIntervalMs = 30;
 
-    ListFill(ResultList& list, AppState& state, RunControl& run, ReaderHost& host, const FillSpec& spec);
+    ListFill(ResultList& list, AppState& state, RunControl& run, ReaderHost& host, const FillSpec& plan);
 
     void start();
     bool add(const QStringList& cells) override;
@@ -78,7 +78,7 @@ private:
     AppState& state_;
     RunControl& run_;
     ReaderHost& host_;
-    const FillSpec& spec_;
+    const FillSpec& plan_;
     QElapsedTimer sincePump_;
     bool progressShown_ = false;
     bool progressPending_ = false;

@@ -11,37 +11,6 @@ QString webkitText(const SourceContext& src, const QString& microseconds) {
     return generalDateText(src.stamps.WebKitMicrosecondsToLocalDate(leadingNumber(microseconds)));
 }
 
-// The readers that count: a progress window with "Records:" and its cancel, which ends the loop.
-template <typename Row>
-void countedRows(const SourceContext& src, RowSink& sink, const DatabaseQuery& query, const QString& countSql, Row row) {
-    if (query.path.isEmpty()) return;
-    MSQLite sql = sqliteFor(src);
-    if (sql.LoadEngine(QString()) != sqlitecode::Ok || sql.DbOpen(query.path, &sql.db) != sqlitecode::Ok) {
-        sql.DbClose(sql.db);
-        sql.ShutdownEngine();
-        return;
-    }
-    sink.showProgress(sql.CountRows(countSql));
-    sink.clearStop();
-    if (sql.DbPrepare(sql.db, query.sql, 0, &sql.statement) == sqlitecode::Ok) {
-        qint64 rows = 0;
-        bool goOn = true;
-        while (goOn && sql.DbStep(sql.statement) == sqlitecode::Row) {
-            sink.step([&] {
-                goOn = sink.add(row(sql));
-                ++rows;
-                sink.setProgress(static_cast<int>(rows), "Records:", rows);
-            });
-        }
-    } else {
-        sql.NoteSchema(QStringLiteral("database ") + query.path, query.table, query.columns);
-    }
-    sink.closeProgress();
-    sql.DbFinalize(sql.statement);
-    sql.DbClose(sql.db);
-    sql.ShutdownEngine();
-}
-
 template <typename Row>
 void plainRows(const SourceContext& src, RowSink& sink, const DatabaseQuery& query, Row row) {
     MSQLite sql = sqliteFor(src);

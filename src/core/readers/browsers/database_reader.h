@@ -28,6 +28,12 @@ struct DatabaseQuery {
 template <typename Rows>
 void readDatabase(MSQLite& sql, const DatabaseQuery& query, Rows rows);
 
+// The readers that count (Firefox and Chrome cookies, Chrome's URL history): the counting query
+// gives the progress window's maximum, StopRequested is cleared, every row advances "Records:"
+// and a stop ends the loop. Each row is one step under the category's failure policy.
+template <typename Row>
+void countedRows(const SourceContext& src, RowSink& sink, const DatabaseQuery& query, const QString& countSql, Row row);
+
 // The first Firefox profile folder (no trailing "\"), "" with no profile: the profiles folder's
 // subfolders by the folder test, first in the order the file system lists them.
 QString FirefoxProfileFolder(const SourceContext& src);
@@ -56,6 +62,36 @@ void readDatabase(MSQLite& sql, const DatabaseQuery& query, Rows rows) {
     } else {
         sql.NoteSchema(QStringLiteral("database ") + query.path, query.table, query.columns);
     }
+    sql.DbFinalize(sql.statement);
+    sql.DbClose(sql.db);
+    sql.ShutdownEngine();
+}
+
+template <typename Row>
+void countedRows(const SourceContext& src, RowSink& sink, const DatabaseQuery& query, const QString& countSql, Row row) {
+    if (query.path.isEmpty()) return;
+    MSQLite sql = sqliteFor(src);
+    if (sql.LoadEngine(QString()) != sqlitecode::Ok || sql.DbOpen(query.path, &sql.db) != sqlitecode::Ok) {
+        sql.DbClose(sql.db);
+        sql.ShutdownEngine();
+        return;
+    }
+    sink.showProgress(sql.CountRows(countSql));
+    sink.clearStop();
+    if (sql.DbPrepare(sql.db, query.sql, 0, &sql.statement) == sqlitecode::Ok) {
+        qint64 rows = 0;
+        bool goOn = true;
+        while (goOn && sql.DbStep(sql.statement) == sqlitecode::Row) {
+            sink.step([&] {
+                goOn = sink.add(row(sql));
+                ++rows;
+                sink.setProgress(static_cast<int>(rows), "Records:", rows);
+            });
+        }
+    } else {
+        sql.NoteSchema(QStringLiteral("database ") + query.path, query.table, query.columns);
+    }
+    sink.closeProgress();
     sql.DbFinalize(sql.statement);
     sql.DbClose(sql.db);
     sql.ShutdownEngine();

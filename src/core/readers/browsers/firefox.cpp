@@ -87,38 +87,15 @@ void firefoxHistoryRows(const SourceContext& src, RowSink& sink) {
 }
 
 void firefoxCookieRows(const SourceContext& src, RowSink& sink) {
-    MSQLite sql = sqliteFor(src);
-    const DatabaseQuery query{profileFile(src, "\\cookies.sqlite"),
-                              QStringLiteral("SELECT host, name,creationtime,lastaccessed FROM moz_cookies"),
-                              QStringLiteral("moz_cookies"),
-                              {"host", "name", "creationtime", "lastaccessed"}};
-    if (query.path.isEmpty()) return;
-    if (sql.LoadEngine(QString()) != sqlitecode::Ok || sql.DbOpen(query.path, &sql.db) != sqlitecode::Ok) {
-        sql.DbClose(sql.db);
-        sql.ShutdownEngine();
-        return;
-    }
-    sink.showProgress(sql.CountRows(QStringLiteral("select count(*) from moz_cookies")));
-    sink.clearStop();
-    if (sql.DbPrepare(sql.db, query.sql, 0, &sql.statement) == sqlitecode::Ok) {
-        qint64 rows = 0;
-        bool goOn = true;
-        while (goOn && sql.DbStep(sql.statement) == sqlitecode::Row) {
-            sink.step([&] {
-                const QString created = src.covert.PRTimeToText(numberText(sql.ColumnText(sql.statement, 2)));
-                const QString accessed = src.covert.PRTimeToText(numberText(sql.ColumnText(sql.statement, 3)));
-                goOn = sink.add(QStringList{sql.ColumnText(sql.statement, 0), sql.ColumnText(sql.statement, 1), created, accessed});
-                ++rows;
-                sink.setProgress(static_cast<int>(rows), "Records:", rows);
-            });
-        }
-    } else {
-        sql.NoteSchema(QStringLiteral("database ") + query.path, query.table, query.columns);
-    }
-    sink.closeProgress();
-    sql.DbFinalize(sql.statement);
-    sql.DbClose(sql.db);
-    sql.ShutdownEngine();
+    countedRows(src, sink,
+                {profileFile(src, "\\cookies.sqlite"), QStringLiteral("SELECT host, name,creationtime,lastaccessed FROM moz_cookies"),
+                 QStringLiteral("moz_cookies"), {"host", "name", "creationtime", "lastaccessed"}},
+                QStringLiteral("select count(*) from moz_cookies"), [&](MSQLite& db) {
+                    // Each time is turned into a number and back into text first.
+                    return QStringList{db.ColumnText(db.statement, 0), db.ColumnText(db.statement, 1),
+                                       src.covert.PRTimeToText(numberText(db.ColumnText(db.statement, 2))),
+                                       src.covert.PRTimeToText(numberText(db.ColumnText(db.statement, 3)))};
+                });
 }
 
 void firefoxDownloadRows(const SourceContext& src, RowSink& sink) {
