@@ -1,4 +1,8 @@
 // The clock conversions with their kept quirks, at pinned clocks: table-driven.
+#include <QRandomGenerator>
+#include <array>
+#include <cmath>
+#include <iomanip>
 #include <gtest/gtest.h>
 
 #include "core/common/runtime_error.h"
@@ -159,6 +163,32 @@ TEST(ParseDateText, AmbiguousDatesFollowTheLocaleAndTwoDigitYearsPivotAt30) {
     for (const char* bad : {"", "unknown value", "yesterday", "2026-13-40", "31/31/2026"}) {
         EXPECT_FALSE(parseDateText(bad, QLocale("en_GB")).isValid()) << bad;
     }
+}
+
+TEST(CalendarWalk, TheTableOfYearStartsStopsWhereTheYearByYearWalkStops) {
+    QRandomGenerator rng(1601);
+    int compared = 0;
+    for (int i = 0; i < 1000000; ++i) {
+        const int start = i % 2 ? 1970 : 1601;
+        // Whole and fractional seconds, and the edges of years (a leap year's last day).
+        double s = rng.bounded(40000000000.0);
+        if (i % 5 == 0) s = std::floor(s);
+        if (i % 7 == 0) {
+            double probe = 0;
+            int year = start;
+            for (int k = 0; k < rng.bounded(300); ++k, ++year) probe += ModTimeStamp::IsLeapYear(static_cast<int16_t>(year)) ? 31622400.0 : 31536000.0;
+            s = probe + std::array{-86400.0, -1.0, 0.0, 0.5, 31535999.0, 31536000.0, 31622399.0}[static_cast<size_t>(rng.bounded(7))];
+            if (s < 0) continue;
+        }
+        double a = s, b = s;
+        int yearA = start, yearB = start;
+        ModTimeStamp::walkForward(a, yearA);
+        if (!ModTimeStamp::walkForwardByTable(b, yearB)) continue;
+        ASSERT_EQ(yearA, yearB) << std::setprecision(17) << s << " from " << start;
+        ASSERT_EQ(a, b) << std::setprecision(17) << s << " from " << start;
+        ++compared;
+    }
+    EXPECT_GT(compared, 900000);
 }
 
 }  // namespace

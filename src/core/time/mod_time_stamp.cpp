@@ -1,5 +1,7 @@
 #include "core/time/mod_time_stamp.h"
 
+#include <algorithm>
+#include <array>
 #include <cmath>
 #include <limits>
 
@@ -62,31 +64,74 @@ float ModTimeStamp::LocalTimeOffsetHours() const {
     return static_cast<float>(hours + minutes / 60.0);
 }
 
+void ModTimeStamp::walkForward(double& s, int& year) {
+    while (s >= kFourCenturies + kLeapYear) {
+        s -= kFourCenturies;
+        year += 400;
+    }
+    checkedYear(year);
+    while (s >= kCommonYear) {
+        if (IsLeapYear(checkedYear(year))) {
+            // Short of a full leap year: step back a year and let the day count run to 366,
+            // which makes 31 December of a leap year roll over into 1 January. Intended.
+            if (s < kLeapYear) {
+                year = year - 1;
+                break;
+            }
+            s -= kLeapYear;
+        } else {
+            s -= kCommonYear;
+        }
+        year = year + 1;
+    }
+}
+
+namespace {
+
+constexpr int kTableFirst = 1601;
+constexpr int kTableLast = 3001;
+
+// Seconds from 1 January 1601 to 1 January of each year of the table; exact in a double.
+const std::array<double, kTableLast - kTableFirst + 1>& yearStarts() {
+    static const auto starts = [] {
+        std::array<double, kTableLast - kTableFirst + 1> t{};
+        for (int y = kTableFirst; y < kTableLast; ++y) {
+            t[static_cast<size_t>(y - kTableFirst + 1)] =
+                t[static_cast<size_t>(y - kTableFirst)] + (ModTimeStamp::IsLeapYear(static_cast<int16_t>(y)) ? kLeapYear : kCommonYear);
+        }
+        return t;
+    }();
+    return starts;
+}
+
+}  // namespace
+
+bool ModTimeStamp::walkForwardByTable(double& s, int& year) {
+    // The walk leaves a year behind exactly when what remains is at least that year's length,
+    // so it stops at the last year whose start lies within s of the start year's: found in the
+    // table of year starts. What remains is s less a whole number of seconds, as the walk's own
+    // subtractions leave it, and a leap year left short of its length steps back a year, as the
+    // walk does.
+    if (year < kTableFirst || year >= kTableLast) return false;
+    const auto& starts = yearStarts();
+    const auto from = starts.begin() + (year - kTableFirst);
+    const double base = *from;
+    const auto past = std::upper_bound(from, starts.end(), s, [base](double value, double start) { return value < start - base; });
+    if (past == starts.end()) return false;
+    const auto at = past - 1;
+    const int reached = kTableFirst + static_cast<int>(at - starts.begin());
+    s -= *at - base;
+    year = IsLeapYear(static_cast<int16_t>(reached)) && s >= kCommonYear ? reached - 1 : reached;
+    return true;
+}
+
 DateValue ModTimeStamp::walkFromYear(double seconds, int startYear) const {
     if (!std::isfinite(seconds)) throw RuntimeError("Overflow");
     double s = seconds + (86400.0 / 24.0) * static_cast<double>(LocalTimeOffsetHours());
     int year = startYear;
     int leap = 0;
     if (s >= 0) {
-        while (s >= kFourCenturies + kLeapYear) {
-            s -= kFourCenturies;
-            year += 400;
-        }
-        checkedYear(year);
-        while (s >= kCommonYear) {
-            if (IsLeapYear(checkedYear(year))) {
-                // Short of a full leap year: step back a year and let the day count run to 366,
-                // which makes 31 December of a leap year roll over into 1 January. Intended.
-                if (s < kLeapYear) {
-                    year = year - 1;
-                    break;
-                }
-                s -= kLeapYear;
-            } else {
-                s -= kCommonYear;
-            }
-            year = year + 1;
-        }
+        if (!walkForwardByTable(s, year)) walkForward(s, year);
         leap = IsLeapYear(checkedYear(year)) ? 1 : 0;
     } else {
         // Backwards the remainder is counted from the end of the year reached, starting with

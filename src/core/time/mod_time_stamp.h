@@ -27,6 +27,13 @@ public:
     DateValue UnixSecondsToLocalDate(double seconds) const;
     DateValue WebKitMicrosecondsToLocalDate(double microseconds) const;
     static QString TrimAtNull(const QString& text);
+
+    // The forward year walk: whole years taken from s while it holds at least the year's length
+    // (31 December of a leap year stepping back a year). walkForwardByTable finds the same year
+    // and remainder through a table of year starts (1601 to 3000), false beyond it; both are
+    // here so that a test can hold them against each other.
+    static void walkForward(double& s, int& year);
+    static bool walkForwardByTable(double& s, int& year);
     const Clock& clock() const { return clock_; }
 
 private:
