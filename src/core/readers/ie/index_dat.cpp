@@ -2,6 +2,11 @@
 
 #include <algorithm>
 #include <array>
+#include <condition_variable>
+#include <deque>
+#include <mutex>
+#include <optional>
+#include <thread>
 #include <cstring>
 #include <limits>
 #if defined(__x86_64__)
@@ -89,17 +94,96 @@ std::unique_ptr<QIODevice> openForScan(const SourceContext& src, const QString& 
 
 }  // namespace
 
+namespace {
+
+// Reads the file's windows (a block and the lookahead behind it) on a thread of its own, a few
+// ahead of the scan, so the file is read while the reader's thread scans and adds rows. Only
+// this thread touches the file while it runs; the rows stay on the reader's thread.
+class BlockReader {
+public:
+    struct Window {
+        qint64 base = 0;
+        qint64 held = 0;
+        QByteArray bytes;
+        bool ok = true;
+    };
+
+    BlockReader(QIODevice& file, qint64 lastProbe) : file_(file), lastProbe_(lastProbe), size_(file.size()) {
+        thread_ = std::thread([this] { run(); });
+    }
+    ~BlockReader() {
+        {
+            const std::lock_guard lock(mutex_);
+            stopped_ = true;
+        }
+        changed_.notify_all();
+        thread_.join();
+    }
+    // The next window in file order; nullopt after the last one.
+    std::optional<Window> next() {
+        std::unique_lock lock(mutex_);
+        changed_.wait(lock, [this] { return !ready_.empty() || done_; });
+        if (ready_.empty()) return std::nullopt;
+        Window window = std::move(ready_.front());
+        ready_.pop_front();
+        changed_.notify_all();
+        return window;
+    }
+
+private:
+    static constexpr size_t kAhead = 2;
+
+    void run() {
+        for (qint64 base = 0; base <= lastProbe_; base += kBlock) {
+            {
+                std::unique_lock lock(mutex_);
+                changed_.wait(lock, [this] { return ready_.size() < kAhead || stopped_; });
+                if (stopped_) break;
+            }
+            Window window;
+            window.base = base;
+            window.held = std::min(kBlock + kLookahead, size_ - base);
+            window.bytes = QByteArray(window.held, Qt::Uninitialized);
+            window.ok = readFully(file_, base, window.bytes.data(), window.held);
+            const bool ok = window.ok;
+            {
+                const std::lock_guard lock(mutex_);
+                ready_.push_back(std::move(window));
+            }
+            changed_.notify_all();
+            if (!ok) break;
+        }
+        const std::lock_guard lock(mutex_);
+        done_ = true;
+        changed_.notify_all();
+    }
+
+    QIODevice& file_;
+    const qint64 lastProbe_;
+    const qint64 size_;
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    std::deque<Window> ready_;
+    bool stopped_ = false;
+    bool done_ = false;
+    std::thread thread_;
+};
+
+}  // namespace
+
 bool scanForUrls(QIODevice& file, const std::function<bool(QByteArrayView, qint64)>& onHit,
                  const std::function<bool(qint64)>& poll) {
     const qint64 size = file.size();
     const qint64 lastProbe = size - kProbe;  // the last 0-based position whose 7 bytes fit
-    QByteArray buffer(kBlock + kLookahead, Qt::Uninitialized);
+    if (lastProbe < 0) return true;
     std::array<char, kField> padded{};
-    for (qint64 base = 0; base <= lastProbe; base += kBlock) {
+    BlockReader reader(file, lastProbe);
+    while (const std::optional<BlockReader::Window> window = reader.next()) {
+        if (!window->ok) return false;
+        const qint64 base = window->base;
+        const qint64 held = window->held;
         if (!poll(base + 1)) return true;
-        const qint64 held = std::min(kBlock + kLookahead, size - base);
-        if (!readFully(file, base, buffer.data(), held)) return false;
-        const char* data = buffer.constData();
+        const char* data = window->bytes.constData();
         const qint64 last = std::min(kBlock - 1, lastProbe - base);  // relative, inclusive
         for (qint64 from = 0; from <= last;) {
             const qint64 found = findUrl(data + from, last - from);
