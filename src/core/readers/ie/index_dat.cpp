@@ -7,6 +7,7 @@
 #include <mutex>
 #include <optional>
 #include <thread>
+#include <vector>
 #include <cstring>
 #include <limits>
 #if defined(__x86_64__)
@@ -119,6 +120,11 @@ public:
         changed_.notify_all();
         thread_.join();
     }
+    // Hands a window's buffer back for the next read: a few buffers serve the whole file.
+    void recycle(QByteArray&& bytes) {
+        const std::lock_guard lock(mutex_);
+        free_.push_back(std::move(bytes));
+    }
     // The next window in file order; nullopt after the last one.
     std::optional<Window> next() {
         std::unique_lock lock(mutex_);
@@ -143,7 +149,14 @@ private:
             Window window;
             window.base = base;
             window.held = std::min(kBlock + kLookahead, size_ - base);
-            window.bytes = QByteArray(window.held, Qt::Uninitialized);
+            {
+                const std::lock_guard lock(mutex_);
+                if (!free_.empty()) {
+                    window.bytes = std::move(free_.back());
+                    free_.pop_back();
+                }
+            }
+            if (window.bytes.size() < window.held) window.bytes = QByteArray(kBlock + kLookahead, Qt::Uninitialized);
             window.ok = readFully(file_, base, window.bytes.data(), window.held);
             const bool ok = window.ok;
             {
@@ -164,6 +177,7 @@ private:
     std::mutex mutex_;
     std::condition_variable changed_;
     std::deque<Window> ready_;
+    std::vector<QByteArray> free_;
     bool stopped_ = false;
     bool done_ = false;
     std::thread thread_;
@@ -178,8 +192,14 @@ bool scanForUrls(QIODevice& file, const std::function<bool(QByteArrayView, qint6
     if (lastProbe < 0) return true;
     std::array<char, kField> padded{};
     BlockReader reader(file, lastProbe);
-    while (const std::optional<BlockReader::Window> window = reader.next()) {
+    while (std::optional<BlockReader::Window> window = reader.next()) {
         if (!window->ok) return false;
+        // The buffer goes back to the reader once this window is scanned, whichever way it ends.
+        struct Recycle {
+            BlockReader& reader;
+            QByteArray& bytes;
+            ~Recycle() { reader.recycle(std::move(bytes)); }
+        } recycle{reader, window->bytes};
         const qint64 base = window->base;
         const qint64 held = window->held;
         if (!poll(base + 1)) return true;
