@@ -75,20 +75,27 @@ VolumeSystem::VolumeSystem(const QString& root, const QString& user) : volume_(r
     readRecords();
 }
 
+std::optional<QString> VolumeSystem::readableFileOrWhy(const QString& windowsPath, const QString& label,
+                                                      std::optional<Finding>* why) const {
+    // Sources read once and kept (hives, the history) keep their reason to say it again at every
+    // reader that asks for them; the system's own findings are a reader run's.
+    Findings local;
+    const auto file = WindowsVolume(volume_.root(), &local).readableFile(windowsPath, label);
+    if (!file) {
+        *why = local.all().empty() ? Finding{FindingKind::Absent, label + QLatin1Char(' ') + windowsPath, QString()}
+                                   : local.all().front();
+    }
+    return file;
+}
+
 HiveSlot VolumeSystem::openHive(const QString& windowsPath, const QString& label) {
     HiveSlot slot;
     const QString what = label + QLatin1Char(' ') + windowsPath;
-    findings_.clear();
-    if (const auto local = volume_.readableFile(windowsPath, label)) {
+    if (const auto local = readableFileOrWhy(windowsPath, label, &slot.problem)) {
         QString problem;
         slot.file = HiveFile::open(*local, &problem);
         if (!slot.file) slot.problem = Finding{FindingKind::Damaged, what, QStringLiteral("not a registry hive (%1)").arg(problem)};
-    } else if (!findings_.all().empty()) {
-        slot.problem = findings_.all().front();
-    } else {
-        slot.problem = Finding{FindingKind::Absent, what, QString()};
     }
-    findings_.clear();
     notes_.append(slot.problem ? slot.problem->text() : what);
     return slot;
 }
@@ -104,17 +111,13 @@ UrlHistoryStore& VolumeSystem::urlHistory() const {
     const QString label = QStringLiteral("URL history");
     std::vector<StatUrl> records;
     std::optional<Finding> problem;
-    Findings local;
-    const WindowsVolume quiet(volume_.root(), &local);
-    if (const auto file = quiet.readableFile(path, label)) {
+    if (const auto file = readableFileOrWhy(path, label, &problem)) {
         QString why;
         if (auto read = readHistoryFile(*file, &why)) {
             records = std::move(*read);
         } else {
             problem = Finding{FindingKind::Damaged, label + QLatin1Char(' ') + path, why};
         }
-    } else if (!local.all().empty()) {
-        problem = local.all().front();
     }
     history_ = std::make_unique<HistoryFileStore>(std::move(records), problem, &findings_);
     return *history_;

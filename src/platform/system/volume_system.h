@@ -53,6 +53,9 @@ public:
 
 private:
     HiveSlot openHive(const QString& windowsPath, const QString& label);
+    // The local path of a readable regular file, or nullopt with the reason in *why.
+    std::optional<QString> readableFileOrWhy(const QString& windowsPath, const QString& label,
+                                             std::optional<Finding>* why) const;
     void readRecords();
 
     mutable Findings findings_;  // declared first: the volume and the registry note into it

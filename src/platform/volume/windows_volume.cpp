@@ -9,10 +9,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <dirent.h>
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/xattr.h>
-#include <unistd.h>
 
 namespace kestrova {
 namespace {
@@ -114,8 +112,7 @@ std::optional<QString> WindowsVolume::resolve(const QString& windowsPath) const 
     return std::nullopt;
 }
 
-std::optional<QString> WindowsVolume::readableFile(const QString& windowsPath, const QString& label) const {
-    const QString what = label + QLatin1Char(' ') + windowsPath;
+std::optional<QString> WindowsVolume::locateFile(const QString& windowsPath, const QString& what) const {
     QString local;
     switch (locate(windowsPath, &local)) {
         case Outcome::Missing:
@@ -125,32 +122,23 @@ std::optional<QString> WindowsVolume::readableFile(const QString& windowsPath, c
             note(FindingKind::NotFollowed, what, QStringLiteral("it leads out of the volume"));
             return std::nullopt;
         case Outcome::Found:
-            break;
+            return local;
     }
-    // The type is checked before anything opens the file, and the probe opens it without
-    // blocking, so a named pipe or a device never holds the program.
-    struct stat st {};
-    if (::stat(bytes(local).constData(), &st) != 0) {
-        note(FindingKind::Unreadable, what, systemError());
-        return std::nullopt;
-    }
-    if (!S_ISREG(st.st_mode)) {
-        note(FindingKind::Unreadable, what, QStringLiteral("not a regular file"));
-        return std::nullopt;
-    }
-    const int fd = ::open(bytes(local).constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-    if (fd < 0) {
-        note(FindingKind::Unreadable, what, systemError());
-        return std::nullopt;
-    }
-    ::close(fd);
+    return std::nullopt;
+}
+
+std::optional<QString> WindowsVolume::readableFile(const QString& windowsPath, const QString& label) const {
+    const QString what = label + QLatin1Char(' ') + windowsPath;
+    const auto local = locateFile(windowsPath, what);
+    // Probed the way every file is opened: without blocking, and kept only if regular.
+    if (!local || !openRegularFile(*local, what, findings_)) return std::nullopt;
     return local;
 }
 
 std::unique_ptr<QIODevice> WindowsVolume::openFile(const QString& windowsPath, const QString& label) const {
-    const auto local = readableFile(windowsPath, label);
-    if (!local) return nullptr;
-    return openRegularFile(*local, label + QLatin1Char(' ') + windowsPath, findings_);
+    const QString what = label + QLatin1Char(' ') + windowsPath;
+    const auto local = locateFile(windowsPath, what);
+    return local ? openRegularFile(*local, what, findings_) : nullptr;
 }
 
 std::vector<DirEntry> WindowsVolume::list(const QString& windowsFolder) const {

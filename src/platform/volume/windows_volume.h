@@ -43,6 +43,9 @@ public:
 private:
     enum class Outcome { Found, Missing, Outside };
     Outcome locate(const QString& windowsPath, QString* local) const;
+    // The local path of a name inside the volume; nullopt, noted under `what`, when it is missing
+    // or leads out of the volume.
+    std::optional<QString> locateFile(const QString& windowsPath, const QString& what) const;
     void note(FindingKind kind, const QString& what, const QString& why = QString()) const {
         if (findings_) findings_->note(kind, what, why);
     }

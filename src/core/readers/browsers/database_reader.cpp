@@ -8,6 +8,19 @@ MSQLite sqliteFor(const SourceContext& src) {
     return MSQLite(src.os.system().sqliteEngine(), src.os.desktop().programFolder(), &src.findings);
 }
 
+bool openDatabase(MSQLite& sql, const QString& path) {
+    if (sql.LoadEngine(QString()) == sqlitecode::Ok && sql.DbOpen(path, &sql.db) == sqlitecode::Ok) return true;
+    sql.DbClose(sql.db);
+    sql.ShutdownEngine();
+    return false;
+}
+
+void closeDatabase(MSQLite& sql) {
+    sql.DbFinalize(sql.statement);
+    sql.DbClose(sql.db);
+    sql.ShutdownEngine();
+}
+
 QString ListSubfolders(const SourceContext& src, const QString& folder) {
     QString list;
     for (const DirEntry& entry : src.os.system().listFolder(withBackslash(folder))) {

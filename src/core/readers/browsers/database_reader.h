@@ -21,6 +21,12 @@ struct DatabaseQuery {
     QStringList columns;
 };
 
+// The two ends of every reader: LoadEngine and DbOpen, and on a failure of either DbClose and
+// ShutdownEngine (false: the reader has nothing to read); then DbFinalize of the module statement,
+// DbClose and ShutdownEngine.
+bool openDatabase(MSQLite& sql, const QString& path);
+void closeDatabase(MSQLite& sql);
+
 // The common reader frame: nothing for an empty path or SQL; else LoadEngine (on failure
 // DbClose and ShutdownEngine), DbOpen (likewise), prepare the SQL into the module statement, run
 // the category's rows over it, then DbFinalize, DbClose, ShutdownEngine. A prepare that fails
@@ -52,30 +58,20 @@ QString withBlanks(QString text);
 template <typename Rows>
 void readDatabase(MSQLite& sql, const DatabaseQuery& query, Rows rows) {
     if (query.path.isEmpty() || query.sql.isEmpty()) return;
-    if (sql.LoadEngine(QString()) != sqlitecode::Ok || sql.DbOpen(query.path, &sql.db) != sqlitecode::Ok) {
-        sql.DbClose(sql.db);
-        sql.ShutdownEngine();
-        return;
-    }
+    if (!openDatabase(sql, query.path)) return;
     if (sql.DbPrepare(sql.db, query.sql, 0, &sql.statement) == sqlitecode::Ok) {
         rows();
     } else {
         sql.NoteSchema(QStringLiteral("database ") + query.path, query.table, query.columns);
     }
-    sql.DbFinalize(sql.statement);
-    sql.DbClose(sql.db);
-    sql.ShutdownEngine();
+    closeDatabase(sql);
 }
 
 template <typename Row>
 void countedRows(const SourceContext& src, RowSink& sink, const DatabaseQuery& query, const QString& countSql, Row row) {
     if (query.path.isEmpty()) return;
     MSQLite sql = sqliteFor(src);
-    if (sql.LoadEngine(QString()) != sqlitecode::Ok || sql.DbOpen(query.path, &sql.db) != sqlitecode::Ok) {
-        sql.DbClose(sql.db);
-        sql.ShutdownEngine();
-        return;
-    }
+    if (!openDatabase(sql, query.path)) return;
     sink.showProgress(sql.CountRows(countSql));
     sink.clearStop();
     if (sql.DbPrepare(sql.db, query.sql, 0, &sql.statement) == sqlitecode::Ok) {
@@ -92,9 +88,7 @@ void countedRows(const SourceContext& src, RowSink& sink, const DatabaseQuery& q
         sql.NoteSchema(QStringLiteral("database ") + query.path, query.table, query.columns);
     }
     sink.closeProgress();
-    sql.DbFinalize(sql.statement);
-    sql.DbClose(sql.db);
-    sql.ShutdownEngine();
+    closeDatabase(sql);
 }
 
 }  // namespace kestrova

@@ -33,11 +33,7 @@ void firefoxHistoryRows(const SourceContext& src, RowSink& sink, MSQLite& sql) {
     const DatabaseQuery query{profileFile(src, "\\places.sqlite"), kVisits, QStringLiteral("moz_historyvisits"),
                               {QStringLiteral("place_id")}};
     if (query.path.isEmpty()) return;
-    if (sql.LoadEngine(QString()) != sqlitecode::Ok || sql.DbOpen(query.path, &sql.db) != sqlitecode::Ok) {
-        sql.DbClose(sql.db);
-        sql.ShutdownEngine();
-        return;
-    }
+    if (!openDatabase(sql, query.path)) return;
     // The progress maximum is the last visit's place id, not a count of rows.
     const int maximum = sql.CountRows(kVisits);
     sink.showProgress(maximum);
@@ -76,9 +72,7 @@ void firefoxHistoryRows(const SourceContext& src, RowSink& sink, MSQLite& sql) {
     }
     sink.closeProgress();
     if (haveBound) sql.DbFinalize(bound);
-    sql.DbFinalize(sql.statement);
-    sql.DbClose(sql.db);
-    sql.ShutdownEngine();
+    closeDatabase(sql);
 }
 
 void firefoxHistoryRows(const SourceContext& src, RowSink& sink) {
