@@ -6,21 +6,15 @@
 #include <QHeaderView>
 #include <QTreeView>
 #include <cstdio>
-#include <malloc.h>
 #include <vector>
 
+#include "bench_support.h"
 #include "core/frame/result_list.h"
 #include "gui/result_list_model.h"
 
 namespace {
 
 constexpr int kRows = 1000000;
-
-// Heap in use, including the large blocks malloc hands out through mmap.
-size_t heapInUse() {
-    const struct mallinfo2 info = mallinfo2();
-    return info.uordblks + info.hblkhd;
-}
 
 QStringList rowTexts(int i) {
     return {QStringLiteral("http://www.site%1.example/path/page%2.html").arg(i % 9973).arg(i),
@@ -41,7 +35,7 @@ int main(int argc, char** argv) {
     const double generateMs = timer.nsecsElapsed() / 1e6;
 
     // Reference: a vector of QStrings holding the same cells.
-    size_t before = heapInUse();
+    size_t before = kestrova::bench::heapInUse();
     timer.restart();
     std::vector<QString> reference;
     reference.reserve(static_cast<size_t>(kRows) * 3);
@@ -49,12 +43,12 @@ int main(int argc, char** argv) {
         for (QString& cell : rowTexts(i)) reference.push_back(std::move(cell));
     }
     const double referenceMs = timer.nsecsElapsed() / 1e6;
-    const double referenceBytes = static_cast<double>(heapInUse() - before) / kRows;
+    const double referenceBytes = static_cast<double>(kestrova::bench::heapInUse() - before) / kRows;
     reference.clear();
     reference.shrink_to_fit();
 
     // The list itself, then the view over it.
-    before = heapInUse();
+    before = kestrova::bench::heapInUse();
     timer.restart();
     kestrova::ResultList list;
     list.addColumn("URL", 5000);
@@ -62,7 +56,7 @@ int main(int argc, char** argv) {
     list.addColumn("Last Visited", 2000);
     for (int i = 0; i < kRows; ++i) list.addRow(rowTexts(i));
     const double fillMs = timer.nsecsElapsed() / 1e6;
-    const double listBytes = static_cast<double>(heapInUse() - before) / kRows;
+    const double listBytes = static_cast<double>(kestrova::bench::heapInUse() - before) / kRows;
     const double textBytes = static_cast<double>(list.textBytes()) / kRows;
 
     timer.restart();

@@ -76,6 +76,16 @@ int categories(QTextStream& out, bool keysOnly) {
     return 0;
 }
 
+// False, with the reason on stderr after what was already written, when the chosen volume cannot
+// be read at all.
+bool sourceUsable(const Source& source, QTextStream& out) {
+    const auto problem = sourceProblem(source);
+    if (!problem) return true;
+    out.flush();
+    std::fprintf(stderr, "kestrova-cli: %s\n", qPrintable(*problem));
+    return false;
+}
+
 int rows(Environment& env, QTextStream& out, QStringList args, bool verbose, const QString& indexFile) {
     cli::Format format = cli::Format::Tsv;
     QStringList keys;
@@ -153,11 +163,7 @@ QString visible(QString text) { return text.replace(QChar(0), QStringLiteral("\\
 
 int info(Environment& env, QTextStream& out, bool verbose) {
     out << "profiles: " << VolumeSystem::profiles(env.source.root).join(QStringLiteral(", ")) << '\n';
-    if (const auto problem = sourceProblem(env.source)) {
-        out.flush();
-        std::fprintf(stderr, "kestrova-cli: %s\n", qPrintable(*problem));
-        return 1;
-    }
+    if (!sourceUsable(env.source, out)) return 1;
     const OsApi& os = *env.os;
     const auto version = env.system->versionRecord();
     out << "root: " << env.source.root << '\n'
@@ -211,19 +217,7 @@ int main(int argc, char** argv) {
     if (command == QLatin1String("categories")) return categories(out, rest.contains(QLatin1String("--keys")));
     auto env = Environment::create(root, user);
     if (command == QLatin1String("info")) return info(*env, out, verbose);
-    if (command == QLatin1String("report")) {
-        if (const auto problem = sourceProblem(env->source)) {
-            std::fprintf(stderr, "kestrova-cli: %s\n", qPrintable(*problem));
-            return 1;
-        }
-        return report(*env, rest, verbose);
-    }
-    if (command == QLatin1String("rows")) {
-        if (const auto problem = sourceProblem(env->source)) {
-            std::fprintf(stderr, "kestrova-cli: %s\n", qPrintable(*problem));
-            return 1;
-        }
-        return rows(*env, out, rest, verbose, indexFile);
-    }
+    if (command == QLatin1String("report")) return sourceUsable(env->source, out) ? report(*env, rest, verbose) : 1;
+    if (command == QLatin1String("rows")) return sourceUsable(env->source, out) ? rows(*env, out, rest, verbose, indexFile) : 1;
     return usage();
 }

@@ -36,6 +36,12 @@ inline constexpr uint32_t Archive = 32;
 struct DirEntry {
     QString name;
     uint32_t attributes = 0;
+
+    // "." and "..", which every listing carries and no reader lists.
+    bool isDotEntry() const { return name == QLatin1String(".") || name == QLatin1String(".."); }
+    // The folder test the listings have always made: a numeric range, not a bit test, so a folder
+    // that also carries the archive bit (48 and up) is taken for a file.
+    bool inFolderRange() const { return attributes >= 16 && attributes <= 31; }
 };
 
 class AnalysedSystem {

@@ -24,10 +24,10 @@ void closeDatabase(MSQLite& sql) {
 QString ListSubfolders(const SourceContext& src, const QString& folder) {
     QString list;
     for (const DirEntry& entry : src.os.system().listFolder(withBackslash(folder))) {
-        if (entry.name == QLatin1String(".") || entry.name == QLatin1String("..")) continue;
+        if (entry.isDotEntry()) continue;
         // A folder that also carries the archive bit, or any other attribute, is not counted:
         // the test has always been this exact one.
-        if ((entry.attributes >= 16 && entry.attributes <= 31) || entry.attributes == 8208) {
+        if (entry.inFolderRange() || entry.attributes == 8208) {
             list += entry.name + QLatin1Char(',');
         }
     }

@@ -6,17 +6,13 @@
 namespace kestrova {
 namespace {
 
-// A numeric range test, not a bit test: a folder that also carries the archive bit is taken for
-// a file. Kept as the cookie listing always tested.
-bool isFolder(const DirEntry& entry) { return entry.attributes >= 16 && entry.attributes <= 31; }
-
 template <typename Entry>
 void eachPass(const SourceContext& src, Entry entry) {
     QString folder = trimBlanks(src.os.GetShellFolder(QStringLiteral("Cookies"))).toString() + QLatin1Char('\\');
     if (src.kept) src.kept->cookies = folder;
     const auto pass = [&] {
         for (const DirEntry& e : src.os.system().listFolder(folder)) {
-            if (e.name == QLatin1String(".") || e.name == QLatin1String("..") || isFolder(e)) continue;
+            if (e.isDotEntry() || e.inFolderRange()) continue;
             entry(folder, e.name);
         }
     };

@@ -72,10 +72,7 @@ void recentDocumentRows(const SourceContext& src, RowSink& sink) {
     if (src.kept) src.kept->recent = folder;
     if (value == kError440 || value.isEmpty()) return;
     for (const DirEntry& entry : src.os.system().listFolder(folder)) {
-        if (entry.name == QLatin1String(".") || entry.name == QLatin1String("..")) continue;
-        // A numeric range test, not a bit test: a folder that also carries the archive bit (48 and
-        // up) passes as a file. Kept as the product has always listed.
-        if (entry.attributes >= 16 && entry.attributes <= 31) continue;
+        if (entry.isDotEntry() || entry.inFolderRange()) continue;
         if (entry.name == QLatin1String("index.dat")) continue;
         sink.add(folder + entry.name);
     }
