@@ -12,12 +12,8 @@
 #include <cstdio>
 
 #include "browsers/browser_data.h"
-#include "bench_support.h"
+#include "sample_volume.h"
 #include "core/app/session.h"
-#include "mksample/sample_system.h"
-#include "platform/clock/system_clock.h"
-#include "platform/desktop/xdg_desktop.h"
-#include "platform/system/volume_system.h"
 
 namespace {
 
@@ -39,9 +35,8 @@ double sqliteCli(const QString& database, const QString& query) {
 
 int main(int argc, char** argv) {
     QCoreApplication app(argc, argv);
-    QTemporaryDir dir;
-    tools::makeProfileFolders(dir.path(), tools::kSampleUser);
-    tools::sampleUserHive().write(dir.filePath("Users/alice/NTUSER.DAT"));
+    bench::SampleVolume volume;
+    const QTemporaryDir& dir = volume.dir;
     QString error;
     if (!tools::writeFirefoxProfile(dir.path(), tools::kSampleUser, {.scale = kScale}, &error) ||
         !tools::writeChromeProfile(dir.path(), tools::kSampleUser, {.scale = kScale}, &error)) {
@@ -51,12 +46,6 @@ int main(int argc, char** argv) {
     const QString places = dir.filePath("Users/alice/AppData/Roaming/Mozilla/Firefox/Profiles/x7k2m9qa.default/places.sqlite");
     const QString history = dir.filePath("Users/alice/AppData/Local/Google/Chrome/User Data/Default/History");
 
-    VolumeSystem system(dir.path(), tools::kSampleUser);
-    bench::QuietDesktop desktop;
-    SystemClock clock;
-    const OsApi os(system, desktop);
-    bench::Host host;
-    RunControl run;
 
     struct Case {
         const char* key;
@@ -75,7 +64,7 @@ int main(int argc, char** argv) {
         for (int round = 0; round < 3; ++round) {
             reference = std::min(reference, sqliteCli(c.database, c.query));
             const size_t before = bench::heapInUse();
-            Session session(os, clock, run, host);
+            Session session(volume.os, volume.clock, volume.run, volume.host);
             QElapsedTimer timer;
             timer.start();
             session.select(QLatin1String(c.key));

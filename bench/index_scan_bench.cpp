@@ -16,12 +16,8 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include "bench_support.h"
+#include "sample_volume.h"
 #include "core/app/session.h"
-#include "mksample/sample_system.h"
-#include "platform/clock/system_clock.h"
-#include "platform/desktop/xdg_desktop.h"
-#include "platform/system/volume_system.h"
 
 namespace {
 
@@ -86,20 +82,13 @@ double referenceRead(const QString& path) {
 
 int main(int argc, char** argv) {
     QCoreApplication app(argc, argv);
-    QTemporaryDir dir;
-    const QString index = dir.filePath("index.dat");
+    bench::SampleVolume volume;
+    const QString index = volume.dir.filePath("index.dat");
     if (!writeIndex(index)) {
         std::fprintf(stderr, "cannot write %s\n", qPrintable(index));
         return 1;
     }
-    tools::makeProfileFolders(dir.path(), tools::kSampleUser);
-    tools::sampleUserHive().write(dir.filePath("Users/alice/NTUSER.DAT"));
-    VolumeSystem system(dir.path(), tools::kSampleUser);
-    bench::QuietDesktop desktop;
-    SystemClock clock;
-    const OsApi os(system, desktop);
-    bench::Host host(index);
-    RunControl run;
+    bench::Host host(index);  // the scan is pointed at the generated index, not the profile's
 
     int rows = 0;
     const auto measure = [&](bool cold, double* reference, double* scan) {
@@ -108,7 +97,7 @@ int main(int argc, char** argv) {
             if (cold) evict(index);
             *reference = std::min(*reference, referenceRead(index));
             if (cold) evict(index);
-            Session session(os, clock, run, host);
+            Session session(volume.os, volume.clock, volume.run, host);
             QElapsedTimer timer;
             timer.start();
             session.select(QStringLiteral("a4"));

@@ -10,13 +10,9 @@
 #include <cstdio>
 
 #include "browsers/browser_data.h"
-#include "bench_support.h"
+#include "sample_volume.h"
 #include "core/app/session.h"
 #include "core/report/html_report.h"
-#include "mksample/sample_system.h"
-#include "platform/clock/system_clock.h"
-#include "platform/desktop/xdg_desktop.h"
-#include "platform/system/volume_system.h"
 
 namespace {
 
@@ -26,22 +22,15 @@ using namespace kestrova;
 
 int main(int argc, char** argv) {
     QCoreApplication app(argc, argv);
-    QTemporaryDir dir;
-    tools::makeProfileFolders(dir.path(), tools::kSampleUser);
-    tools::sampleUserHive().write(dir.filePath("Users/alice/NTUSER.DAT"));
+    bench::SampleVolume volume;
+    const QTemporaryDir& dir = volume.dir;
     QString error;
     if (!tools::writeChromeProfile(dir.path(), tools::kSampleUser, {.scale = 1000000}, &error)) {
         std::fprintf(stderr, "cannot write the databases: %s\n", qPrintable(error));
         return 1;
     }
-    VolumeSystem system(dir.path(), tools::kSampleUser);
-    bench::QuietDesktop desktop;
-    SystemClock clock;
-    const OsApi os(system, desktop);
-    bench::Host host;
-    RunControl run;
-    const Session session(os, clock, run, host);
-    const ReportEnvironment env{session.reportContext(), run, QStringLiteral("https://www.kestrova.example/"),
+    const Session session(volume.os, volume.clock, volume.run, volume.host);
+    const ReportEnvironment env{session.reportContext(), volume.run, QStringLiteral("https://www.kestrova.example/"),
                                 QStringLiteral("11/21/2026 10:00:00 AM"), [](const QString&) {}, [](bool) {}, {}};
     const QString report = dir.filePath("report.htm");
     const QString raw = dir.filePath("raw.htm");
