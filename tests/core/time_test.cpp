@@ -100,6 +100,17 @@ TEST(PRTimeToText, GivesTheGeneralDateOrNothing) {
     EXPECT_EQ(covert.PRTimeToText(QStringLiteral("1300000000123456")), "3/13/2011 2:06:40 AM");
 }
 
+TEST(LeadingNumber, ReadsTheNumberATextBeginsWith) {
+    const std::pair<const char*, double> cases[] = {
+        {"1300000000123456", 1300000000123456.0}, {"  42abc", 42}, {"+7", 7}, {"-2.5", -2.5}, {".5", 0.5},
+        {"5.", 5}, {"1e3x", 1000}, {"1E+2", 100}, {"2e", 2}, {"2e-", 2}, {"1.2.3", 1.2}, {"abc", 0}, {"", 0},
+        {"-", 0}, {"+", 0}, {".", 0}, {"--1", 0}, {"1e999", 0}, {"0x1A", 0},
+        // More digits than a short buffer holds still read whole.
+        {"0000000000000000000000000000000000000000000000000000000000000000000000000012", 12},
+    };
+    for (const auto& [text, value] : cases) EXPECT_DOUBLE_EQ(leadingNumber(QString::fromLatin1(text)), value) << text;
+}
+
 TEST(SystemLocaleClass, SortsLocalesIntoThreeClasses) {
     EXPECT_EQ(ModCovert::SystemLocaleClass(1041), "jan");
     for (uint32_t id : {2052u, 1028u, 1042u, 2066u, 3076u, 4100u}) {

@@ -1,6 +1,9 @@
 #include "core/sqlite/msqlite.h"
 
+#include <algorithm>
 #include <cmath>
+#include <cstring>
+#include <string>
 
 #include "core/time/mod_covert.h"
 
@@ -152,18 +155,29 @@ QString MSQLite::ColumnText(SqlHandle handle, int column) {
     if (!loaded_) return QString();
     const unsigned char* text = engine_.columnText(handle, column);
     if (!text) return QString();  // NULL
-    engine_.columnBytes(handle, column);
+    const int bytes = engine_.columnBytes(handle, column);
     // Up to the first zero byte, decoded by hand.
-    return DecodeUtf8(QByteArrayView(reinterpret_cast<const char*>(text)));
+    const char* chars = reinterpret_cast<const char*>(text);
+    return DecodeUtf8(QByteArrayView(chars, static_cast<qsizetype>(strnlen(chars, static_cast<size_t>(std::max(bytes, 0))))));
 }
 
 int MSQLite::CountRows(const QString& sql) {
     // The count statement is prepared into the module statement and not finalized before the
     // main query is prepared into the same handle; only the last statement is finalized.
-    double last = 0;
+    // Only the last row counts: each row's bytes are kept and the last ones decoded at the end
+    // (a history's counting query runs over every visit).
+    std::string lastText;
     if (DbPrepare(db, sql, 0, &statement) == sqlitecode::Ok) {
-        while (DbStep(statement) == sqlitecode::Row) last = leadingNumber(ColumnText(statement, 0));
+        while (DbStep(statement) == sqlitecode::Row) {
+            const unsigned char* text = engine_.columnText(statement, 0);
+            if (text) {
+                lastText.assign(reinterpret_cast<const char*>(text));
+            } else {
+                lastText.clear();
+            }
+        }
     }
+    const double last = leadingNumber(DecodeUtf8(QByteArrayView(lastText.data(), static_cast<qsizetype>(lastText.size()))));
     return std::isfinite(last) && std::fabs(last) < 2147483647.0 ? static_cast<int>(last) : 0;
 }
 

@@ -1,5 +1,7 @@
 #include "core/time/mod_covert.h"
 
+#include <charconv>
+#include <string>
 
 namespace kestrova {
 
@@ -10,7 +12,7 @@ double leadingNumber(const QString& text) {
     const qsizetype n = text.size();
     const auto at = [&](qsizetype k) { return k < n ? text[k].unicode() : u'\0'; };
     while (i < n && text[i].isSpace()) ++i;
-    const qsizetype start = i;
+    qsizetype start = i;
     if (at(i) == u'+' || at(i) == u'-') ++i;
     qsizetype digits = 0;
     while (at(i) >= u'0' && at(i) <= u'9') ++i, ++digits;
@@ -27,9 +29,21 @@ double leadingNumber(const QString& text) {
             i = e;
         }
     }
-    bool ok = false;
-    const double value = QStringView(text).mid(start, i - start).toDouble(&ok);
-    return ok ? value : 0.0;
+    // Everything between start and i is ASCII now; std::from_chars reads it without the
+    // locale machinery QString's conversion goes through (that was most of a history reader's time).
+    if (text[start] == u'+') ++start;
+    const qsizetype length = i - start;
+    char small[64];
+    std::string large;
+    char* chars = small;
+    if (length > qsizetype(sizeof small)) {
+        large.resize(static_cast<size_t>(length));
+        chars = large.data();
+    }
+    for (qsizetype k = 0; k < length; ++k) chars[k] = static_cast<char>(text[start + k].unicode());
+    double value = 0.0;
+    const auto [end, error] = std::from_chars(chars, chars + length, value);
+    return error == std::errc() && end == chars + length ? value : 0.0;
 }
 
 QString ModCovert::PRTimeToText(const QString& text) const {

@@ -1,6 +1,7 @@
 #include "platform/sqlite/linked_sqlite_engine.h"
 
 #include <QFile>
+#include <QFileDevice>
 #include <sqlite3.h>
 
 #include "core/common/text.h"
@@ -27,36 +28,64 @@ bool copyOut(const AnalysedSystem& system, const QString& windowsPath, const QSt
     return true;
 }
 
+// A connection is only ever used by the thread that opened it, one statement at a time, so the
+// library's per-call locking of the connection is not needed.
+constexpr int kOneThread = SQLITE_OPEN_NOMUTEX;
+
+// Opens the database behind an already opened file of the volume, immutable and read-only.
+int openInPlace(QIODevice& original, sqlite3** handle) {
+    auto* file = qobject_cast<QFileDevice*>(&original);
+    if (!file || file->handle() < 0) return SQLITE_CANTOPEN;
+    const QByteArray uri = "file:/proc/self/fd/" + QByteArray::number(file->handle()) + "?immutable=1";
+    return sqlite3_open_v2(uri.constData(), handle, SQLITE_OPEN_READONLY | SQLITE_OPEN_URI | kOneThread, nullptr);
+}
+
 }  // namespace
 
 LinkedSqliteEngine::~LinkedSqliteEngine() {
-    while (!copies_.empty()) close(copies_.begin()->first);
+    while (!opened_.empty()) close(opened_.begin()->first);
 }
 
 int LinkedSqliteEngine::initialize() { return sqlite3_initialize(); }
 
 int LinkedSqliteEngine::shutdown() {
     // The library stays usable for the next category: it is shut down only when nothing is open.
-    return copies_.empty() ? sqlite3_shutdown() : SQLITE_OK;
+    return opened_.empty() ? sqlite3_shutdown() : SQLITE_OK;
 }
 
 int LinkedSqliteEngine::open(const QByteArray& name, SqlHandle* db) {
     const QString path = QString::fromUtf8(name).section(QChar(0), 0, 0);
-    auto folder = std::make_unique<QTemporaryDir>(tempFolder_ + QStringLiteral("/kestrova-db-XXXXXX"));
-    const QString copy = folder->filePath(QStringLiteral("db"));
     const QString label = QStringLiteral("database");
     sqlite3* handle = nullptr;
-    int code;
-    if (!path.isEmpty() && folder->isValid() && copyOut(system_, path, label, copy, true)) {
-        copyOut(system_, path + QStringLiteral("-wal"), label, copy + QStringLiteral("-wal"), false);
-        copyOut(system_, path + QStringLiteral("-journal"), label, copy + QStringLiteral("-journal"), false);
-        code = sqlite3_open_v2(QFile::encodeName(copy).constData(), &handle, SQLITE_OPEN_READWRITE, nullptr);
-    } else {
-        folder.reset();
-        code = sqlite3_open_v2(":memory:", &handle, SQLITE_OPEN_READWRITE, nullptr);
+    int code = SQLITE_CANTOPEN;
+    Opened opened;
+    if (!path.isEmpty() && !system_.localPath(path + QStringLiteral("-wal")) &&
+        !system_.localPath(path + QStringLiteral("-journal")) && (opened.original = system_.openFile(path, label))) {
+        // Nothing beside the database to replay or roll back: the file alone is the whole
+        // database, read in place through the descriptor the volume layer checked (so the name
+        // cannot be swapped for a link meanwhile). Immutable and read-only: no lock, no journal,
+        // no -shm, not a byte written.
+        code = openInPlace(*opened.original, &handle);
+        if (code != SQLITE_OK) {
+            sqlite3_close(handle);
+            handle = nullptr;
+            opened.original.reset();
+        }
+    }
+    if (!handle) {
+        auto folder = std::make_unique<QTemporaryDir>(tempFolder_ + QStringLiteral("/kestrova-db-XXXXXX"));
+        const QString copy = folder->filePath(QStringLiteral("db"));
+        if (!path.isEmpty() && folder->isValid() && copyOut(system_, path, label, copy, true)) {
+            copyOut(system_, path + QStringLiteral("-wal"), label, copy + QStringLiteral("-wal"), false);
+            copyOut(system_, path + QStringLiteral("-journal"), label, copy + QStringLiteral("-journal"), false);
+            code = sqlite3_open_v2(QFile::encodeName(copy).constData(), &handle, SQLITE_OPEN_READWRITE | kOneThread, nullptr);
+            opened.copy = std::move(folder);
+        } else {
+            code = sqlite3_open_v2(":memory:", &handle, SQLITE_OPEN_READWRITE | kOneThread, nullptr);
+        }
     }
     *db = reinterpret_cast<SqlHandle>(handle);
-    if (handle) copies_[*db] = std::move(folder);
+    if (handle) opened_[*db] = std::move(opened);
     return code;
 }
 
@@ -65,7 +94,7 @@ int LinkedSqliteEngine::close(SqlHandle db) {
     // Statements a reader left behind are finalized, so that the copy can be closed and removed.
     while (sqlite3_stmt* left = sqlite3_next_stmt(asDb(db), nullptr)) sqlite3_finalize(left);
     const int code = sqlite3_close(asDb(db));
-    copies_.erase(db);  // removes the private copy
+    opened_.erase(db);  // removes the private copy, closes the original
     return code;
 }
 

@@ -2,14 +2,17 @@
 // codes pass through unchanged; the library needs no loading (the program folder's "kr3.dll" is
 // where a loadable engine would be looked for, and is not needed).
 //
-// Evidence stays untouched: a database of the examined volume is never opened in place. It is
-// copied, with the -wal and -journal files beside it, into a private temporary folder and opened
-// there read-write, so SQLite replays a write-ahead log or rolls back a hot journal on the copy,
-// exactly as it would on the original, and no lock, no -shm file and no checkpoint ever touches
-// the volume, writable or not. A name that is no file of the volume opens an empty in-memory
-// database, so the reader's prepare fails for want of its table, as it would.
+// Evidence stays untouched. A database with a -wal or -journal file beside it is copied, with
+// them, into a private temporary folder and opened there read-write, so SQLite replays the
+// write-ahead log or rolls back the hot journal on the copy, exactly as it would on the
+// original. A database with neither is the file alone: it is read in place, immutable and
+// read-only, which takes no lock and writes nothing. Either way no lock, no -shm file and no
+// checkpoint ever touches the volume, writable or not. A name that is no file of the volume
+// opens an empty in-memory database, so the reader's prepare fails for want of its table, as it
+// would.
 #pragma once
 
+#include <QIODevice>
 #include <QString>
 #include <QTemporaryDir>
 #include <map>
@@ -45,7 +48,12 @@ public:
 private:
     const AnalysedSystem& system_;
     QString tempFolder_;
-    std::map<SqlHandle, std::unique_ptr<QTemporaryDir>> copies_;
+    // What an open database stands on: the volume's file read in place, or a private copy.
+    struct Opened {
+        std::unique_ptr<QIODevice> original;
+        std::unique_ptr<QTemporaryDir> copy;
+    };
+    std::map<SqlHandle, Opened> opened_;
 };
 
 }  // namespace kestrova
