@@ -143,6 +143,24 @@ TEST(GeneralDateText, UsesShortDateAndLongTimeOfTheLocale) {
     EXPECT_FALSE(parseDateText(QStringLiteral("not a date")).isValid());
 }
 
+TEST(GeneralDateText, WritesWhatTheLocalesOwnFormattingWritesForEveryKindOfValue) {
+    // Held against Qt's own formatting of the same patterns; the values run through one day
+    // several times, jump between days and back (the per-day memory of the date part), cross
+    // midnight by rounding, and lie before the epoch.
+    const double values[] = {46000.25, 46000.75, 46001.25, 46000.5, 46000.0, 46000.999999999, 1.5, 0.0,
+                             -1.25, -700000.5, 2958465.99998843, 46000.25};
+    for (const char* name : {"C", "en_US", "en_GB", "de_DE", "fr_FR", "ja_JP"}) {
+        const QLocale locale((QString::fromLatin1(name)));
+        for (const double ole : values) {
+            const QDateTime dt = toDateTime(DateValue{ole});
+            QString expected = locale.toString(dt.date(), shortDateFormat(locale));
+            if (dt.time() != QTime(0, 0)) expected += ' ' + locale.toString(dt.time(), longTimeFormat(locale));
+            expected.replace(QChar(0x202F), ' ').replace(QChar(0x00A0), ' ');
+            EXPECT_EQ(generalDateText(DateValue{ole}, locale), expected) << name << " " << ole;
+        }
+    }
+}
+
 TEST(ParseDateText, ReadsEveryUnambiguousFormWhateverTheLocale) {
     const QDate day(2026, 11, 21);
     const char* const texts[] = {"2026-11-21", "21 Nov 2026", "21 November 2026", "Nov 21, 2026", "11/21/2026",

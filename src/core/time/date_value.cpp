@@ -1,6 +1,8 @@
 #include "core/time/date_value.h"
 
+#include <algorithm>
 #include <cmath>
+#include <limits>
 #include <vector>
 
 namespace kestrova {
@@ -96,20 +98,43 @@ std::vector<Token> compile(const QString& pattern) {
     return tokens;
 }
 
-void number(QString& out, int value, int width) {
-    char digits[12];
-    int n = 0;
-    unsigned v = static_cast<unsigned>(value < 0 ? -value : value);
-    do {
-        digits[n++] = static_cast<char>('0' + v % 10);
-        v /= 10;
-    } while (v);
-    if (value < 0) out += QLatin1Char('-');
-    for (int pad = n; pad < width; ++pad) out += QLatin1Char('0');
-    while (n) out += QLatin1Char(digits[--n]);
-}
+// The text of one date or time value is built in a buffer on the stack and turned into a QString
+// once: a history reader writes a million of them.
+class TextBuffer {
+public:
+    void append(char16_t c) {
+        if (size_ < kCapacity) data_[size_] = c;
+        ++size_;
+    }
+    void append(const QString& text) {
+        for (const QChar c : text) append(c.unicode());
+    }
+    void number(int value, int width) {
+        char16_t digits[12];
+        int n = 0;
+        unsigned v = static_cast<unsigned>(value < 0 ? -value : value);
+        do {
+            digits[n++] = static_cast<char16_t>(u'0' + v % 10);
+            v /= 10;
+        } while (v);
+        if (value < 0) append(u'-');
+        for (int pad = n; pad < width; ++pad) append(u'0');
+        while (n) append(digits[--n]);
+    }
+    // False when the text did not fit (a locale with very long month names): then the caller
+    // writes it again into a QString.
+    bool fits() const { return size_ <= kCapacity; }
+    QStringView view() const { return QStringView(data_, std::min(size_, kCapacity)); }
 
-// The two patterns of a locale, worked out once: conversions run per row.
+private:
+    static constexpr qsizetype kCapacity = 128;
+    char16_t data_[kCapacity];
+    qsizetype size_ = 0;
+};
+
+// The two patterns of a locale, worked out once: conversions run per row. Every piece of text
+// the patterns write (literal text, month names, AM/PM) has its no-break spaces made plain here,
+// so the written text needs no second pass.
 struct Patterns {
     QLocale locale;
     QString shortDate;
@@ -118,40 +143,80 @@ struct Patterns {
     std::vector<Token> time;
     QString am[2], pm[2];  // as the locale writes them, and upper-cased
     QStringList monthsShort, monthsLong;
+    bool dateNeedsTime = false;  // a date pattern with time fields cannot be kept per day
+    // The date part of the last day written, which the next row most often shares.
+    qint64 cachedDay = std::numeric_limits<qint64>::min();
+    QString cachedDate;
 };
 
-const Patterns& patternsOf(const QLocale& locale) {
-    static Patterns cached{QLocale::c(), {}, {}, {}, {}, {}, {}, {}, {}};  // filled on first use
+bool timeField(const Token& token) {
+    switch (token.kind) {
+        case Token::Hour12: case Token::Hour24: case Token::Minute: case Token::Second: case Token::AmPm: return true;
+        default: return false;
+    }
+}
+
+Patterns& patternsOf(const QLocale& locale) {
+    // One per thread, as the remembered day is written on every use.
+    static thread_local Patterns cached{QLocale::c(), {}, {}, {}, {}, {}, {}, {}, {}, false, 0, {}};  // filled on first use
     if (cached.shortDate.isEmpty() || cached.locale != locale) {
         QString date = locale.dateFormat(QLocale::ShortFormat);
         if (!date.contains(QLatin1String("yyyy"))) date.replace(QLatin1String("yy"), "yyyy");
         const QString time = plainSpaces(withoutZone(locale.timeFormat(QLocale::LongFormat)));
-        cached = Patterns{locale, date, time, compile(date), compile(time), {locale.amText(), locale.amText().toUpper()},
-                          {locale.pmText(), locale.pmText().toUpper()}, {}, {}};
-        for (int m = 1; m <= 12; ++m) {
-            cached.monthsShort << locale.monthName(m, QLocale::ShortFormat);
-            cached.monthsLong << locale.monthName(m, QLocale::LongFormat);
+        cached = Patterns{locale, date, time, compile(date), compile(time),
+                          {plainSpaces(locale.amText()), plainSpaces(locale.amText().toUpper())},
+                          {plainSpaces(locale.pmText()), plainSpaces(locale.pmText().toUpper())}, {}, {}, false,
+                          std::numeric_limits<qint64>::min(), {}};
+        for (std::vector<Token>* tokens : {&cached.date, &cached.time}) {
+            for (Token& token : *tokens) token.text = plainSpaces(token.text);
         }
+        for (int m = 1; m <= 12; ++m) {
+            cached.monthsShort << plainSpaces(locale.monthName(m, QLocale::ShortFormat));
+            cached.monthsLong << plainSpaces(locale.monthName(m, QLocale::LongFormat));
+        }
+        cached.dateNeedsTime = std::any_of(cached.date.begin(), cached.date.end(), timeField);
     }
     return cached;
 }
 
-void write(QString& out, const std::vector<Token>& tokens, const Patterns& p, const QDate& d, const QTime& t) {
+template <typename Out>
+void write(Out& out, const std::vector<Token>& tokens, const Patterns& p, const QDate& d, int hour, int minute, int second) {
     for (const Token& token : tokens) {
         switch (token.kind) {
-            case Token::Text: out += token.text; break;
-            case Token::Day: number(out, d.day(), token.width); break;
-            case Token::Month: number(out, d.month(), token.width); break;
-            case Token::MonthShort: out += p.monthsShort[d.month() - 1]; break;
-            case Token::MonthLong: out += p.monthsLong[d.month() - 1]; break;
-            case Token::Year2: number(out, d.year() % 100, 2); break;
-            case Token::Year4: number(out, d.year(), 4); break;
-            case Token::Hour12: number(out, t.hour() % 12 == 0 ? 12 : t.hour() % 12, token.width); break;
-            case Token::Hour24: number(out, t.hour(), token.width); break;
-            case Token::Minute: number(out, t.minute(), token.width); break;
-            case Token::Second: number(out, t.second(), token.width); break;
-            case Token::AmPm: out += (t.hour() < 12 ? p.am : p.pm)[token.width]; break;
+            case Token::Text: out.append(token.text); break;
+            case Token::Day: out.number(d.day(), token.width); break;
+            case Token::Month: out.number(d.month(), token.width); break;
+            case Token::MonthShort: out.append(p.monthsShort[d.month() - 1]); break;
+            case Token::MonthLong: out.append(p.monthsLong[d.month() - 1]); break;
+            case Token::Year2: out.number(d.year() % 100, 2); break;
+            case Token::Year4: out.number(d.year(), 4); break;
+            case Token::Hour12: out.number(hour % 12 == 0 ? 12 : hour % 12, token.width); break;
+            case Token::Hour24: out.number(hour, token.width); break;
+            case Token::Minute: out.number(minute, token.width); break;
+            case Token::Second: out.number(second, token.width); break;
+            case Token::AmPm: out.append((hour < 12 ? p.am : p.pm)[token.width]); break;
         }
+    }
+}
+
+// The QString twin of TextBuffer, for a text too long for the buffer.
+struct StringOut {
+    QString text;
+    void append(char16_t c) { text.append(QChar(c)); }
+    void append(const QString& piece) { text.append(piece); }
+    void number(int value, int width) {
+        TextBuffer digits;
+        digits.number(value, width);
+        text.append(digits.view());
+    }
+};
+
+template <typename Out>
+void writeGeneral(Out& out, const Patterns& p, const QDate& d, int hour, int minute, int second) {
+    write(out, p.date, p, d, hour, minute, second);
+    if (hour != 0 || minute != 0 || second != 0) {
+        out.append(u' ');
+        write(out, p.time, p, d, hour, minute, second);
     }
 }
 
@@ -164,16 +229,50 @@ QString shortDateText(const QDate& date, const QLocale& locale) {
 }
 
 QString generalDateText(DateValue value, const QLocale& locale) {
-    const QDateTime dt = toDateTime(value);
-    const Patterns& patterns = patternsOf(locale);
-    QString text;
-    text.reserve(24);
-    write(text, patterns.date, patterns, dt.date(), dt.time());
-    if (dt.time() != QTime(0, 0)) {
-        text += QLatin1Char(' ');
-        write(text, patterns.time, patterns, dt.date(), dt.time());
+    Patterns& patterns = patternsOf(locale);
+    const double days = std::trunc(value.ole);
+    if (!std::isfinite(value.ole) || std::fabs(days) > 1e8) {
+        // Far outside any calendar the readers produce: through QDateTime, whatever it makes of it.
+        const QDateTime dt = toDateTime(value);
+        StringOut out;
+        writeGeneral(out, patterns, dt.date(), dt.time().hour(), dt.time().minute(), dt.time().second());
+        return out.text;
     }
-    return plainSpaces(text);
+    // As toDateTime reads it: whole days from the epoch, then the fraction's seconds counted
+    // forward from midnight (a fraction that rounds to a whole day is the next midnight).
+    qint64 day = static_cast<qint64>(days);
+    qint64 seconds = std::llround(std::fabs(value.ole - days) * 86400.0);
+    day += seconds / 86400;
+    seconds %= 86400;
+    const int hour = static_cast<int>(seconds / 3600), minute = static_cast<int>(seconds / 60 % 60),
+              second = static_cast<int>(seconds % 60);
+    const QDate date = kOleEpoch.addDays(day);
+    TextBuffer out;
+    if (patterns.dateNeedsTime) {
+        write(out, patterns.date, patterns, date, hour, minute, second);
+    } else {
+        if (day != patterns.cachedDay) {
+            TextBuffer dateText;
+            write(dateText, patterns.date, patterns, date, 0, 0, 0);
+            if (dateText.fits()) {
+                patterns.cachedDay = day;
+                patterns.cachedDate = dateText.view().toString();
+            }
+        }
+        if (day == patterns.cachedDay) {
+            out.append(patterns.cachedDate);
+        } else {
+            write(out, patterns.date, patterns, date, hour, minute, second);
+        }
+    }
+    if (hour != 0 || minute != 0 || second != 0) {
+        out.append(u' ');
+        write(out, patterns.time, patterns, date, hour, minute, second);
+    }
+    if (out.fits()) return out.view().toString();
+    StringOut longText;
+    writeGeneral(longText, patterns, date, hour, minute, second);
+    return longText.text;
 }
 
 QDate parseDateText(const QString& text, const QLocale& locale) {
