@@ -5,6 +5,7 @@
 
 #include <QStringList>
 #include <functional>
+#include <type_traits>
 #include <utility>
 
 #include "core/frame/row_sink.h"
@@ -26,6 +27,21 @@ public:
         return !stopRequested();
     }
     using RowSink::add;
+    bool addViews(std::span<const QAnyStringView> cells) override {
+        QString row;
+        for (size_t i = 0; i < cells.size(); ++i) {
+            if (i) row += QLatin1Char('^');
+            cells[i].visit([&row](auto view) {
+                if constexpr (std::is_same_v<decltype(view), QUtf8StringView>) {
+                    row += view.toString();
+                } else {
+                    row += view;
+                }
+            });
+        }
+        emit_(row);
+        return !stopRequested();
+    }
     bool stopRequested() override {
         if (pump_) pump_();
         return skipRun_ && skipRun_->skipRequested;

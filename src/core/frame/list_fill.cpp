@@ -44,6 +44,11 @@ bool ListFill::addLatin1(QByteArrayView bytes) {
     return afterRow();
 }
 
+bool ListFill::addViews(std::span<const QAnyStringView> cells) {
+    list_.addRow(cells);
+    return afterRow();
+}
+
 bool ListFill::stopRequested() {
     pump();
     return run_.stopRequested;

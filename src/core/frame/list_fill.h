@@ -47,6 +47,7 @@ public:
     bool add(const QStringList& cells) override;
     bool add(const QString& text) override;
     bool addLatin1(QByteArrayView bytes) override;
+    bool addViews(std::span<const QAnyStringView> cells) override;
     bool stopRequested() override;
     void clearStop() override { run_.stopRequested = false; }
     void showProgress(int maximum) override;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <numeric>
+#include <type_traits>
 
 namespace kestrova {
 
@@ -57,6 +58,26 @@ void ResultList::storeCell(QStringView text) {
     } else {
         std::memcpy(into, from, units * sizeof(char16_t));
     }
+}
+
+void ResultList::storeAnyCell(QAnyStringView text) {
+    text.visit([this](auto view) {
+        using View = decltype(view);
+        if constexpr (std::is_same_v<View, QLatin1StringView>) {
+            const auto units = static_cast<uint32_t>(view.size());
+            std::memcpy(reserveCell(units, false), view.data(), units);
+        } else if constexpr (std::is_same_v<View, QStringView>) {
+            storeCell(view);
+        } else {
+            storeCell(QStringView(view.toString()));  // UTF-8: not what sources hand over, but exact
+        }
+    });
+}
+
+void ResultList::addRow(std::span<const QAnyStringView> cells) {
+    rowFirstCell_.push_back(static_cast<uint32_t>(cellStart_.size()));
+    for (const QAnyStringView& cell : cells) storeAnyCell(cell);
+    if (cells.empty()) reserveCell(0, false);
 }
 
 void ResultList::addRow(const QStringList& cells) {

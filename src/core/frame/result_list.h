@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <span>
 #include <vector>
 
 namespace kestrova {
@@ -31,6 +32,8 @@ public:
     void addRow(const QStringList& cells);
     void addRow(QStringView text);
     void addRow(const QString& text) { addRow(QStringView(text)); }
+    // A row of Latin-1 or UTF-16 views, copied in.
+    void addRow(std::span<const QAnyStringView> cells);
     // A one-cell row from bytes, one byte one character, stored as they are.
     void addRowLatin1(QByteArrayView bytes);
 
@@ -74,6 +77,7 @@ private:
     // starts aligned and its length is the distance to the next one less its pad.
     char* reserveCell(uint32_t units, bool wide);
     void storeCell(QStringView text);
+    void storeAnyCell(QAnyStringView text);
     void changed() {
         if (listener_) listener_();
     }

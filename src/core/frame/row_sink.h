@@ -8,8 +8,10 @@
 // SourceContext.
 #pragma once
 
+#include <QAnyStringView>
 #include <QString>
 #include <QStringList>
+#include <span>
 
 #include "core/common/findings.h"
 #include "core/common/runtime_error.h"
@@ -67,6 +69,15 @@ public:
     // long sources end their loop then, the others go on.
     virtual bool add(const QStringList& cells) = 0;
     virtual bool add(const QString& text) { return add(QStringList{text}); }
+    // The same row as views of text the source still holds (a database's column bytes, one
+    // byte one character, or decoded text): sinks that store text copy it once, without
+    // building a QString per cell. Latin-1 or UTF-16 views only.
+    virtual bool addViews(std::span<const QAnyStringView> cells) {
+        QStringList row;
+        row.reserve(static_cast<qsizetype>(cells.size()));
+        for (const QAnyStringView& cell : cells) row.append(cell.toString());
+        return add(row);
+    }
     // A one-cell row from bytes taken one byte one character (a fixed-size field of a file).
     virtual bool addLatin1(QByteArrayView bytes) { return add(QString::fromLatin1(bytes.data(), bytes.size())); }
     // The stop poll without a row: lets events run (rate-limited) and says whether to stop.

@@ -151,14 +151,29 @@ int MSQLite::DbBindText(SqlHandle handle, int index, const QString& text) {
 
 int MSQLite::ColumnBytes(SqlHandle handle, int column) { return loaded_ ? engine_.columnBytes(handle, column) : 0; }
 
-QString MSQLite::ColumnText(SqlHandle handle, int column) {
-    if (!loaded_) return QString();
+std::optional<QByteArrayView> MSQLite::columnUtf8(SqlHandle handle, int column) {
+    if (!loaded_) return std::nullopt;
     const unsigned char* text = engine_.columnText(handle, column);
-    if (!text) return QString();  // NULL
+    if (!text) return std::nullopt;  // NULL
     const int bytes = engine_.columnBytes(handle, column);
-    // Up to the first zero byte, decoded by hand.
+    // Up to the first zero byte.
     const char* chars = reinterpret_cast<const char*>(text);
-    return DecodeUtf8(QByteArrayView(chars, static_cast<qsizetype>(strnlen(chars, static_cast<size_t>(std::max(bytes, 0))))));
+    return QByteArrayView(chars, static_cast<qsizetype>(strnlen(chars, static_cast<size_t>(std::max(bytes, 0)))));
+}
+
+QString MSQLite::ColumnText(SqlHandle handle, int column) {
+    const auto utf8 = columnUtf8(handle, column);
+    return utf8 ? DecodeUtf8(*utf8) : QString();
+}
+
+QAnyStringView MSQLite::ColumnView(SqlHandle handle, int column, QString& scratch) {
+    const auto utf8 = columnUtf8(handle, column);
+    if (!utf8) return QLatin1StringView();
+    if (std::all_of(utf8->begin(), utf8->end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; })) {
+        return QLatin1StringView(utf8->data(), utf8->size());
+    }
+    scratch = DecodeUtf8(*utf8);
+    return scratch;
 }
 
 int MSQLite::CountRows(const QString& sql) {

@@ -6,7 +6,9 @@
 // simply comes out empty.
 #pragma once
 
+#include <QAnyStringView>
 #include <QString>
+#include <optional>
 
 #include "core/common/findings.h"
 #include "core/sqlite/sqlite_engine.h"
@@ -43,6 +45,11 @@ public:
     int DbFinalize(SqlHandle statement);
     int ColumnBytes(SqlHandle statement, int column);
     QString ColumnText(SqlHandle statement, int column);
+    // The same text without a QString where it can be: all-ASCII bytes (most URLs, titles and
+    // numbers) are handed out as the engine's own bytes, one byte one character, which is what
+    // the decoder makes of them; other text is decoded into scratch. Valid until the statement
+    // steps again or scratch changes.
+    QAnyStringView ColumnView(SqlHandle statement, int column, QString& scratch);
     // For a lookup prepared once and run per key (the Firefox history's place lookup).
     int DbReset(SqlHandle statement);
     int DbBindText(SqlHandle statement, int index, const QString& text);
@@ -59,6 +66,9 @@ public:
     const QString& libraryPath() const { return libraryPath_; }
 
 private:
+    // A column's bytes up to the first zero byte; nullopt for NULL or an engine not loaded.
+    std::optional<QByteArrayView> columnUtf8(SqlHandle statement, int column);
+
     SqliteEngine& engine_;
     QString programFolder_;
     Findings* findings_;

@@ -52,6 +52,82 @@ TEST_F(Browsers, FirefoxCategoriesOnTheSampleProfile) {
     EXPECT_EQ(session().list.panel2(), "Total Records: 2");
 }
 
+// The history as the product has always read it: the visits, then one lookup per visit with its
+// place id spelled into the SQL, run directly on the file. Each row as url and title.
+QStringList lookupsOneByOne(const QString& file) {
+    QStringList rows;
+    sqlite3* db = nullptr;
+    if (sqlite3_open_v2(file.toUtf8().constData(), &db, SQLITE_OPEN_READONLY, nullptr) == SQLITE_OK) {
+        sqlite3_stmt* visits = nullptr;
+        sqlite3_prepare_v2(db, "SELECT  place_id FROM moz_historyvisits", -1, &visits, nullptr);
+        while (visits && sqlite3_step(visits) == SQLITE_ROW) {
+            const auto* place = reinterpret_cast<const char*>(sqlite3_column_text(visits, 0));
+            const QByteArray sql = QByteArray("SELECT  url,title,last_visit_date FROM moz_places where id='") + (place ? place : "") + "'";
+            sqlite3_stmt* lookup = nullptr;
+            if (sqlite3_prepare_v2(db, sql.constData(), -1, &lookup, nullptr) != SQLITE_OK) continue;
+            while (sqlite3_step(lookup) == SQLITE_ROW) {
+                const auto text = [&](int c) { return QString::fromUtf8(reinterpret_cast<const char*>(sqlite3_column_text(lookup, c))); };
+                rows << text(0) + "|" + text(1);
+            }
+            sqlite3_finalize(lookup);
+        }
+        sqlite3_finalize(visits);
+    }
+    sqlite3_close(db);
+    return rows;
+}
+
+TEST_F(Browsers, FirefoxHistoryListsWhatTheLookupsPerVisitFindInTheirOrderWhateverTheFile) {
+    volume_.userHive(tools::sampleUserHive());
+    const QString file = volume_.root() + "/" + kFirefox + "x.default/places.sqlite";
+    // Visits in the order of Firefox's covering index on place_id, a missing place, no place, a
+    // fraction, bytes that read as an id, and a text id that the spelled-out SQL turns into a
+    // condition every place meets. The second schema has no row id for places, and a place id
+    // twice: there the lookups run one by one.
+    const QString visits =
+        "CREATE INDEX moz_historyvisits_placedateindex ON moz_historyvisits (place_id, visit_date);"
+        "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 3000)"
+        " INSERT INTO moz_places (id, url, title, last_visit_date) SELECT i, 'https://site' || i || '.example/' || hex(randomblob(40)),"
+        "  'Title ' || i, 1300000000000000 + i FROM n;"
+        "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 3000)"
+        " INSERT INTO moz_historyvisits (place_id, visit_date, session) SELECT (i * 7919) % 3001, i, hex(randomblob(30)) FROM n;"
+        "INSERT INTO moz_historyvisits (place_id, visit_date) VALUES (99999, 1), (NULL, 2), (2.5, 3), (x'3132', 4),"
+        " ('0'' or id>''2990', 5), ('7', 6);";
+    const QString schemas[] = {
+        "CREATE TABLE moz_places (id INTEGER PRIMARY KEY, url LONGVARCHAR, title LONGVARCHAR, last_visit_date INTEGER);"
+        "CREATE TABLE moz_historyvisits (id INTEGER PRIMARY KEY, place_id INTEGER, visit_date INTEGER, session TEXT);",
+        "CREATE TABLE moz_places (id INTEGER, url LONGVARCHAR, title LONGVARCHAR, last_visit_date INTEGER);"
+        "CREATE TABLE moz_historyvisits (id INTEGER PRIMARY KEY, place_id INTEGER, visit_date INTEGER, session TEXT);"
+        "INSERT INTO moz_places VALUES (5, 'https://twice.example/', 'Twice', 0);",
+    };
+    for (const QString& schema : schemas) {
+        QFile::remove(file);
+        QString error;
+        ASSERT_TRUE(tools::writeDatabase(file, schema + visits, &error)) << error.toStdString();
+        QFile whole(file);
+        ASSERT_TRUE(whole.open(QIODevice::ReadOnly));
+        const QByteArray bytes = whole.readAll();
+        whole.close();
+        const QStringList expected = lookupsOneByOne(file);
+        ASSERT_GT(expected.size(), 3000);
+        EXPECT_TRUE(expected[0].startsWith("https://site1.example/")) << "visits in the index's order";
+        // Whole, cut short, and with a stretch of its pages overwritten.
+        QByteArray damaged = bytes;
+        damaged.replace(bytes.size() / 3, bytes.size() / 5, QByteArray(bytes.size() / 5, '\xA5'));
+        for (const QByteArray& content : {bytes, bytes.left(bytes.size() * 2 / 3), damaged}) {
+            volume_.file(kFirefox + "x.default/places.sqlite", content);
+            const QStringList reference = lookupsOneByOne(file);
+            open();
+            run("c1");
+            QStringList listed;
+            for (int row = 0; row < session().list.rowCount(); ++row) {
+                listed << session().list.cell(row, 0) + "|" + session().list.cell(row, 1);
+            }
+            EXPECT_EQ(listed, reference) << content.size();
+        }
+    }
+}
+
 TEST_F(Browsers, ChromeCategoriesOnTheSampleProfileAndChromeClosedForHistoryAndCookiesOnly) {
     sample();
     open();

@@ -33,8 +33,9 @@ void chromeHistoryRows(const SourceContext& src, RowSink& sink) {
                             : QStringLiteral("SELECT url,title, visit_count,last_visit_time FROM urls");
     countedRows(src, sink, {history(src), sql, QStringLiteral("urls"), {"url", "title", "visit_count", "last_visit_time", "hidden"}},
                 QStringLiteral("select count(*) from urls"), [&](MSQLite& db) {
-                    return QStringList{db.ColumnText(db.statement, 0), db.ColumnText(db.statement, 1),
-                                       db.ColumnText(db.statement, 2), webkitText(src, db.ColumnText(db.statement, 3))};
+                    ViewRow<4> row;
+                    row.column(db, db.statement, 0).column(db, db.statement, 1).column(db, db.statement, 2);
+                    return row.text(webkitText(src, db.ColumnText(db.statement, 3))).addTo(sink);
                 });
 }
 
@@ -45,9 +46,9 @@ void chromeCookieRows(const SourceContext& src, RowSink& sink) {
                  QStringLiteral("SELECT host_key,name,creation_utc,last_access_utc FROM cookies"), QStringLiteral("cookies"),
                  {"host_key", "name", "creation_utc", "last_access_utc"}},
                 QStringLiteral("select count(*) from cookies"), [&](MSQLite& db) {
-                    return QStringList{db.ColumnText(db.statement, 0), db.ColumnText(db.statement, 1),
-                                       webkitText(src, db.ColumnText(db.statement, 2)),
-                                       webkitText(src, db.ColumnText(db.statement, 3))};
+                    return sink.add(QStringList{db.ColumnText(db.statement, 0), db.ColumnText(db.statement, 1),
+                                                webkitText(src, db.ColumnText(db.statement, 2)),
+                                                webkitText(src, db.ColumnText(db.statement, 3))});
                 });
 }
 

@@ -3,6 +3,8 @@
 #pragma once
 
 #include <QStringList>
+#include <array>
+#include <span>
 
 #include "core/frame/row_sink.h"
 #include "core/sqlite/msqlite.h"
@@ -36,7 +38,8 @@ void readDatabase(MSQLite& sql, const DatabaseQuery& query, Rows rows);
 
 // The readers that count (Firefox and Chrome cookies, Chrome's URL history): the counting query
 // gives the progress window's maximum, StopRequested is cleared, every row advances "Records:"
-// and a stop ends the loop. Each row is one step under the category's failure policy.
+// and a stop ends the loop. Each row is one step under the category's failure policy: row(sql)
+// adds the statement's current row to the sink and returns what the sink answered.
 template <typename Row>
 void countedRows(const SourceContext& src, RowSink& sink, const DatabaseQuery& query, const QString& countSql, Row row);
 
@@ -54,6 +57,35 @@ QString ChromeProfileFolder(const SourceContext& src);
 QString numberText(const QString& text);
 // Every "%20" replaced by a blank (the input history and keyword readers).
 QString withBlanks(QString text);
+
+// One row of the statement handed to a sink as views (MSQLite::ColumnView): columns are taken
+// in order, texts a reader makes (a date) kept in the row itself. Neither copied nor moved, as
+// its cells may point into it.
+template <size_t N>
+class ViewRow {
+public:
+    ViewRow() = default;
+    ViewRow(const ViewRow&) = delete;
+    ViewRow& operator=(const ViewRow&) = delete;
+
+    ViewRow& column(MSQLite& sql, SqlHandle statement, int column) {
+        cells_.at(size_) = sql.ColumnView(statement, column, scratch_.at(size_));
+        ++size_;
+        return *this;
+    }
+    ViewRow& text(QString text) {
+        scratch_.at(size_) = std::move(text);
+        cells_.at(size_) = scratch_.at(size_);
+        ++size_;
+        return *this;
+    }
+    bool addTo(RowSink& sink) const { return sink.addViews(std::span(cells_.data(), size_)); }
+
+private:
+    std::array<QAnyStringView, N> cells_{};
+    std::array<QString, N> scratch_{};
+    size_t size_ = 0;
+};
 
 template <typename Rows>
 void readDatabase(MSQLite& sql, const DatabaseQuery& query, Rows rows) {
@@ -79,7 +111,7 @@ void countedRows(const SourceContext& src, RowSink& sink, const DatabaseQuery& q
         bool goOn = true;
         while (goOn && sql.DbStep(sql.statement) == sqlitecode::Row) {
             sink.step([&] {
-                goOn = sink.add(row(sql));
+                goOn = row(sql);
                 ++rows;
                 sink.setProgress(static_cast<int>(rows), "Records:", rows);
             });
