@@ -12,9 +12,7 @@ void ResultList::clearRows() {
     chunks_.shrink_to_fit();
     textUnits_ = 0;
     cellStart_.clear();
-    cellStart_.shrink_to_fit();
     rowFirstCell_.clear();
-    rowFirstCell_.shrink_to_fit();
     ++generation_;
     changed();
 }

@@ -16,6 +16,30 @@
 
 namespace kestrova {
 
+// An array that grows in blocks which never move, so that appending never copies what it holds
+// (a list of a million rows has four million cell places).
+template <typename T>
+class BlockArray {
+public:
+    void push_back(T value) {
+        if (size_ % kBlock == 0) blocks_.push_back(std::make_unique_for_overwrite<T[]>(kBlock));
+        blocks_.back()[size_ % kBlock] = value;
+        ++size_;
+    }
+    const T& operator[](size_t i) const { return blocks_[i / kBlock][i % kBlock]; }
+    size_t size() const { return size_; }
+    void clear() {
+        blocks_.clear();
+        blocks_.shrink_to_fit();
+        size_ = 0;
+    }
+
+private:
+    static constexpr size_t kBlock = 4096;
+    std::vector<std::unique_ptr<T[]>> blocks_;
+    size_t size_ = 0;
+};
+
 struct Column {
     QString text;
     int widthTwips = 0;
@@ -99,8 +123,8 @@ private:
 
     std::vector<Column> columns_;
     std::vector<Chunk> chunks_;
-    std::vector<uint64_t> cellStart_;     // place of each cell
-    std::vector<uint32_t> rowFirstCell_;  // index of each row's first cell in cellStart_
+    BlockArray<uint64_t> cellStart_;     // place of each cell
+    BlockArray<uint32_t> rowFirstCell_;  // index of each row's first cell in cellStart_
     size_t textUnits_ = 0;
     QString panel1_;
     QString panel2_;

@@ -18,11 +18,19 @@ struct CalendarRecord {
     int millisecond = 0;
 };
 
+// Both clocks read at one moment.
+struct ClockReading {
+    CalendarRecord local;
+    CalendarRecord utc;
+};
+
 class Clock {
 public:
     virtual ~Clock() = default;
     virtual CalendarRecord localNow() const = 0;
     virtual CalendarRecord utcNow() const = 0;
+    // What the zone offset compares, once per converted time: a clock may read both at once.
+    virtual ClockReading readBoth() const { return {localNow(), utcNow()}; }
     // The zone bias in force now (local minus UTC), which is what a FILETIME conversion applies
     // whatever the date being converted.
     virtual int64_t currentUtcOffsetSeconds() const = 0;

@@ -47,8 +47,7 @@ int32_t ModTimeStamp::WrapDifference(double a, double b, int32_t m) {
 }
 
 float ModTimeStamp::LocalTimeOffsetHours() const {
-    const CalendarRecord local = clock_.localNow();
-    const CalendarRecord utc = clock_.utcNow();
+    const auto [local, utc] = clock_.readBoth();
     // Only the day-of-month numbers are compared, never month or year: across a month boundary
     // the sign comes out wrong by 48 hours. Reports made so far depend on it; kept on purpose.
     int hours;

@@ -32,6 +32,12 @@ CalendarRecord SystemClock::utcNow() const {
     return fromTm(thisSecond(&ms).utc, ms);
 }
 
+ClockReading SystemClock::readBoth() const {
+    long ms = 0;
+    const Second& second = thisSecond(&ms);
+    return {fromTm(second.local, ms), fromTm(second.utc, ms)};
+}
+
 int64_t SystemClock::currentUtcOffsetSeconds() const { return thisSecond(nullptr).local.tm_gmtoff; }
 
 }  // namespace kestrova

@@ -13,6 +13,7 @@ class SystemClock : public Clock {
 public:
     CalendarRecord localNow() const override;
     CalendarRecord utcNow() const override;
+    ClockReading readBoth() const override;
     int64_t currentUtcOffsetSeconds() const override;
 
 private:
