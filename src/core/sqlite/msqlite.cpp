@@ -68,6 +68,15 @@ QString DecodeUtf8(QByteArrayView bytes) {
     return text;
 }
 
+QAnyStringView Utf8View(std::optional<QByteArrayView> bytes, QString& scratch) {
+    if (!bytes) return QLatin1StringView();
+    if (std::all_of(bytes->begin(), bytes->end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; })) {
+        return QLatin1StringView(bytes->data(), bytes->size());
+    }
+    scratch = DecodeUtf8(*bytes);
+    return scratch;
+}
+
 QString CanonicalizeFolder(const QString& folder) {
     const bool absolute = folder.startsWith(QLatin1Char('/'));
     const QChar separator = folder.contains(QLatin1Char('\\')) ? QLatin1Char('\\') : QLatin1Char('/');
@@ -151,7 +160,7 @@ int MSQLite::DbBindText(SqlHandle handle, int index, const QString& text) {
 
 int MSQLite::ColumnBytes(SqlHandle handle, int column) { return loaded_ ? engine_.columnBytes(handle, column) : 0; }
 
-std::optional<QByteArrayView> MSQLite::columnUtf8(SqlHandle handle, int column) {
+std::optional<QByteArrayView> MSQLite::ColumnUtf8(SqlHandle handle, int column) {
     if (!loaded_) return std::nullopt;
     const unsigned char* text = engine_.columnText(handle, column);
     if (!text) return std::nullopt;  // NULL
@@ -162,18 +171,12 @@ std::optional<QByteArrayView> MSQLite::columnUtf8(SqlHandle handle, int column) 
 }
 
 QString MSQLite::ColumnText(SqlHandle handle, int column) {
-    const auto utf8 = columnUtf8(handle, column);
+    const auto utf8 = ColumnUtf8(handle, column);
     return utf8 ? DecodeUtf8(*utf8) : QString();
 }
 
 QAnyStringView MSQLite::ColumnView(SqlHandle handle, int column, QString& scratch) {
-    const auto utf8 = columnUtf8(handle, column);
-    if (!utf8) return QLatin1StringView();
-    if (std::all_of(utf8->begin(), utf8->end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; })) {
-        return QLatin1StringView(utf8->data(), utf8->size());
-    }
-    scratch = DecodeUtf8(*utf8);
-    return scratch;
+    return Utf8View(ColumnUtf8(handle, column), scratch);
 }
 
 int MSQLite::CountRows(const QString& sql) {

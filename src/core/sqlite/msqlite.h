@@ -22,6 +22,9 @@ QByteArray ToUtf8(const QString& text);
 // byte is one character of the ANSI code page (Latin-1 here); a sequence cut by the end is "?";
 // characters above U+FFFF become surrogate pairs. It never fails.
 QString DecodeUtf8(QByteArrayView bytes);
+// Column bytes as a view of text: all-ASCII bytes as they are (one byte one character, which is
+// what DecodeUtf8 makes of them), other bytes decoded into scratch; empty for NULL.
+QAnyStringView Utf8View(std::optional<QByteArrayView> bytes, QString& scratch);
 // The folder canonicalised as the path API does: "." and ".." steps resolved, "\" kept.
 QString CanonicalizeFolder(const QString& folder);
 
@@ -65,10 +68,10 @@ public:
     // The library path of the last LoadEngine (tests look at it).
     const QString& libraryPath() const { return libraryPath_; }
 
-private:
     // A column's bytes up to the first zero byte; nullopt for NULL or an engine not loaded.
-    std::optional<QByteArrayView> columnUtf8(SqlHandle statement, int column);
+    std::optional<QByteArrayView> ColumnUtf8(SqlHandle statement, int column);
 
+private:
     SqliteEngine& engine_;
     QString programFolder_;
     Findings* findings_;

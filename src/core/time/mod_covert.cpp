@@ -5,13 +5,21 @@
 
 namespace kestrova {
 
-double leadingNumber(const QString& text) {
+namespace {
+
+// A character of any view as a UTF-16 code unit.
+char16_t unitAt(QStringView text, qsizetype k) { return text[k].unicode(); }
+char16_t unitAt(QLatin1StringView text, qsizetype k) { return static_cast<unsigned char>(text[k].toLatin1()); }
+char16_t unitAt(QUtf8StringView text, qsizetype k) { return static_cast<unsigned char>(text[k]); }  // no number has other bytes
+
+template <typename View>
+double leadingNumberOf(View text) {
     // Blanks, a sign, digits with at most one point, an exponent; parsed by hand, because it
     // runs on every time column of every row.
     qsizetype i = 0;
     const qsizetype n = text.size();
-    const auto at = [&](qsizetype k) { return k < n ? text[k].unicode() : u'\0'; };
-    while (i < n && text[i].isSpace()) ++i;
+    const auto at = [&](qsizetype k) { return k < n ? unitAt(text, k) : u'\0'; };
+    while (i < n && QChar(unitAt(text, i)).isSpace()) ++i;
     qsizetype start = i;
     if (at(i) == u'+' || at(i) == u'-') ++i;
     qsizetype digits = 0;
@@ -31,7 +39,7 @@ double leadingNumber(const QString& text) {
     }
     // Everything between start and i is ASCII now; std::from_chars reads it without the
     // locale machinery QString's conversion goes through (that was most of a history reader's time).
-    if (text[start] == u'+') ++start;
+    if (at(start) == u'+') ++start;
     const qsizetype length = i - start;
     char small[64];
     std::string large;
@@ -40,13 +48,19 @@ double leadingNumber(const QString& text) {
         large.resize(static_cast<size_t>(length));
         chars = large.data();
     }
-    for (qsizetype k = 0; k < length; ++k) chars[k] = static_cast<char>(text[start + k].unicode());
+    for (qsizetype k = 0; k < length; ++k) chars[k] = static_cast<char>(unitAt(text, start + k));
     double value = 0.0;
     const auto [end, error] = std::from_chars(chars, chars + length, value);
     return error == std::errc() && end == chars + length ? value : 0.0;
 }
 
-QString ModCovert::PRTimeToText(const QString& text) const {
+}  // namespace
+
+double leadingNumber(QAnyStringView text) {
+    return text.visit([](auto view) { return leadingNumberOf(view); });
+}
+
+QString ModCovert::PRTimeToText(QAnyStringView text) const {
     const double seconds = leadingNumber(text) / 1000000.0;
     if (seconds == 0) return QString();
     return generalDateText(stamps_.UnixSecondsToLocalDate(seconds));

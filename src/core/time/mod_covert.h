@@ -2,6 +2,7 @@
 // conversion by.
 #pragma once
 
+#include <QAnyStringView>
 #include <QString>
 #include <cstdint>
 
@@ -14,7 +15,7 @@ public:
     explicit ModCovert(const ModTimeStamp& stamps) : stamps_(stamps) {}
     // Decimal microseconds since 1970 UTC to the local general date text; "" for 0 or for text
     // that does not start with a number.
-    QString PRTimeToText(const QString& text) const;
+    QString PRTimeToText(QAnyStringView text) const;
     // "jan" for Japanese, "asia" for the Chinese and Korean locales, "en" for everything else.
     static QString SystemLocaleClass(uint32_t localeId);
 
@@ -24,6 +25,6 @@ private:
 
 // The numeric value of the number a text begins with, 0 when it begins with none (leading blanks
 // are passed over; a sign, a fraction and an exponent are read).
-double leadingNumber(const QString& text);
+double leadingNumber(QAnyStringView text);
 
 }  // namespace kestrova

@@ -7,7 +7,7 @@
 namespace kestrova {
 namespace {
 
-QString webkitText(const SourceContext& src, const QString& microseconds) {
+QString webkitText(const SourceContext& src, QAnyStringView microseconds) {
     return generalDateText(src.stamps.WebKitMicrosecondsToLocalDate(leadingNumber(microseconds)));
 }
 
@@ -32,10 +32,11 @@ void chromeHistoryRows(const SourceContext& src, RowSink& sink) {
                             ? QStringLiteral("SELECT url,title, visit_count,last_visit_time FROM urls where hidden<>1")
                             : QStringLiteral("SELECT url,title, visit_count,last_visit_time FROM urls");
     countedRows(src, sink, {history(src), sql, QStringLiteral("urls"), {"url", "title", "visit_count", "last_visit_time", "hidden"}},
-                QStringLiteral("select count(*) from urls"), [&](MSQLite& db) {
+                QStringLiteral("select count(*) from urls"), 4, [&](const RowReadAhead& rows) {
                     ViewRow<4> row;
-                    row.column(db, db.statement, 0).column(db, db.statement, 1).column(db, db.statement, 2);
-                    return row.text(webkitText(src, db.ColumnText(db.statement, 3))).addTo(sink);
+                    row.column(rows, 0).column(rows, 1).column(rows, 2);
+                    QString scratch;
+                    return row.text(webkitText(src, rows.view(3, scratch))).addTo(sink);
                 });
 }
 
@@ -45,10 +46,9 @@ void chromeCookieRows(const SourceContext& src, RowSink& sink) {
                 {ChromeProfileFolder(src) + QStringLiteral("\\Cookies"),
                  QStringLiteral("SELECT host_key,name,creation_utc,last_access_utc FROM cookies"), QStringLiteral("cookies"),
                  {"host_key", "name", "creation_utc", "last_access_utc"}},
-                QStringLiteral("select count(*) from cookies"), [&](MSQLite& db) {
-                    return sink.add(QStringList{db.ColumnText(db.statement, 0), db.ColumnText(db.statement, 1),
-                                                webkitText(src, db.ColumnText(db.statement, 2)),
-                                                webkitText(src, db.ColumnText(db.statement, 3))});
+                QStringLiteral("select count(*) from cookies"), 4, [&](const RowReadAhead& rows) {
+                    return sink.add(QStringList{rows.text(0), rows.text(1), webkitText(src, rows.text(2)),
+                                                webkitText(src, rows.text(3))});
                 });
 }
 

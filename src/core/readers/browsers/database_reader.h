@@ -8,6 +8,7 @@
 
 #include "core/frame/row_sink.h"
 #include "core/sqlite/msqlite.h"
+#include "core/sqlite/row_read_ahead.h"
 
 namespace kestrova {
 
@@ -38,10 +39,12 @@ void readDatabase(MSQLite& sql, const DatabaseQuery& query, Rows rows);
 
 // The readers that count (Firefox and Chrome cookies, Chrome's URL history): the counting query
 // gives the progress window's maximum, StopRequested is cleared, every row advances "Records:"
-// and a stop ends the loop. Each row is one step under the category's failure policy: row(sql)
-// adds the statement's current row to the sink and returns what the sink answered.
+// and a stop ends the loop. Each row is one step under the category's failure policy: row(rows)
+// adds the current row (width columns, fetched ahead on a thread of their own) to the sink and
+// returns what the sink answered.
 template <typename Row>
-void countedRows(const SourceContext& src, RowSink& sink, const DatabaseQuery& query, const QString& countSql, Row row);
+void countedRows(const SourceContext& src, RowSink& sink, const DatabaseQuery& query, const QString& countSql, int width,
+                 Row row);
 
 // The first Firefox profile folder (no trailing "\"), "" with no profile: the profiles folder's
 // subfolders by the folder test, first in the order the file system lists them.
@@ -73,6 +76,11 @@ public:
         ++size_;
         return *this;
     }
+    ViewRow& column(const RowReadAhead& rows, int column) {
+        cells_.at(size_) = rows.view(column, scratch_.at(size_));
+        ++size_;
+        return *this;
+    }
     ViewRow& text(QString text) {
         scratch_.at(size_) = std::move(text);
         cells_.at(size_) = scratch_.at(size_);
@@ -100,7 +108,8 @@ void readDatabase(MSQLite& sql, const DatabaseQuery& query, Rows rows) {
 }
 
 template <typename Row>
-void countedRows(const SourceContext& src, RowSink& sink, const DatabaseQuery& query, const QString& countSql, Row row) {
+void countedRows(const SourceContext& src, RowSink& sink, const DatabaseQuery& query, const QString& countSql, int width,
+                 Row row) {
     if (query.path.isEmpty()) return;
     MSQLite sql = sqliteFor(src);
     if (!openDatabase(sql, query.path)) return;
@@ -109,9 +118,12 @@ void countedRows(const SourceContext& src, RowSink& sink, const DatabaseQuery& q
     if (sql.DbPrepare(sql.db, query.sql, 0, &sql.statement) == sqlitecode::Ok) {
         qint64 rows = 0;
         bool goOn = true;
-        while (goOn && sql.DbStep(sql.statement) == sqlitecode::Row) {
+        RowReadAhead ahead(width, [&sql](RowReadAhead::Out& out) {
+            while (!out.cancelled() && sql.DbStep(sql.statement) == sqlitecode::Row) out.row(sql, sql.statement);
+        });
+        while (goOn && ahead.next()) {
             sink.step([&] {
-                goOn = row(sql);
+                goOn = row(ahead);
                 ++rows;
                 sink.setProgress(static_cast<int>(rows), "Records:", rows);
             });

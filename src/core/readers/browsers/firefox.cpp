@@ -57,12 +57,12 @@ bool joinMatchesLookups(MSQLite& sql) {
            join[1].startsWith(QLatin1String("SEARCH moz_places USING INTEGER PRIMARY KEY (rowid=?)"));
 }
 
-// One visit's rows as the product reads them: the lookup of its place, each row a step. The
-// lookup is prepared once and bound where the place id is plain digits (the same query as the
-// spelled-out text then), else spelled out and prepared for this visit alone.
+// One visit's rows as the product reads them: the lookup of its place. The lookup is prepared
+// once and bound where the place id is plain digits (the same query as the spelled-out text
+// then), else spelled out and prepared for this visit alone. Runs where the rows are fetched.
 class PlaceLookup {
 public:
-    PlaceLookup(const SourceContext& src, RowSink& sink, MSQLite& sql, qint64& rows) : src_(src), sink_(sink), sql_(sql), rows_(rows) {
+    explicit PlaceLookup(MSQLite& sql) : sql_(sql) {
         haveBound_ = sql.DbPrepare(sql.db, kPlaceByBoundId, 0, &bound_) == sqlitecode::Ok;
     }
     ~PlaceLookup() {
@@ -71,7 +71,8 @@ public:
     PlaceLookup(const PlaceLookup&) = delete;
     PlaceLookup& operator=(const PlaceLookup&) = delete;
 
-    void visit(const QString& place) {
+    // The visit's rows (url, title, last visit), tagged with the visit.
+    void visit(const QString& place, RowReadAhead::Out& out, int64_t visit) {
         SqlHandle lookup = 0;
         bool spelled = false;
         if (haveBound_ && plainDigits(place)) {
@@ -83,35 +84,17 @@ public:
         } else {
             return;  // a lookup that cannot be prepared: the next visit
         }
-        while (sql_.DbStep(lookup) == sqlitecode::Row) {
-            // A stop leaves this visit's lookup only; the remaining visits are still listed.
-            if (!add(lookup, 0)) break;
-        }
+        while (sql_.DbStep(lookup) == sqlitecode::Row) out.row(sql_, lookup, 0, visit);
         if (spelled) sql_.DbFinalize(lookup);
     }
 
-    // One row from the statement's url, title and last visit columns (from the first given);
-    // false once a stop was requested.
-    bool add(SqlHandle statement, int first) {
-        bool goOn = true;
-        sink_.step([&] {
-            ViewRow<3> row;
-            row.column(sql_, statement, first).column(sql_, statement, first + 1);
-            goOn = row.text(src_.covert.PRTimeToText(sql_.ColumnText(statement, first + 2))).addTo(sink_);
-            ++rows_;
-            sink_.setProgress(static_cast<int>(rows_), "Records:", rows_);
-        });
-        return goOn;
-    }
-
 private:
-    const SourceContext& src_;
-    RowSink& sink_;
     MSQLite& sql_;
-    qint64& rows_;
     SqlHandle bound_ = 0;
     bool haveBound_ = false;
 };
+
+bool isOne(const std::optional<QByteArrayView>& bytes) { return bytes && *bytes == "1"; }
 
 }  // namespace
 
@@ -124,38 +107,61 @@ void firefoxHistoryRows(const SourceContext& src, RowSink& sink, MSQLite& sql) {
     const int maximum = sql.CountRows(kVisits);
     sink.showProgress(maximum);
     sink.clearStop();
-    qint64 rows = 0;
-    {
-        PlaceLookup lookup(src, sink, sql, rows);
-        // Visits taken through the join; should it fail on the way (a damaged page), the visits
-        // query takes over from the first visit the join did not finish.
-        qint64 joined = 0;
-        SqlHandle join = 0;
-        if (joinMatchesLookups(sql) && sql.DbPrepare(sql.db, kVisitsWithPlaces, 0, &join) == sqlitecode::Ok) {
-            QString scratch;
-            int code;
-            while ((code = sql.DbStep(join)) == sqlitecode::Row) {
-                if (sql.ColumnView(join, 0, scratch) == QLatin1String("1")) {
-                    lookup.visit(sql.ColumnText(join, 1));
-                } else if (sql.ColumnView(join, 2, scratch) == QLatin1String("1")) {
-                    lookup.add(join, 3);  // a stop leaves this visit only, as in the lookup
-                }
-                ++joined;
-            }
-            sql.DbFinalize(join);
-            if (code == sqlitecode::Done) joined = -1;
+    // Visits are taken through the join where it stands in for the lookups; should it fail on
+    // the way (a damaged page), the visits query takes over from the first visit the join did
+    // not finish. Everything that touches the database runs on the fetching thread; the
+    // statements it starts from are prepared here.
+    SqlHandle join = 0;
+    if (!joinMatchesLookups(sql) || sql.DbPrepare(sql.db, kVisitsWithPlaces, 0, &join) != sqlitecode::Ok) {
+        join = 0;
+        if (sql.DbPrepare(sql.db, kVisits, 0, &sql.statement) != sqlitecode::Ok) {
+            sql.NoteSchema(QStringLiteral("database ") + query.path, query.table, query.columns);
         }
-        if (joined >= 0) {
-            if (sql.DbPrepare(sql.db, kVisits, 0, &sql.statement) != sqlitecode::Ok) {
-                sql.NoteSchema(QStringLiteral("database ") + query.path, query.table, query.columns);
+    }
+    {
+        RowReadAhead ahead(3, [&sql, join](RowReadAhead::Out& out) {
+            PlaceLookup lookup(sql);
+            int64_t visit = 0;
+            int64_t joined = -1;  // visits the join finished; -1: it did not run
+            if (join) {
+                joined = 0;
+                int code = sqlitecode::Done;
+                while (!out.cancelled() && (code = sql.DbStep(join)) == sqlitecode::Row) {
+                    ++visit;
+                    if (isOne(sql.ColumnUtf8(join, 0))) {
+                        lookup.visit(sql.ColumnText(join, 1), out, visit);  // a text id: its own lookup
+                    } else if (isOne(sql.ColumnUtf8(join, 2))) {
+                        out.row(sql, join, 3, visit);
+                    }
+                    ++joined;
+                }
+                sql.DbFinalize(join);
+                if (code == sqlitecode::Done || out.cancelled()) return;
+                sql.DbPrepare(sql.db, kVisits, 0, &sql.statement);
             }
-            for (qint64 skipped = 0; sql.DbStep(sql.statement) == sqlitecode::Row;) {
+            for (int64_t skipped = 0; !out.cancelled() && sql.DbStep(sql.statement) == sqlitecode::Row;) {
                 if (skipped < joined) {
                     ++skipped;
                     continue;
                 }
-                lookup.visit(sql.ColumnText(sql.statement, 0));
+                lookup.visit(sql.ColumnText(sql.statement, 0), out, ++visit);
             }
+        });
+        qint64 rows = 0;
+        int64_t stoppedVisit = -1;
+        while (ahead.next()) {
+            // A stop leaves this visit's lookup only; the remaining visits are still listed.
+            if (ahead.tag() == stoppedVisit) continue;
+            bool goOn = true;
+            sink.step([&] {
+                ViewRow<3> row;
+                row.column(ahead, 0).column(ahead, 1);
+                QString scratch;
+                goOn = row.text(src.covert.PRTimeToText(ahead.view(2, scratch))).addTo(sink);
+                ++rows;
+                sink.setProgress(static_cast<int>(rows), "Records:", rows);
+            });
+            if (!goOn) stoppedVisit = ahead.tag();
         }
     }
     sink.closeProgress();
@@ -171,11 +177,10 @@ void firefoxCookieRows(const SourceContext& src, RowSink& sink) {
     countedRows(src, sink,
                 {profileFile(src, "\\cookies.sqlite"), QStringLiteral("SELECT host, name,creationtime,lastaccessed FROM moz_cookies"),
                  QStringLiteral("moz_cookies"), {"host", "name", "creationtime", "lastaccessed"}},
-                QStringLiteral("select count(*) from moz_cookies"), [&](MSQLite& db) {
+                QStringLiteral("select count(*) from moz_cookies"), 4, [&](const RowReadAhead& rows) {
                     // Each time is turned into a number and back into text first.
-                    return sink.add(QStringList{db.ColumnText(db.statement, 0), db.ColumnText(db.statement, 1),
-                                                src.covert.PRTimeToText(numberText(db.ColumnText(db.statement, 2))),
-                                                src.covert.PRTimeToText(numberText(db.ColumnText(db.statement, 3)))});
+                    return sink.add(QStringList{rows.text(0), rows.text(1), src.covert.PRTimeToText(numberText(rows.text(2))),
+                                                src.covert.PRTimeToText(numberText(rows.text(3)))});
                 });
 }
 
