@@ -74,6 +74,7 @@ private:
     struct Cell {
         uint32_t offset = 0;
         int32_t length = -1;  // -1: NULL
+        bool ascii = true;    // looked at while copying, where the time is cheaper
     };
     struct Batch {
         std::string bytes;

@@ -60,10 +60,10 @@ double leadingNumber(QAnyStringView text) {
     return text.visit([](auto view) { return leadingNumberOf(view); });
 }
 
-QString ModCovert::PRTimeToText(QAnyStringView text) const {
+QString ModCovert::PRTimeToText(QAnyStringView text, const QLocale& locale) const {
     const double seconds = leadingNumber(text) / 1000000.0;
     if (seconds == 0) return QString();
-    return generalDateText(stamps_.UnixSecondsToLocalDate(seconds));
+    return generalDateText(stamps_.UnixSecondsToLocalDate(seconds), locale);
 }
 
 QString ModCovert::SystemLocaleClass(uint32_t localeId) {

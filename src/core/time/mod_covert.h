@@ -3,6 +3,7 @@
 #pragma once
 
 #include <QAnyStringView>
+#include <QLocale>
 #include <QString>
 #include <cstdint>
 
@@ -15,7 +16,8 @@ public:
     explicit ModCovert(const ModTimeStamp& stamps) : stamps_(stamps) {}
     // Decimal microseconds since 1970 UTC to the local general date text; "" for 0 or for text
     // that does not start with a number.
-    QString PRTimeToText(QAnyStringView text) const;
+    // A reader converting a column of many rows passes the locale it took once.
+    QString PRTimeToText(QAnyStringView text, const QLocale& locale = QLocale()) const;
     // "jan" for Japanese, "asia" for the Chinese and Korean locales, "en" for everything else.
     static QString SystemLocaleClass(uint32_t localeId);
 

@@ -7,8 +7,8 @@
 namespace kestrova {
 namespace {
 
-QString webkitText(const SourceContext& src, QAnyStringView microseconds) {
-    return generalDateText(src.stamps.WebKitMicrosecondsToLocalDate(leadingNumber(microseconds)));
+QString webkitText(const SourceContext& src, QAnyStringView microseconds, const QLocale& locale = QLocale()) {
+    return generalDateText(src.stamps.WebKitMicrosecondsToLocalDate(leadingNumber(microseconds)), locale);
 }
 
 template <typename Row>
@@ -32,11 +32,11 @@ void chromeHistoryRows(const SourceContext& src, RowSink& sink) {
                             ? QStringLiteral("SELECT url,title, visit_count,last_visit_time FROM urls where hidden<>1")
                             : QStringLiteral("SELECT url,title, visit_count,last_visit_time FROM urls");
     countedRows(src, sink, {history(src), sql, QStringLiteral("urls"), {"url", "title", "visit_count", "last_visit_time", "hidden"}},
-                QStringLiteral("select count(*) from urls"), 4, [&](const RowReadAhead& rows) {
+                QStringLiteral("select count(*) from urls"), 4, [&, locale = QLocale()](const RowReadAhead& rows) {
                     ViewRow<4> row;
                     row.column(rows, 0).column(rows, 1).column(rows, 2);
                     QString scratch;
-                    return row.text(webkitText(src, rows.view(3, scratch))).addTo(sink);
+                    return row.text(webkitText(src, rows.view(3, scratch), locale)).addTo(sink);
                 });
 }
 

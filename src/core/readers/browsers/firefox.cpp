@@ -149,6 +149,7 @@ void firefoxHistoryRows(const SourceContext& src, RowSink& sink, MSQLite& sql) {
         });
         qint64 rows = 0;
         int64_t stoppedVisit = -1;
+        const QLocale locale;
         while (ahead.next()) {
             // A stop leaves this visit's lookup only; the remaining visits are still listed.
             if (ahead.tag() == stoppedVisit) continue;
@@ -157,7 +158,7 @@ void firefoxHistoryRows(const SourceContext& src, RowSink& sink, MSQLite& sql) {
                 ViewRow<3> row;
                 row.column(ahead, 0).column(ahead, 1);
                 QString scratch;
-                goOn = row.text(src.covert.PRTimeToText(ahead.view(2, scratch))).addTo(sink);
+                goOn = row.text(src.covert.PRTimeToText(ahead.view(2, scratch), locale)).addTo(sink);
                 ++rows;
                 sink.setProgress(static_cast<int>(rows), "Records:", rows);
             });
