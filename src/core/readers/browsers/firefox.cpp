@@ -18,9 +18,11 @@ const QString kPlaceByBoundId = QStringLiteral("SELECT  url,title,last_visit_dat
 // when the visit has one. It stands in for the lookups only where it cannot differ from them
 // (see joinMatchesLookups); a visit whose place id is text or bytes still gets its own lookup,
 // as the spelled-out SQL may find anything for such a text.
+// Its first column says what a visit has: 't' a text id (to be looked up), 'p' a place, 'n' none.
 const QString kVisitsWithPlaces = QStringLiteral(
-    "SELECT typeof(moz_historyvisits.place_id) IN ('text','blob'), moz_historyvisits.place_id,"
-    " moz_places.id IS NOT NULL, moz_places.url, moz_places.title, moz_places.last_visit_date"
+    "SELECT CASE WHEN typeof(moz_historyvisits.place_id) IN ('text','blob') THEN 't'"
+    " WHEN moz_places.id IS NOT NULL THEN 'p' ELSE 'n' END, moz_historyvisits.place_id,"
+    " moz_places.url, moz_places.title, moz_places.last_visit_date"
     " FROM moz_historyvisits LEFT JOIN moz_places ON moz_places.id = moz_historyvisits.place_id");
 
 bool plainDigits(const QString& text) {
@@ -94,7 +96,7 @@ private:
     bool haveBound_ = false;
 };
 
-bool isOne(const std::optional<QByteArrayView>& bytes) { return bytes && *bytes == "1"; }
+char kindOf(const std::optional<QByteArrayView>& bytes) { return bytes && !bytes->isEmpty() ? bytes->front() : 'n'; }
 
 }  // namespace
 
@@ -128,10 +130,11 @@ void firefoxHistoryRows(const SourceContext& src, RowSink& sink, MSQLite& sql) {
                 int code = sqlitecode::Done;
                 while (!out.cancelled() && (code = sql.DbStep(join)) == sqlitecode::Row) {
                     ++visit;
-                    if (isOne(sql.ColumnUtf8(join, 0))) {
+                    const char kind = kindOf(sql.ColumnUtf8(join, 0));
+                    if (kind == 't') {
                         lookup.visit(sql.ColumnText(join, 1), out, visit);  // a text id: its own lookup
-                    } else if (isOne(sql.ColumnUtf8(join, 2))) {
-                        out.row(sql, join, 3, visit);
+                    } else if (kind == 'p') {
+                        out.row(sql, join, 2, visit);
                     }
                     ++joined;
                 }
