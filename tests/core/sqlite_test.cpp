@@ -2,7 +2,9 @@
 // path, and an engine that does not load (every operation then answers 1).
 #include <gtest/gtest.h>
 
+#include "core/common/runtime_error.h"
 #include "core/sqlite/msqlite.h"
+#include "core/sqlite/row_read_ahead.h"
 
 namespace kestrova {
 namespace {
@@ -82,6 +84,72 @@ TEST(MSQLite, WithoutALoadedEngineEveryOperationAnswersOne) {
         EXPECT_EQ(sql.ColumnText(h, 0), "");
         EXPECT_EQ(engine.calls, 0);  // the engine itself was never touched
     }
+}
+
+// An engine whose one statement yields rows of two columns: a number text and a text that is
+// NULL every fifth row, empty every seventh and not ASCII every eleventh.
+class CountingEngine : public RecordingEngine {
+public:
+    int rows = 0;
+    int at = 0;
+    int step(SqlHandle) override { return ++at <= rows ? 100 : 101; }
+    const unsigned char* columnText(SqlHandle, int column) override {
+        text = column == 0 ? std::to_string(at) : at % 5 == 0 ? std::string() : at % 7 == 0 ? std::string("")
+                                                 : at % 11 == 0 ? std::string("caf\xC3\xA9") : "row " + std::to_string(at);
+        if (column == 1 && at % 5 == 0) return nullptr;
+        return reinterpret_cast<const unsigned char*>(text.c_str());
+    }
+    int columnBytes(SqlHandle, int) override { return static_cast<int>(text.size()); }
+    std::string text;
+};
+
+TEST(RowReadAhead, HandsOverEveryRowInOrderAcrossBatchesAsTheColumnsRead) {
+    CountingEngine engine;
+    engine.rows = 3 * RowReadAhead::kBatchRows + 17;
+    MSQLite sql(engine, "/opt/kestrova");
+    ASSERT_EQ(sql.LoadEngine(""), 0);
+    RowReadAhead ahead(2, [&](RowReadAhead::Out& out) {
+        while (sql.DbStep(1) == 100) out.row(sql, 1, 0, engine.at * 10);
+    });
+    int row = 0;
+    QString scratch;
+    while (ahead.next()) {
+        ++row;
+        ASSERT_EQ(ahead.text(0), QString::number(row));
+        EXPECT_EQ(ahead.tag(), row * 10);
+        const QString expected = row % 5 == 0 ? "" : row % 7 == 0 ? "" : row % 11 == 0 ? QString::fromUtf8("caf\xC3\xA9") : "row " + QString::number(row);
+        EXPECT_EQ(ahead.view(1, scratch).toString(), expected) << row;
+        EXPECT_EQ(ahead.text(1), expected);
+        EXPECT_EQ(ahead.cell(1).has_value(), row % 5 != 0) << "NULL is not empty text";
+    }
+    EXPECT_EQ(row, engine.rows);
+    EXPECT_FALSE(ahead.next());
+}
+
+TEST(RowReadAhead, AReaderThatStopsEndsTheFetchAndAFailedFetchIsThrownAfterItsRows) {
+    CountingEngine engine;
+    engine.rows = 1000000;
+    MSQLite sql(engine, "/opt/kestrova");
+    ASSERT_EQ(sql.LoadEngine(""), 0);
+    {
+        RowReadAhead ahead(1, [&](RowReadAhead::Out& out) {
+            while (!out.cancelled() && sql.DbStep(1) == 100) out.row(sql, 1);
+        });
+        ASSERT_TRUE(ahead.next());
+        ahead.cancel();  // the fetch is held a few batches ahead; it ends instead of reading on
+    }
+    EXPECT_LT(engine.at, 10 * RowReadAhead::kBatchRows);
+
+    engine.at = 0;
+    engine.rows = 5;
+    RowReadAhead failing(1, [&](RowReadAhead::Out& out) {
+        while (sql.DbStep(1) == 100) out.row(sql, 1);
+        throw RuntimeError("damaged");
+    });
+    int rows = 0;
+    EXPECT_THROW(
+        while (failing.next()) ++rows, RuntimeError);
+    EXPECT_EQ(rows, 5);
 }
 
 }  // namespace

@@ -63,7 +63,8 @@ void ResultList::storeAnyCell(QAnyStringView text) {
         using View = decltype(view);
         if constexpr (std::is_same_v<View, QLatin1StringView>) {
             const auto units = static_cast<uint32_t>(view.size());
-            std::memcpy(reserveCell(units, false), view.data(), units);
+            char* into = reserveCell(units, false);
+            if (units) std::memcpy(into, view.data(), units);  // an empty view may have no data
         } else if constexpr (std::is_same_v<View, QStringView>) {
             storeCell(view);
         } else {
@@ -92,7 +93,8 @@ void ResultList::addRow(QStringView text) {
 void ResultList::addRowLatin1(QByteArrayView bytes) {
     rowFirstCell_.push_back(static_cast<uint32_t>(cellStart_.size()));
     const auto units = static_cast<uint32_t>(bytes.size());
-    std::memcpy(reserveCell(units, false), bytes.data(), units);
+    char* into = reserveCell(units, false);
+    if (units) std::memcpy(into, bytes.data(), units);
 }
 
 QAnyStringView ResultList::cellView(int row, int column) const {
