@@ -28,18 +28,20 @@ public:
     }
     using RowSink::add;
     bool addViews(std::span<const QAnyStringView> cells) override {
-        QString row;
+        // Joined in one text kept from row to row: what it is handed to is done with it when it
+        // returns.
+        row_.resize(0);
         for (size_t i = 0; i < cells.size(); ++i) {
-            if (i) row += QLatin1Char('^');
-            cells[i].visit([&row](auto view) {
+            if (i) row_ += QLatin1Char('^');
+            cells[i].visit([this](auto view) {
                 if constexpr (std::is_same_v<decltype(view), QUtf8StringView>) {
-                    row += view.toString();
+                    row_ += view.toString();
                 } else {
-                    row += view;
+                    row_ += view;
                 }
             });
         }
-        emit_(row);
+        emit_(row_);
         return !stopRequested();
     }
     bool stopRequested() override {
@@ -48,6 +50,7 @@ public:
     }
 
 private:
+    QString row_;
     Emit emit_;
     RunControl* skipRun_;
     std::function<void()> pump_;

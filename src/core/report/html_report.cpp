@@ -1,7 +1,15 @@
 #include "core/report/html_report.h"
 
 #include <QFile>
-#include <QTextStream>
+#include <QSysInfo>
+#include <algorithm>
+#include <cstring>
+#include <memory>
+#include <condition_variable>
+#include <deque>
+#include <mutex>
+#include <thread>
+#include <vector>
 #include <span>
 
 #include "core/app/catalogue.h"
@@ -130,18 +138,129 @@ const Link kChromeLinks[] = {{"d1", "<a href=\"#Chrome-URL History\">URL History
                              {"d4", "<a href=\"#Chrome-Top Visited Sites\">Top Visited Sites</a></td>"},
                              {"d5", "<a href=\"#Chrome-Keyword Searched\">Keyword Searched</a></td>"}};
 
+// The document's text as UTF-16 little-endian with its byte-order mark, gathered in buffers that
+// a thread of its own writes to the file while the next one fills: a million-row section costs
+// about as much time in the file system as in making its text. Rows are written as pieces of
+// text, never built up as strings first.
 class Document {
 public:
-    explicit Document(QFile& file) : out_(&file) {
-        out_.setEncoding(QStringConverter::Utf16LE);
-        out_.setGenerateByteOrderMark(true);
+    explicit Document(QFile& file) : file_(file), filling_(newBuffer()), writer_([this] { writeBuffers(); }) {
+        appendBytes("\xFF\xFE", 2);
     }
-    void line(const QString& text) { out_ << text << "\r\n"; }
+    ~Document() { finish(); }
+    Document(const Document&) = delete;
+    Document& operator=(const Document&) = delete;
+
+    void line(QStringView text) {
+        append(text);
+        newline();
+    }
+    void line(const QString& text) { line(QStringView(text)); }
     void line(const char* text) { line(QString::fromUtf8(text)); }
-    void flush() { out_.flush(); }
+    void append(QStringView text) {
+        if constexpr (QSysInfo::ByteOrder == QSysInfo::LittleEndian) {
+            appendBytes(reinterpret_cast<const char*>(text.utf16()), static_cast<size_t>(text.size()) * 2);
+        } else {
+            for (const QChar c : text) appendUnit(c.unicode());
+        }
+    }
+    // ASCII fragments of the product's own.
+    void append(QLatin1StringView text) {
+        if (filling_.size + 2 * static_cast<size_t>(text.size()) > kBuffer) handOver();
+        for (const char c : text) appendUnit(static_cast<unsigned char>(c));
+    }
+    void newline() { append(QStringView(u"\r\n")); }
+    // Writes what is left and waits until the file has it all.
+    void finish() {
+        if (!writer_.joinable()) return;
+        handOver();
+        {
+            const std::lock_guard lock(mutex_);
+            finished_ = true;
+        }
+        changed_.notify_all();
+        writer_.join();
+    }
 
 private:
-    QTextStream out_;  // buffers; the file is written in large pieces
+    static constexpr size_t kBuffer = size_t{1} << 20;
+    static constexpr size_t kPending = 2;
+    struct Buffer {
+        std::unique_ptr<char[]> bytes;
+        size_t size = 0;
+    };
+    static Buffer newBuffer() { return Buffer{std::make_unique_for_overwrite<char[]>(kBuffer), 0}; }
+
+    void appendUnit(char16_t unit) {
+        if (filling_.size + 2 > kBuffer) handOver();
+        filling_.bytes[filling_.size++] = static_cast<char>(unit & 0xFF);
+        filling_.bytes[filling_.size++] = static_cast<char>(unit >> 8);
+    }
+    void appendBytes(const char* bytes, size_t count) {
+        while (count > 0) {
+            const size_t part = std::min(count, kBuffer - filling_.size);
+            std::memcpy(filling_.bytes.get() + filling_.size, bytes, part);
+            filling_.size += part;
+            bytes += part;
+            count -= part;
+            if (filling_.size == kBuffer) handOver();
+        }
+    }
+    void handOver() {
+        std::unique_lock lock(mutex_);
+        changed_.wait(lock, [this] { return pending_.size() < kPending; });
+        pending_.push_back(std::move(filling_));
+        if (!spare_.empty()) {
+            filling_ = std::move(spare_.back());
+            spare_.pop_back();
+        } else {
+            lock.unlock();
+            filling_ = newBuffer();
+            lock.lock();
+        }
+        changed_.notify_all();
+    }
+    void writeBuffers() {
+        std::unique_lock lock(mutex_);
+        for (;;) {
+            changed_.wait(lock, [this] { return !pending_.empty() || finished_; });
+            if (pending_.empty()) return;
+            Buffer buffer = std::move(pending_.front());
+            pending_.pop_front();
+            lock.unlock();
+            if (buffer.size) file_.write(buffer.bytes.get(), static_cast<qint64>(buffer.size));
+            buffer.size = 0;
+            lock.lock();
+            spare_.push_back(std::move(buffer));
+            changed_.notify_all();
+        }
+    }
+
+    QFile& file_;  // written only by the writing thread until finish()
+    Buffer filling_;
+    std::deque<Buffer> pending_;
+    std::vector<Buffer> spare_;
+    bool finished_ = false;
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    std::thread writer_;  // last: started once the rest is in place
+};
+
+// A section's cell openings, worked out once: by column, plain and shaded.
+struct CellOpenings {
+    explicit CellOpenings(const Section& section) {
+        for (const bool shaded : {false, true}) {
+            const QString cls = QLatin1String(shaded ? "style5" : "style7");
+            for (const HeaderCell& cell : section.header) {
+                byColumn[shaded].append(QStringLiteral("<td style=\"width: %1px\" class=\"%2\">").arg(cell.width).arg(cls));
+            }
+            beyond[shaded] = QStringLiteral("<td class=\"%1\">").arg(cls);
+            single[shaded] = QStringLiteral("<tr><td class=\"%1\">").arg(cls);
+        }
+    }
+    QStringList byColumn[2];
+    QString beyond[2];  // a piece beyond the header's cells
+    QString single[2];  // the one cell of a section without a header
 };
 
 bool selected(const ReportSelection& s, Group group) {
@@ -199,23 +318,31 @@ void headerRow(Document& doc, const Section& section) {
             doc.line(QStringLiteral("<td style=\"width: %1px\" class=\"style10\"><strong>%2</strong></td>").arg(cell.width).arg(QLatin1String(cell.name)));
         }
     }
-    doc.line("</tr>");
+    doc.line(QStringView(u"</tr>"));
 }
 
 // One data row: the element's "^"-pieces in cells, the class alternating row by row; a piece
 // beyond the header's cells gets a cell without a width. The text goes in as it comes.
-void dataRow(Document& doc, const Section& section, const QString& element, bool shaded) {
-    const QString cls = QLatin1String(shaded ? "style5" : "style7");
-    const QStringList pieces = trimBlanks(element).toString().split(QLatin1Char('^'));
+void dataRow(Document& doc, const Section& section, const CellOpenings& openings, QStringView element, bool shaded) {
+    const QStringView trimmed = trimBlanks(element);
     if (section.header.empty()) {
-        doc.line(QStringLiteral("<tr><td class=\"%1\">").arg(cls) + pieces.join(QLatin1Char('^')) + QStringLiteral("</td></tr>"));
+        doc.append(openings.single[shaded]);
+        doc.append(trimmed);  // its pieces joined again by "^": the text itself
+        doc.append(QStringView(u"</td></tr>"));
+        doc.newline();
         return;
     }
-    for (qsizetype i = 0; i < pieces.size(); ++i) {
-        const QString open = i < static_cast<qsizetype>(section.header.size())
-                                 ? QStringLiteral("<td style=\"width: %1px\" class=\"%2\">").arg(section.header[static_cast<size_t>(i)].width).arg(cls)
-                                 : QStringLiteral("<td class=\"%1\">").arg(cls);
-        doc.line((i == 0 ? QStringLiteral("<tr>") : QString()) + open + pieces[i] + QStringLiteral("</td>"));
+    // The pieces as splitting at every "^" gives them, an empty text being one empty piece.
+    qsizetype column = 0;
+    for (qsizetype start = 0;; ++column) {
+        const qsizetype end = trimmed.indexOf(QLatin1Char('^'), start);
+        if (column == 0) doc.append(QStringView(u"<tr>"));
+        doc.append(column < openings.byColumn[shaded].size() ? openings.byColumn[shaded][column] : openings.beyond[shaded]);
+        doc.append(trimmed.mid(start, end < 0 ? trimmed.size() - start : end - start));
+        doc.append(QStringView(u"</td>"));
+        doc.newline();
+        if (end < 0) break;
+        start = end + 1;
     }
     doc.line("</tr>");
 }
@@ -270,6 +397,7 @@ bool WriteHTML(const QString& path, const ReportSelection& selection, const Repo
         doc.line(QStringLiteral("<td colspan=\"5\" class=\"style4\"><a name=\"") + QLatin1String(section.anchor) + QStringLiteral("\">"));
         doc.line(QLatin1String(section.heading) + QStringLiteral("</a></td></tr>"));
         headerRow(doc, section);
+        const CellOpenings openings(section);
         // The first data row is plain, the next shaded, and so on; in every section.
         bool shaded = false;
         if (QLatin1String(section.key) == QLatin1String("a1")) {
@@ -278,7 +406,7 @@ bool WriteHTML(const QString& path, const ReportSelection& selection, const Repo
             CURLHistory history(env.source.os.system().urlHistory(), env.source.stamps.clock());
             history.Refresh(QStringLiteral("http"), 0);
             for (const CURLHistory::ItemPtr& item : history) {
-                dataRow(doc, section,
+                dataRow(doc, section, openings,
                         item->Title().left(80) + QLatin1Char('^') + item->URL() + QLatin1Char('^') + generalDateText(item->LastVisited()),
                         shaded);
                 shaded = !shaded;
@@ -294,7 +422,7 @@ bool WriteHTML(const QString& path, const ReportSelection& selection, const Repo
             }
             CollectingSink sink(
                 [&](const QString& element) {
-                    dataRow(doc, section, element, shaded);
+                    dataRow(doc, section, openings, element, shaded);
                     shaded = !shaded;
                 },
                 category->onError, index ? &env.run : nullptr, env.pumpEvents);
@@ -310,7 +438,7 @@ bool WriteHTML(const QString& path, const ReportSelection& selection, const Repo
     }
     doc.line(QStringLiteral("<p>Created by <a href=\"") + env.homePage + QStringLiteral("\">Kestrova</a></p>"));
     doc.line("</body></html>");
-    doc.flush();
+    doc.finish();
     return file.error() == QFileDevice::NoError;
 }
 

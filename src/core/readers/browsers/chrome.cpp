@@ -31,12 +31,13 @@ void chromeHistoryRows(const SourceContext& src, RowSink& sink) {
     const QString sql = src.side == Side::List
                             ? QStringLiteral("SELECT url,title, visit_count,last_visit_time FROM urls where hidden<>1")
                             : QStringLiteral("SELECT url,title, visit_count,last_visit_time FROM urls");
+    const QLocale locale;
+    ViewRow<4> row;  // one for all rows: its texts keep their room
     countedRows(src, sink, {history(src), sql, QStringLiteral("urls"), {"url", "title", "visit_count", "last_visit_time", "hidden"}},
-                QStringLiteral("select count(*) from urls"), 4, [&, locale = QLocale()](const RowReadAhead& rows) {
-                    ViewRow<4> row;
+                QStringLiteral("select count(*) from urls"), 4, [&](const RowReadAhead& rows) {
+                    row.clear();
                     row.column(rows, 0).column(rows, 1).column(rows, 2);
-                    QString scratch;
-                    return row.text(webkitText(src, rows.view(3, scratch), locale)).addTo(sink);
+                    return row.text(webkitText(src, rows.view(3, row.scratch()), locale)).addTo(sink);
                 });
 }
 

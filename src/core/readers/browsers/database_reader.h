@@ -72,22 +72,30 @@ public:
     ViewRow& operator=(const ViewRow&) = delete;
 
     ViewRow& column(MSQLite& sql, SqlHandle statement, int column) {
-        cells_.at(size_) = sql.ColumnView(statement, column, scratch_.at(size_));
+        Q_ASSERT(size_ < N);
+        cells_[size_] = sql.ColumnView(statement, column, scratch_[size_]);
         ++size_;
         return *this;
     }
     ViewRow& column(const RowReadAhead& rows, int column) {
-        cells_.at(size_) = rows.view(column, scratch_.at(size_));
+        Q_ASSERT(size_ < N);
+        cells_[size_] = rows.view(column, scratch_[size_]);
         ++size_;
         return *this;
     }
     ViewRow& text(QString text) {
-        scratch_.at(size_) = std::move(text);
-        cells_.at(size_) = scratch_.at(size_);
+        Q_ASSERT(size_ < N);
+        scratch_[size_] = std::move(text);
+        cells_[size_] = scratch_[size_];
         ++size_;
         return *this;
     }
     bool addTo(RowSink& sink) const { return sink.addViews(std::span(cells_.data(), size_)); }
+    // Empty again for the next row; the texts keep their room.
+    void clear() { size_ = 0; }
+    // The next cell's text, free until that cell is added: where a column a cell is made from
+    // (a time) may be decoded.
+    QString& scratch() { return scratch_[size_]; }
 
 private:
     std::array<QAnyStringView, N> cells_{};

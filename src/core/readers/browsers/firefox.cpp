@@ -153,15 +153,15 @@ void firefoxHistoryRows(const SourceContext& src, RowSink& sink, MSQLite& sql) {
         qint64 rows = 0;
         int64_t stoppedVisit = -1;
         const QLocale locale;
+        ViewRow<3> row;  // one for all rows: its texts keep their room
         while (ahead.next()) {
             // A stop leaves this visit's lookup only; the remaining visits are still listed.
             if (ahead.tag() == stoppedVisit) continue;
             bool goOn = true;
             sink.step([&] {
-                ViewRow<3> row;
+                row.clear();
                 row.column(ahead, 0).column(ahead, 1);
-                QString scratch;
-                goOn = row.text(src.covert.PRTimeToText(ahead.view(2, scratch), locale)).addTo(sink);
+                goOn = row.text(src.covert.PRTimeToText(ahead.view(2, row.scratch()), locale)).addTo(sink);
                 ++rows;
                 sink.setProgress(static_cast<int>(rows), "Records:", rows);
             });
