@@ -1,6 +1,7 @@
 #include "core/sqlite/msqlite.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
 #include <cstring>
 #include <string>
@@ -170,6 +171,16 @@ std::optional<QByteArrayView> MSQLite::ColumnUtf8(SqlHandle handle, int column) 
     return QByteArrayView(chars, static_cast<qsizetype>(strnlen(chars, static_cast<size_t>(std::max(bytes, 0)))));
 }
 
+std::optional<QByteArrayView> MSQLite::ColumnUtf8(SqlHandle handle, int column, Digits& digits) {
+    if (loaded_) {
+        if (const auto integer = engine_.columnInteger(handle, column)) {
+            const auto [end, error] = std::to_chars(digits.bytes, digits.bytes + sizeof digits.bytes, *integer);
+            if (error == std::errc()) return QByteArrayView(digits.bytes, end - digits.bytes);
+        }
+    }
+    return ColumnUtf8(handle, column);
+}
+
 QString MSQLite::ColumnText(SqlHandle handle, int column) {
     const auto utf8 = ColumnUtf8(handle, column);
     return utf8 ? DecodeUtf8(*utf8) : QString();
@@ -186,10 +197,11 @@ int MSQLite::CountRows(const QString& sql) {
     // (a history's counting query runs over every visit).
     std::string lastText;
     if (DbPrepare(db, sql, 0, &statement) == sqlitecode::Ok) {
+        Digits digits;
         while (DbStep(statement) == sqlitecode::Row) {
-            const unsigned char* text = engine_.columnText(statement, 0);
+            const auto text = ColumnUtf8(statement, 0, digits);
             if (text) {
-                lastText.assign(reinterpret_cast<const char*>(text));
+                lastText.assign(text->data(), static_cast<size_t>(text->size()));
             } else {
                 lastText.clear();
             }

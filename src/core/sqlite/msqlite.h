@@ -70,6 +70,12 @@ public:
 
     // A column's bytes up to the first zero byte; nullopt for NULL or an engine not loaded.
     std::optional<QByteArrayView> ColumnUtf8(SqlHandle statement, int column);
+    // The same bytes, an integer's decimal text written into digits instead of asking the engine
+    // for its text (which it would have to make, and keep, for every row of a long query).
+    struct Digits {
+        char bytes[24];
+    };
+    std::optional<QByteArrayView> ColumnUtf8(SqlHandle statement, int column, Digits& digits);
 
 private:
     SqliteEngine& engine_;

@@ -42,8 +42,9 @@ RowReadAhead::~RowReadAhead() {
 
 void RowReadAhead::Out::row(MSQLite& sql, SqlHandle statement, int first, int64_t tag) {
     Batch& batch = owner_.filling_;
+    MSQLite::Digits digits;
     for (int column = first; column < first + owner_.width_; ++column) {
-        const auto bytes = sql.ColumnUtf8(statement, column);
+        const auto bytes = sql.ColumnUtf8(statement, column, digits);
         Cell cell;
         if (bytes) {
             cell.offset = static_cast<uint32_t>(batch.bytes.size());

@@ -41,6 +41,13 @@ public:
     virtual int columnBytes(SqlHandle statement, int column) = 0;
     // NUL-ended bytes; nullptr for a NULL value.
     virtual const unsigned char* columnText(SqlHandle statement, int column) = 0;
+    // The value when it is stored as an integer (ids, counts, times), asked before any text of
+    // it: its decimal text is then what columnText would give, written without the engine
+    // making it. nullopt for any other value, or an engine that does not tell.
+    virtual std::optional<int64_t> columnInteger(SqlHandle statement, int column) {
+        (void)statement, (void)column;
+        return std::nullopt;
+    }
     // Why a query over an open database cannot work: "no table downloads", "no column
     // full_path in downloads"; nullopt when the table has every column named.
     virtual std::optional<QString> schemaProblem(SqlHandle db, const QString& table, const QStringList& columns) = 0;

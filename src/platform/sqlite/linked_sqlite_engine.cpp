@@ -123,6 +123,11 @@ const unsigned char* LinkedSqliteEngine::columnText(SqlHandle statement, int col
     return sqlite3_column_text(asStatement(statement), column);
 }
 
+std::optional<int64_t> LinkedSqliteEngine::columnInteger(SqlHandle statement, int column) {
+    if (sqlite3_column_type(asStatement(statement), column) != SQLITE_INTEGER) return std::nullopt;
+    return sqlite3_column_int64(asStatement(statement), column);
+}
+
 std::optional<QString> LinkedSqliteEngine::schemaProblem(SqlHandle db, const QString& table, const QStringList& columns) {
     sqlite3_stmt* info = nullptr;
     const QByteArray sql = "PRAGMA table_info(\"" + table.toUtf8().replace('"', "\"\"") + "\")";

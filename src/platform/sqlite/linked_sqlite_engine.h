@@ -43,6 +43,7 @@ public:
     int finalize(SqlHandle statement) override;
     int columnBytes(SqlHandle statement, int column) override;
     const unsigned char* columnText(SqlHandle statement, int column) override;
+    std::optional<int64_t> columnInteger(SqlHandle statement, int column) override;
     std::optional<QString> schemaProblem(SqlHandle db, const QString& table, const QStringList& columns) override;
 
 private:
