@@ -149,6 +149,35 @@ TEST_F(Report, BrowsersAbsentValuesUnescapedCaretsSplitAndTheAnchorsDifferFromTh
     EXPECT_EQ(desktop_.terminated, (QStringList{"chrome.exe", "chrome.exe"}));  // before URL history and cookies
 }
 
+TEST_F(Report, ARowIsItsCellsJoinedByCaretsTrimmedAndSplitAgain) {
+    // Blanks are trimmed from the joined text's ends only, which may leave an empty first or
+    // last piece; a "^" inside a value splits it, also at its start or end.
+    volume_.userHive(tools::sampleUserHive());
+    QString error;
+    ASSERT_TRUE(tools::writeDatabase(volume_.root() + "/Users/alice/AppData/Local/Google/Chrome/User Data/Default/Top Sites",
+                                     "CREATE TABLE thumbnails (url TEXT, url_rank INTEGER, title TEXT);"
+                                     "INSERT INTO thumbnails VALUES ('  ^lead', 1, 'x'), ('   ', 2, 'tail^  '), ('u', 3, ''),"
+                                     " ('a^^b', 4, ' t '), ('  ', 5, '  ');", &error));
+    open();
+    const QStringList doc = write(ReportSelection{0, 0, 0, 1, 0});
+    const QStringList rows[] = {{"  ^lead", "1", "x"}, {"   ", "2", "tail^  "}, {"u", "3", ""}, {"a^^b", "4", " t "}, {"  ", "5", "  "}};
+    QStringList expected;
+    for (int i = 0; i < 5; ++i) {
+        const QString cls = i % 2 ? "style5" : "style7";
+        const QStringList pieces = rows[i].join('^').trimmed().split('^');
+        for (qsizetype p = 0; p < pieces.size(); ++p) {
+            const QString open = p == 0 ? QString("<td style=\"width: 400px\" class=\"%1\">").arg(cls)
+                                 : p == 1 ? QString("<td style=\"width: 50px\" class=\"%1\">").arg(cls)
+                                          : QString("<td class=\"%1\">").arg(cls);
+            expected << (p == 0 ? "<tr>" : "") + open + pieces[p] + "</td>";
+        }
+        expected << "</tr>";
+    }
+    const qsizetype first = doc.indexOf("<td style=\"width: 50px\" class=\"style10\"><strong>Rank</strong></td>") + 2;
+    ASSERT_GT(first, 1);
+    EXPECT_EQ(doc.mid(first, expected.size()), expected);
+}
+
 TEST_F(Report, TheIndexDatBoxWorksOnItsOwnAndSkipEndsOnlyThatSection) {
     volume_.userHive(tools::sampleUserHive());
     QByteArray index;

@@ -7,6 +7,7 @@
 #include <functional>
 #include <type_traits>
 #include <utility>
+#include <vector>
 
 #include "core/frame/row_sink.h"
 #include "core/frame/run_control.h"
@@ -16,18 +17,32 @@ namespace kestrova {
 class CollectingSink : public RowSink {
 public:
     using Emit = std::function<void(const QString& row)>;
+    // The same rows as their cells, for a writer that splits the joined text again anyway: what
+    // it gets is what the "^"-joined text is made of, not joined (views valid during the call).
+    using EmitCells = std::function<void(std::span<const QAnyStringView> cells)>;
 
     // skipRun: the run control whose skip flag ends this collector; nullptr for sections that
     // cannot be skipped. pump: lets the report window's events run (may be empty).
     CollectingSink(Emit onRow, OnError onError, RunControl* skipRun = nullptr, std::function<void()> pump = {})
         : RowSink(onError), emit_(std::move(onRow)), skipRun_(skipRun), pump_(std::move(pump)) {}
+    CollectingSink(EmitCells onCells, OnError onError, RunControl* skipRun = nullptr, std::function<void()> pump = {})
+        : RowSink(onError), emitCells_(std::move(onCells)), skipRun_(skipRun), pump_(std::move(pump)) {}
 
     bool add(const QStringList& cells) override {
-        emit_(cells.join(QLatin1Char('^')));
+        if (emitCells_) {
+            std::vector<QAnyStringView> views(cells.begin(), cells.end());
+            emitCells_(views);
+        } else {
+            emit_(cells.join(QLatin1Char('^')));
+        }
         return !stopRequested();
     }
     using RowSink::add;
     bool addViews(std::span<const QAnyStringView> cells) override {
+        if (emitCells_) {
+            emitCells_(cells);
+            return !stopRequested();
+        }
         // Joined in one text kept from row to row: what it is handed to is done with it when it
         // returns.
         row_.resize(0);
@@ -52,6 +67,7 @@ public:
 private:
     QString row_;
     Emit emit_;
+    EmitCells emitCells_;
     RunControl* skipRun_;
     std::function<void()> pump_;
 };

@@ -2,6 +2,7 @@
 
 #include <QFile>
 #include <QSysInfo>
+#include <type_traits>
 #include <algorithm>
 #include <cstring>
 #include <memory>
@@ -166,8 +167,18 @@ public:
     }
     // ASCII fragments of the product's own.
     void append(QLatin1StringView text) {
-        if (filling_.size + 2 * static_cast<size_t>(text.size()) > kBuffer) handOver();
-        for (const char c : text) appendUnit(static_cast<unsigned char>(c));
+        const auto units = static_cast<size_t>(text.size());
+        if (2 * units > kBuffer) {  // longer than a buffer: a unit at a time
+            for (const char c : text) appendUnit(static_cast<unsigned char>(c));
+            return;
+        }
+        if (filling_.size + 2 * units > kBuffer) handOver();
+        char* into = filling_.bytes.get() + filling_.size;
+        for (size_t i = 0; i < units; ++i) {
+            into[2 * i] = text.data()[i];
+            into[2 * i + 1] = 0;
+        }
+        filling_.size += 2 * units;
     }
     void newline() { append(QStringView(u"\r\n")); }
     // Writes what is left and waits until the file has it all.
@@ -321,30 +332,64 @@ void headerRow(Document& doc, const Section& section) {
     doc.line(QStringView(u"</tr>"));
 }
 
-// One data row: the element's "^"-pieces in cells, the class alternating row by row; a piece
-// beyond the header's cells gets a cell without a width. The text goes in as it comes.
-void dataRow(Document& doc, const Section& section, const CellOpenings& openings, QStringView element, bool shaded) {
-    const QStringView trimmed = trimBlanks(element);
+// The pieces of a row whose cells are joined by "^", trimmed of blanks at both ends and split at
+// every "^" again, taken from the cells as they are: the joining "^"s end cells, the trim touches
+// only the first cell's start and the last cell's end (a "^" is no blank), and a "^" inside a
+// cell splits it. piece(view, last) is called for each, in order.
+template <typename Piece>
+void forEachPiece(std::span<const QAnyStringView> cells, Piece piece) {
+    const QAnyStringView none;
+    if (cells.empty()) cells = std::span(&none, 1);
+    for (size_t i = 0; i < cells.size(); ++i) {
+        cells[i].visit([&](auto view) {
+            if constexpr (std::is_same_v<decltype(view), QUtf8StringView>) {
+                Q_UNREACHABLE();  // sources hand over Latin-1 or UTF-16
+            } else {
+                qsizetype from = 0, to = view.size();
+                if (i == 0) {
+                    while (from < to && view[from] == QLatin1Char(' ')) ++from;
+                }
+                if (i + 1 == cells.size()) {
+                    while (to > from && view[to - 1] == QLatin1Char(' ')) --to;
+                }
+                for (qsizetype start = from;;) {
+                    qsizetype end = view.mid(start, to - start).indexOf(QLatin1Char('^'));
+                    end = end < 0 ? to : start + end;
+                    const bool last = end == to && i + 1 == cells.size();
+                    piece(view.mid(start, end - start), last);
+                    if (end == to) break;
+                    start = end + 1;
+                }
+            }
+        });
+    }
+}
+
+// One data row: the row's "^"-pieces in cells, the class alternating row by row; a piece beyond
+// the header's cells gets a cell without a width. The text goes in as it comes.
+void dataRow(Document& doc, const Section& section, const CellOpenings& openings, std::span<const QAnyStringView> cells,
+             bool shaded) {
     if (section.header.empty()) {
+        // One cell: the pieces joined by "^" again, which is the trimmed text itself.
         doc.append(openings.single[shaded]);
-        doc.append(trimmed);  // its pieces joined again by "^": the text itself
+        forEachPiece(cells, [&](auto piece, bool last) {
+            doc.append(piece);
+            if (!last) doc.append(QStringView(u"^"));
+        });
         doc.append(QStringView(u"</td></tr>"));
         doc.newline();
         return;
     }
-    // The pieces as splitting at every "^" gives them, an empty text being one empty piece.
     qsizetype column = 0;
-    for (qsizetype start = 0;; ++column) {
-        const qsizetype end = trimmed.indexOf(QLatin1Char('^'), start);
+    forEachPiece(cells, [&](auto piece, bool) {
         if (column == 0) doc.append(QStringView(u"<tr>"));
         doc.append(column < openings.byColumn[shaded].size() ? openings.byColumn[shaded][column] : openings.beyond[shaded]);
-        doc.append(trimmed.mid(start, end < 0 ? trimmed.size() - start : end - start));
+        doc.append(piece);
         doc.append(QStringView(u"</td>"));
         doc.newline();
-        if (end < 0) break;
-        start = end + 1;
-    }
-    doc.line("</tr>");
+        ++column;
+    });
+    doc.line(QStringView(u"</tr>"));
 }
 
 }  // namespace
@@ -406,9 +451,10 @@ bool WriteHTML(const QString& path, const ReportSelection& selection, const Repo
             CURLHistory history(env.source.os.system().urlHistory(), env.source.stamps.clock());
             history.Refresh(QStringLiteral("http"), 0);
             for (const CURLHistory::ItemPtr& item : history) {
-                dataRow(doc, section, openings,
-                        item->Title().left(80) + QLatin1Char('^') + item->URL() + QLatin1Char('^') + generalDateText(item->LastVisited()),
-                        shaded);
+                const QString element =
+                    item->Title().left(80) + QLatin1Char('^') + item->URL() + QLatin1Char('^') + generalDateText(item->LastVisited());
+                const QAnyStringView cell(element);
+                dataRow(doc, section, openings, std::span(&cell, 1), shaded);
                 shaded = !shaded;
             }
         } else {
@@ -421,10 +467,10 @@ bool WriteHTML(const QString& path, const ReportSelection& selection, const Repo
                 env.showSkip(true);
             }
             CollectingSink sink(
-                [&](const QString& element) {
-                    dataRow(doc, section, openings, element, shaded);
+                CollectingSink::EmitCells([&](std::span<const QAnyStringView> cells) {
+                    dataRow(doc, section, openings, cells, shaded);
                     shaded = !shaded;
-                },
+                }),
                 category->onError, index ? &env.run : nullptr, env.pumpEvents);
             try {
                 category->rows(source, sink);
