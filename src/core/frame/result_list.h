@@ -9,6 +9,7 @@
 #include <QStringList>
 #include <QStringView>
 #include <cstdint>
+#include <cstdlib>
 #include <functional>
 #include <memory>
 #include <span>
@@ -109,11 +110,15 @@ private:
     // Cell texts live back to back in chunks of a fixed size that never move, so filling never
     // copies what is already stored and wastes at most the tail of the last chunk. A cell never
     // straddles two chunks; one longer than a chunk gets a chunk of its own.
+    struct FreeChunk {
+        void operator()(char* bytes) const { std::free(bytes); }
+    };
     struct Chunk {
-        std::unique_ptr<char[]> bytes;
+        std::unique_ptr<char[], FreeChunk> bytes;
         uint32_t used = 0;
         uint32_t capacity = 0;
     };
+    static std::unique_ptr<char[], FreeChunk> allocateChunk(uint32_t capacity);
     static constexpr uint32_t kChunkBytes = 2u << 20;
     // A cell's place: chunk index in the high 32 bits; in the low ones the UTF-16 flag (bit 31),
     // the pad flag (bit 30) and the byte offset in the chunk.
