@@ -69,9 +69,23 @@ QString DecodeUtf8(QByteArrayView bytes) {
     return text;
 }
 
+bool IsAscii(QByteArrayView bytes) {
+    // Eight bytes at a time: any high bit set means a byte of 128 or more.
+    const char* at = bytes.data();
+    const char* end = at + bytes.size();
+    uint64_t high = 0;
+    for (; end - at >= 8; at += 8) {
+        uint64_t word;
+        std::memcpy(&word, at, 8);
+        high |= word;
+    }
+    for (; at < end; ++at) high |= static_cast<unsigned char>(*at);
+    return (high & 0x8080808080808080ull) == 0;
+}
+
 QAnyStringView Utf8View(std::optional<QByteArrayView> bytes, QString& scratch) {
     if (!bytes) return QLatin1StringView();
-    if (std::all_of(bytes->begin(), bytes->end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; })) {
+    if (IsAscii(*bytes)) {
         return QLatin1StringView(bytes->data(), bytes->size());
     }
     scratch = DecodeUtf8(*bytes);

@@ -22,6 +22,8 @@ QByteArray ToUtf8(const QString& text);
 // byte is one character of the ANSI code page (Latin-1 here); a sequence cut by the end is "?";
 // characters above U+FFFF become surrogate pairs. It never fails.
 QString DecodeUtf8(QByteArrayView bytes);
+// True when no byte is 128 or more: such bytes decode one byte one character.
+bool IsAscii(QByteArrayView bytes);
 // Column bytes as a view of text: all-ASCII bytes as they are (one byte one character, which is
 // what DecodeUtf8 makes of them), other bytes decoded into scratch; empty for NULL.
 QAnyStringView Utf8View(std::optional<QByteArrayView> bytes, QString& scratch);

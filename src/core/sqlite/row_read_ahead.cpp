@@ -1,26 +1,8 @@
 #include "core/sqlite/row_read_ahead.h"
 
-#include <cstring>
 #include <utility>
 
 namespace kestrova {
-namespace {
-
-bool isAscii(QByteArrayView bytes) {
-    // Eight bytes at a time: any high bit set means a byte of 128 or more.
-    const char* at = bytes.data();
-    const char* end = at + bytes.size();
-    uint64_t high = 0;
-    for (; end - at >= 8; at += 8) {
-        uint64_t word;
-        std::memcpy(&word, at, 8);
-        high |= word;
-    }
-    for (; at < end; ++at) high |= static_cast<unsigned char>(*at);
-    return (high & 0x8080808080808080ull) == 0;
-}
-
-}  // namespace
 
 RowReadAhead::RowReadAhead(int width, Fetch fetch) : width_(width) {
     thread_ = std::thread([this, fetch = std::move(fetch)] {
@@ -50,7 +32,7 @@ void RowReadAhead::Out::row(MSQLite& sql, SqlHandle statement, int first, int64_
             cell.offset = static_cast<uint32_t>(batch.bytes.size());
             cell.length = static_cast<int32_t>(bytes->size());
             batch.bytes.append(bytes->data(), static_cast<size_t>(bytes->size()));
-            cell.ascii = isAscii(*bytes);
+            cell.ascii = IsAscii(*bytes);
         }
         batch.cells.push_back(cell);
     }

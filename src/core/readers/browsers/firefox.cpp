@@ -16,11 +16,10 @@ const QString kPlaceByBoundId = QStringLiteral("SELECT  url,title,last_visit_dat
 
 // The per-visit lookups, all visits' at once: one row per visit, its place's columns beside it
 // when the visit has one. It stands in for the lookups only where it cannot differ from them
-// (see joinMatchesLookups); a visit whose place id is text or bytes still gets its own lookup,
-// as the spelled-out SQL may find anything for such a text.
-// Its first column says what a visit has: 'p' a place, 't' a text id that found none (to be
-// looked up: spelled into SQL it may find anything), 'n' none. A text id that finds a place is
-// a number's text, which finds the same one place spelled out.
+// (see joinMatchesLookups). Its first column says what a visit has: 'p' a place, 'n' none, 't'
+// an id kept as text or bytes that found none, which still gets its own lookup: spelled into
+// the SQL such a text may find anything. (A text id that finds a place is a number's text, and
+// spelled out finds that same one place.)
 const QString kVisitsWithPlaces = QStringLiteral(
     "SELECT CASE WHEN moz_places.id IS NOT NULL THEN 'p'"
     " WHEN typeof(moz_historyvisits.place_id) IN ('text','blob') THEN 't' ELSE 'n' END, moz_historyvisits.place_id,"
