@@ -31,11 +31,13 @@ void ResultList::addColumn(const QString& text, int widthTwips) {
     changed();
 }
 
-std::unique_ptr<char[], ResultList::FreeChunk> ResultList::allocateChunk(uint32_t capacity) {
-    // A chunk of the standard size is one aligned huge page where the system allows it: a list
-    // of a million rows then fills a few hundred pages instead of a hundred thousand small ones,
-    // each a fault and a zeroing of its own.
-    if (capacity == kChunkBytes) {
+std::unique_ptr<char[], ResultList::FreeChunk> ResultList::allocateChunk(uint32_t capacity, bool large) {
+    // Once a list is large, a chunk of the standard size is one aligned huge page where the
+    // system allows it: a million rows then fill a few hundred pages instead of a hundred
+    // thousand small ones, each a fault and a zeroing of its own. Small lists, the everyday
+    // case, keep ordinary pages: a huge page may make its first touch wait while the kernel
+    // compacts memory, a cost only a long fill earns back.
+    if (large && capacity == kChunkBytes) {
         if (void* bytes = std::aligned_alloc(kChunkBytes, kChunkBytes)) {
             ::madvise(bytes, kChunkBytes, MADV_HUGEPAGE);
             return std::unique_ptr<char[], FreeChunk>(static_cast<char*>(bytes));
@@ -52,7 +54,7 @@ char* ResultList::reserveCell(uint32_t units, bool wide) {
     if (chunks_.empty() || chunks_.back().capacity - chunks_.back().used < padded) {
         const uint32_t capacity = std::max(padded, kChunkBytes);
         // Not zeroed: every byte is written before it is read.
-        chunks_.push_back({allocateChunk(capacity), 0, capacity});
+        chunks_.push_back({allocateChunk(capacity, chunks_.size() >= kSmallListChunks), 0, capacity});
     }
     Chunk& chunk = chunks_.back();
     cellStart_.push_back((uint64_t{chunks_.size() - 1} << 32) | (wide ? kWide : 0) | (padded != bytes ? kPadded : 0) | chunk.used);

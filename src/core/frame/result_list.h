@@ -118,8 +118,9 @@ private:
         uint32_t used = 0;
         uint32_t capacity = 0;
     };
-    static std::unique_ptr<char[], FreeChunk> allocateChunk(uint32_t capacity);
+    static std::unique_ptr<char[], FreeChunk> allocateChunk(uint32_t capacity, bool large);
     static constexpr uint32_t kChunkBytes = 2u << 20;
+    static constexpr size_t kSmallListChunks = 8;  // up to 16 MiB of text: ordinary pages
     // A cell's place: chunk index in the high 32 bits; in the low ones the UTF-16 flag (bit 31),
     // the pad flag (bit 30) and the byte offset in the chunk.
     static constexpr uint64_t kWide = 1u << 31;
