@@ -10,22 +10,6 @@
 #include "core/common/text.h"
 
 namespace kestrova {
-namespace {
-
-// Asks the kernel for the next stretch of the file with every read, so that the disk works
-// while the reader handles what it has (a scan of a large file is then bound by the disk alone).
-class ReadAheadFile : public QFile {
-protected:
-    qint64 readData(char* data, qint64 length) override {
-        ::posix_fadvise(handle(), pos() + length, kAhead, POSIX_FADV_WILLNEED);
-        return QFile::readData(data, length);
-    }
-
-private:
-    static constexpr qint64 kAhead = qint64{16} << 20;
-};
-
-}  // namespace
 
 std::unique_ptr<QIODevice> openRegularFile(const QString& localPath, const QString& what, Findings* findings) {
     const auto refuse = [&](FindingKind kind, const QString& why) -> std::unique_ptr<QIODevice> {
@@ -44,8 +28,10 @@ std::unique_ptr<QIODevice> openRegularFile(const QString& localPath, const QStri
         return refuse(FindingKind::Unreadable, QStringLiteral("not a regular file"));
     }
     ::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) & ~O_NONBLOCK);
+    // Read front to back, most of them: a larger read-ahead window. (Asking for each next stretch
+    // on every read as well made a large file's scan slower than the kernel's own read-ahead.)
     ::posix_fadvise(fd, 0, 0, POSIX_FADV_SEQUENTIAL);
-    auto file = std::make_unique<ReadAheadFile>();
+    auto file = std::make_unique<QFile>();
     if (!file->open(fd, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle)) {
         ::close(fd);
         return refuse(FindingKind::Unreadable, file->errorString());
