@@ -262,15 +262,18 @@ struct CellOpenings {
     explicit CellOpenings(const Section& section) {
         for (const bool shaded : {false, true}) {
             const QString cls = QLatin1String(shaded ? "style5" : "style7");
+            // What goes before each piece: the row's start or the last cell's end, then the
+            // cell's opening, so that a piece costs two appends.
             for (const HeaderCell& cell : section.header) {
-                byColumn[shaded].append(QStringLiteral("<td style=\"width: %1px\" class=\"%2\">").arg(cell.width).arg(cls));
+                before[shaded].append((before[shaded].isEmpty() ? QStringLiteral("<tr>") : QStringLiteral("</td>\r\n")) +
+                                      QStringLiteral("<td style=\"width: %1px\" class=\"%2\">").arg(cell.width).arg(cls));
             }
-            beyond[shaded] = QStringLiteral("<td class=\"%1\">").arg(cls);
+            beyond[shaded] = QStringLiteral("</td>\r\n<td class=\"%1\">").arg(cls);
             single[shaded] = QStringLiteral("<tr><td class=\"%1\">").arg(cls);
         }
     }
-    QStringList byColumn[2];
-    QString beyond[2];  // a piece beyond the header's cells
+    QStringList before[2];
+    QString beyond[2];  // before a piece beyond the header's cells
     QString single[2];  // the one cell of a section without a header
 };
 
@@ -376,20 +379,16 @@ void dataRow(Document& doc, const Section& section, const CellOpenings& openings
             doc.append(piece);
             if (!last) doc.append(QStringView(u"^"));
         });
-        doc.append(QStringView(u"</td></tr>"));
-        doc.newline();
+        doc.append(QStringView(u"</td></tr>\r\n"));
         return;
     }
     qsizetype column = 0;
     forEachPiece(cells, [&](auto piece, bool) {
-        if (column == 0) doc.append(QStringView(u"<tr>"));
-        doc.append(column < openings.byColumn[shaded].size() ? openings.byColumn[shaded][column] : openings.beyond[shaded]);
+        doc.append(column < openings.before[shaded].size() ? openings.before[shaded][column] : openings.beyond[shaded]);
         doc.append(piece);
-        doc.append(QStringView(u"</td>"));
-        doc.newline();
         ++column;
     });
-    doc.line(QStringView(u"</tr>"));
+    doc.append(QStringView(u"</td>\r\n</tr>\r\n"));
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 
 #include <QDate>
 #include <cstdint>
+#include <optional>
 
 namespace kestrova {
 
@@ -31,6 +32,10 @@ public:
     virtual CalendarRecord utcNow() const = 0;
     // What the zone offset compares, once per converted time: a clock may read both at once.
     virtual ClockReading readBoth() const { return {localNow(), utcNow()}; }
+    // The whole second the clock stands at, where it can tell cheaply: both records stay the
+    // same until it changes, so what is worked out from them may be kept until then. nullopt:
+    // read the records every time.
+    virtual std::optional<int64_t> secondNow() const { return std::nullopt; }
     // The zone bias in force now (local minus UTC), which is what a FILETIME conversion applies
     // whatever the date being converted.
     virtual int64_t currentUtcOffsetSeconds() const = 0;
@@ -46,6 +51,7 @@ public:
     FixedClock(CalendarRecord local, CalendarRecord utc) : local_(local), utc_(utc) {}
     CalendarRecord localNow() const override { return local_; }
     CalendarRecord utcNow() const override { return utc_; }
+    std::optional<int64_t> secondNow() const override { return 0; }  // it stands still
     int64_t currentUtcOffsetSeconds() const override;
 
 private:

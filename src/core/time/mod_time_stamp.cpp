@@ -1,6 +1,7 @@
 #include "core/time/mod_time_stamp.h"
 
 #include <algorithm>
+#include <bit>
 #include <array>
 #include <cmath>
 #include <limits>
@@ -47,6 +48,21 @@ int32_t ModTimeStamp::WrapDifference(double a, double b, int32_t m) {
 }
 
 float ModTimeStamp::LocalTimeOffsetHours() const {
+    // Measured once a second: a history converts a million times in a few.
+    const std::optional<int64_t> second = clock_.secondNow();
+    if (!second) return measureOffset();
+    const auto key = static_cast<uint32_t>(*second);
+    const uint64_t kept = offsetOfSecond_.load(std::memory_order_relaxed);
+    if (kept != kNoOffset && static_cast<uint32_t>(kept >> 32) == key) return std::bit_cast<float>(static_cast<uint32_t>(kept));
+    const float offset = measureOffset();
+    // Kept only if the records it was measured from belong to that second.
+    if (clock_.secondNow() == second) {
+        offsetOfSecond_.store((uint64_t{key} << 32) | std::bit_cast<uint32_t>(offset), std::memory_order_relaxed);
+    }
+    return offset;
+}
+
+float ModTimeStamp::measureOffset() const {
     const auto [local, utc] = clock_.readBoth();
     // Only the day-of-month numbers are compared, never month or year: across a month boundary
     // the sign comes out wrong by 48 hours. Reports made so far depend on it; kept on purpose.

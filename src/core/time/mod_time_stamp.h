@@ -7,6 +7,7 @@
 #pragma once
 
 #include <QString>
+#include <atomic>
 #include <cstdint>
 
 #include "core/time/clock.h"
@@ -38,7 +39,12 @@ public:
 
 private:
     DateValue walkFromYear(double seconds, int startYear) const;
+    float measureOffset() const;
     const Clock& clock_;
+    // The offset of the clock's last second (high half: the second, low half: the offset's
+    // bits), worked out again when the second changes; one word, so any thread may use it.
+    mutable std::atomic<uint64_t> offsetOfSecond_{kNoOffset};
+    static constexpr uint64_t kNoOffset = ~uint64_t{0};
 };
 
 // A FILETIME as the URL history store keeps it: 100 ns ticks since 1601 UTC in two halves.

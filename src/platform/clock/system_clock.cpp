@@ -40,6 +40,12 @@ ClockReading SystemClock::readBoth() const {
     return {fromTm(second.local, ms), fromTm(second.utc, ms)};
 }
 
+std::optional<int64_t> SystemClock::secondNow() const {
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME_COARSE, &now);
+    return now.tv_sec;
+}
+
 int64_t SystemClock::currentUtcOffsetSeconds() const { return thisSecond(nullptr).local.tm_gmtoff; }
 
 }  // namespace kestrova

@@ -14,6 +14,7 @@ public:
     CalendarRecord localNow() const override;
     CalendarRecord utcNow() const override;
     ClockReading readBoth() const override;
+    std::optional<int64_t> secondNow() const override;
     int64_t currentUtcOffsetSeconds() const override;
 
 private:
