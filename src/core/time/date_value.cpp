@@ -144,6 +144,7 @@ struct Patterns {
     QString am[2], pm[2];  // as the locale writes them, and upper-cased
     QStringList monthsShort, monthsLong;
     bool dateNeedsTime = false;  // a date pattern with time fields cannot be kept per day
+    bool timeNeedsDate = false;  // a time pattern with date fields (no locale has one)
     // The date part of the last day written, which the next row most often shares.
     qint64 cachedDay = std::numeric_limits<qint64>::min();
     QString cachedDate;
@@ -158,14 +159,14 @@ bool timeField(const Token& token) {
 
 Patterns& patternsOf(const QLocale& locale) {
     // One per thread, as the remembered day is written on every use.
-    static thread_local Patterns cached{QLocale::c(), {}, {}, {}, {}, {}, {}, {}, {}, false, 0, {}};  // filled on first use
+    static thread_local Patterns cached{QLocale::c(), {}, {}, {}, {}, {}, {}, {}, {}, false, false, 0, {}};  // filled on first use
     if (cached.shortDate.isEmpty() || cached.locale != locale) {
         QString date = locale.dateFormat(QLocale::ShortFormat);
         if (!date.contains(QLatin1String("yyyy"))) date.replace(QLatin1String("yy"), "yyyy");
         const QString time = plainSpaces(withoutZone(locale.timeFormat(QLocale::LongFormat)));
         cached = Patterns{locale, date, time, compile(date), compile(time),
                           {plainSpaces(locale.amText()), plainSpaces(locale.amText().toUpper())},
-                          {plainSpaces(locale.pmText()), plainSpaces(locale.pmText().toUpper())}, {}, {}, false,
+                          {plainSpaces(locale.pmText()), plainSpaces(locale.pmText().toUpper())}, {}, {}, false, false,
                           std::numeric_limits<qint64>::min(), {}};
         for (std::vector<Token>* tokens : {&cached.date, &cached.time}) {
             for (Token& token : *tokens) token.text = plainSpaces(token.text);
@@ -175,6 +176,8 @@ Patterns& patternsOf(const QLocale& locale) {
             cached.monthsLong << plainSpaces(locale.monthName(m, QLocale::LongFormat));
         }
         cached.dateNeedsTime = std::any_of(cached.date.begin(), cached.date.end(), timeField);
+        cached.timeNeedsDate = std::any_of(cached.time.begin(), cached.time.end(),
+                                           [](const Token& token) { return token.kind != Token::Text && !timeField(token); });
     }
     return cached;
 }
@@ -246,14 +249,19 @@ QString generalDateText(DateValue value, const QLocale& locale) {
     seconds %= 86400;
     const int hour = static_cast<int>(seconds / 3600), minute = static_cast<int>(seconds / 60 % 60),
               second = static_cast<int>(seconds % 60);
-    const QDate date = kOleEpoch.addDays(day);
+    // The calendar date only where something is written from it: most rows share the last one's.
+    QDate date;
+    const auto dateOf = [&] {
+        if (!date.isValid()) date = kOleEpoch.addDays(day);
+        return date;
+    };
     TextBuffer out;
     if (patterns.dateNeedsTime) {
-        write(out, patterns.date, patterns, date, hour, minute, second);
+        write(out, patterns.date, patterns, dateOf(), hour, minute, second);
     } else {
         if (day != patterns.cachedDay) {
             TextBuffer dateText;
-            write(dateText, patterns.date, patterns, date, 0, 0, 0);
+            write(dateText, patterns.date, patterns, dateOf(), 0, 0, 0);
             if (dateText.fits()) {
                 patterns.cachedDay = day;
                 patterns.cachedDate = dateText.view().toString();
@@ -262,16 +270,16 @@ QString generalDateText(DateValue value, const QLocale& locale) {
         if (day == patterns.cachedDay) {
             out.append(patterns.cachedDate);
         } else {
-            write(out, patterns.date, patterns, date, hour, minute, second);
+            write(out, patterns.date, patterns, dateOf(), hour, minute, second);
         }
     }
     if (hour != 0 || minute != 0 || second != 0) {
         out.append(u' ');
-        write(out, patterns.time, patterns, date, hour, minute, second);
+        write(out, patterns.time, patterns, patterns.timeNeedsDate ? dateOf() : QDate(), hour, minute, second);
     }
     if (out.fits()) return out.view().toString();
     StringOut longText;
-    writeGeneral(longText, patterns, date, hour, minute, second);
+    writeGeneral(longText, patterns, dateOf(), hour, minute, second);
     return longText.text;
 }
 
