@@ -81,6 +81,29 @@ TEST(WebKitMicrosecondsToLocalDate, StartsTheWalkIn1601) {
     EXPECT_EQ(text(stamps.WebKitMicrosecondsToLocalDate(0)), "1601-01-01 00:00:00");
 }
 
+TEST(LocalTimeOffsetHours, IsMeasuredAgainWhenTheClockMovesOnASecond) {
+    // A clock that crosses into another zone offset (the clocks going forward): the offset kept
+    // for one second must not outlive it, and a clock that cannot tell its second is read anew.
+    struct MovingClock : Clock {
+        CalendarRecord local = at(15, 1, 59), utc = at(15, 0, 59);
+        std::optional<int64_t> second = 100;
+        CalendarRecord localNow() const override { return local; }
+        CalendarRecord utcNow() const override { return utc; }
+        std::optional<int64_t> secondNow() const override { return second; }
+        int64_t currentUtcOffsetSeconds() const override { return 0; }
+    } clock;
+    const ModTimeStamp stamps(clock);
+    EXPECT_FLOAT_EQ(stamps.LocalTimeOffsetHours(), 1.0f);
+    clock.local = at(15, 3, 0);
+    clock.utc = at(15, 1, 0);
+    EXPECT_FLOAT_EQ(stamps.LocalTimeOffsetHours(), 1.0f);  // still the same second
+    clock.second = 101;
+    EXPECT_FLOAT_EQ(stamps.LocalTimeOffsetHours(), 2.0f);
+    clock.second = std::nullopt;
+    clock.local = at(15, 4, 0);
+    EXPECT_FLOAT_EQ(stamps.LocalTimeOffsetHours(), 3.0f);
+}
+
 TEST(UnixSecondsToLocalDate, YearOverflowIsARuntimeError) {
     const FixedClock clock = offsetClock(0);
     EXPECT_THROW(ModTimeStamp(clock).UnixSecondsToLocalDate(1e15), RuntimeError);
