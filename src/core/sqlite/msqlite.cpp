@@ -83,15 +83,6 @@ bool IsAscii(QByteArrayView bytes) {
     return (high & 0x8080808080808080ull) == 0;
 }
 
-QAnyStringView Utf8View(std::optional<QByteArrayView> bytes, QString& scratch) {
-    if (!bytes) return QLatin1StringView();
-    if (IsAscii(*bytes)) {
-        return QLatin1StringView(bytes->data(), bytes->size());
-    }
-    scratch = DecodeUtf8(*bytes);
-    return scratch;
-}
-
 QString CanonicalizeFolder(const QString& folder) {
     const bool absolute = folder.startsWith(QLatin1Char('/'));
     const QChar separator = folder.contains(QLatin1Char('\\')) ? QLatin1Char('\\') : QLatin1Char('/');
@@ -198,10 +189,6 @@ std::optional<QByteArrayView> MSQLite::ColumnUtf8(SqlHandle handle, int column, 
 QString MSQLite::ColumnText(SqlHandle handle, int column) {
     const auto utf8 = ColumnUtf8(handle, column);
     return utf8 ? DecodeUtf8(*utf8) : QString();
-}
-
-QAnyStringView MSQLite::ColumnView(SqlHandle handle, int column, QString& scratch) {
-    return Utf8View(ColumnUtf8(handle, column), scratch);
 }
 
 int MSQLite::CountRows(const QString& sql) {

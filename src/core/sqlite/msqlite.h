@@ -6,7 +6,6 @@
 // simply comes out empty.
 #pragma once
 
-#include <QAnyStringView>
 #include <QString>
 #include <optional>
 
@@ -24,9 +23,6 @@ QByteArray ToUtf8(const QString& text);
 QString DecodeUtf8(QByteArrayView bytes);
 // True when no byte is 128 or more: such bytes decode one byte one character.
 bool IsAscii(QByteArrayView bytes);
-// Column bytes as a view of text: all-ASCII bytes as they are (one byte one character, which is
-// what DecodeUtf8 makes of them), other bytes decoded into scratch; empty for NULL.
-QAnyStringView Utf8View(std::optional<QByteArrayView> bytes, QString& scratch);
 // The folder canonicalised as the path API does: "." and ".." steps resolved, "\" kept.
 QString CanonicalizeFolder(const QString& folder);
 
@@ -50,11 +46,6 @@ public:
     int DbFinalize(SqlHandle statement);
     int ColumnBytes(SqlHandle statement, int column);
     QString ColumnText(SqlHandle statement, int column);
-    // The same text without a QString where it can be: all-ASCII bytes (most URLs, titles and
-    // numbers) are handed out as the engine's own bytes, one byte one character, which is what
-    // the decoder makes of them; other text is decoded into scratch. Valid until the statement
-    // steps again or scratch changes.
-    QAnyStringView ColumnView(SqlHandle statement, int column, QString& scratch);
     // For a lookup prepared once and run per key (the Firefox history's place lookup).
     int DbReset(SqlHandle statement);
     int DbBindText(SqlHandle statement, int index, const QString& text);

@@ -67,7 +67,9 @@ public:
     std::optional<QByteArrayView> cell(int column) const;
     // As MSQLite::ColumnText reads the column.
     QString text(int column) const;
-    // As MSQLite::ColumnView reads the column.
+    // The same as a view where it can be: ASCII cells as their own bytes (one byte one
+    // character, which is what the decoder makes of them), others decoded into scratch. Valid
+    // until the next row or scratch changes.
     QAnyStringView view(int column, QString& scratch) const;
 
 private:

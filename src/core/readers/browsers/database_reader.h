@@ -61,8 +61,8 @@ QString numberText(const QString& text);
 // Every "%20" replaced by a blank (the input history and keyword readers).
 QString withBlanks(QString text);
 
-// One row of the statement handed to a sink as views (MSQLite::ColumnView): columns are taken
-// in order, texts a reader makes (a date) kept in the row itself. Neither copied nor moved, as
+// One fetched row handed to a sink as views (RowReadAhead::view): cells are taken in order,
+// texts a reader makes (a date) kept in the row itself. Neither copied nor moved, as
 // its cells may point into it.
 template <size_t N>
 class ViewRow {
@@ -71,12 +71,6 @@ public:
     ViewRow(const ViewRow&) = delete;
     ViewRow& operator=(const ViewRow&) = delete;
 
-    ViewRow& column(MSQLite& sql, SqlHandle statement, int column) {
-        Q_ASSERT(size_ < N);
-        cells_[size_] = sql.ColumnView(statement, column, scratch_[size_]);
-        ++size_;
-        return *this;
-    }
     ViewRow& column(const RowReadAhead& rows, int column) {
         Q_ASSERT(size_ < N);
         cells_[size_] = rows.view(column, scratch_[size_]);
