@@ -2,6 +2,9 @@
 // path, and an engine that does not load (every operation then answers 1).
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <thread>
+
 #include "core/common/runtime_error.h"
 #include "core/sqlite/msqlite.h"
 #include "core/sqlite/row_read_ahead.h"
@@ -103,6 +106,15 @@ public:
     std::string text;
 };
 
+// The same rows with a text of a megabyte in every one.
+class HugeValueEngine : public CountingEngine {
+public:
+    const unsigned char* columnText(SqlHandle, int) override {
+        text = std::string(1 << 20, 'x') + std::to_string(at);
+        return reinterpret_cast<const unsigned char*>(text.c_str());
+    }
+};
+
 TEST(RowReadAhead, HandsOverEveryRowInOrderAcrossBatchesAsTheColumnsRead) {
     CountingEngine engine;
     engine.rows = 3 * RowReadAhead::kBatchRows + 17;
@@ -124,6 +136,26 @@ TEST(RowReadAhead, HandsOverEveryRowInOrderAcrossBatchesAsTheColumnsRead) {
     }
     EXPECT_EQ(row, engine.rows);
     EXPECT_FALSE(ahead.next());
+}
+
+TEST(RowReadAhead, HugeValuesGoInSmallBatchesSoTheFetchStaysFewMegabytesAhead) {
+    HugeValueEngine engine;
+    engine.rows = 200;
+    MSQLite sql(engine, "/opt/kestrova");
+    ASSERT_EQ(sql.LoadEngine(""), 0);
+    RowReadAhead ahead(1, [&](RowReadAhead::Out& out) {
+        while (sql.DbStep(1) == 100) out.row(sql, 1);
+    });
+    ASSERT_TRUE(ahead.next());
+    // The reader holds its first row; the fetch may only be the queue's few batches ahead.
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    EXPECT_LT(engine.at, 20);
+    int rows = 1;
+    while (ahead.next()) {
+        ++rows;
+        EXPECT_TRUE(ahead.text(0).endsWith(QString::number(rows)));
+    }
+    EXPECT_EQ(rows, 200);
 }
 
 TEST(RowReadAhead, AReaderThatStopsEndsTheFetchAndAFailedFetchIsThrownAfterItsRows) {

@@ -37,7 +37,7 @@ void RowReadAhead::Out::row(MSQLite& sql, SqlHandle statement, int first, int64_
         batch.cells.push_back(cell);
     }
     batch.tags.push_back(tag);
-    if (++batch.rows == kBatchRows) owner_.flush();
+    if (++batch.rows == kBatchRows || batch.bytes.size() >= kBatchBytes) owner_.flush();
 }
 
 bool RowReadAhead::Out::cancelled() const { return owner_.cancelled_; }

@@ -29,8 +29,10 @@ namespace kestrova {
 
 class RowReadAhead {
 public:
-    // The fetching side: rows go in batches of this many.
+    // The fetching side: rows go in batches of this many, or fewer once a batch holds this much
+    // text (a database of huge values must not make the read-ahead huge).
     static constexpr int kBatchRows = 1024;
+    static constexpr size_t kBatchBytes = size_t{1} << 20;
 
     class Out {
     public:
