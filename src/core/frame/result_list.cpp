@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cstring>
 #include <new>
-#include <sys/mman.h>
 #include <numeric>
+#include <sys/mman.h>
 #include <type_traits>
 
 namespace kestrova {
