@@ -11,14 +11,6 @@ QString webkitText(const SourceContext& src, QAnyStringView microseconds, const 
     return generalDateText(src.stamps.WebKitMicrosecondsToLocalDate(leadingNumber(microseconds)), locale);
 }
 
-template <typename Row>
-void plainRows(const SourceContext& src, RowSink& sink, const DatabaseQuery& query, Row row) {
-    MSQLite sql = sqliteFor(src);
-    readDatabase(sql, query, [&] {
-        while (sql.DbStep(sql.statement) == sqlitecode::Row) sink.add(row(sql));
-    });
-}
-
 QString history(const SourceContext& src) { return ChromeProfileFolder(src) + QStringLiteral("\\history"); }
 
 }  // namespace

@@ -37,6 +37,11 @@ void closeDatabase(MSQLite& sql);
 template <typename Rows>
 void readDatabase(MSQLite& sql, const DatabaseQuery& query, Rows rows);
 
+// The readers that neither count nor stop: readDatabase over the query, every row of the
+// statement added as row(sql) makes it. A run-time error in row ends the reader there.
+template <typename Row>
+void plainRows(const SourceContext& src, RowSink& sink, const DatabaseQuery& query, Row row);
+
 // The readers that count (Firefox and Chrome cookies, Chrome's URL history): the counting query
 // gives the progress window's maximum, StopRequested is cleared, every row advances "Records:"
 // and a stop ends the loop. Each row is one step under the category's failure policy: row(rows)
@@ -107,6 +112,14 @@ void readDatabase(MSQLite& sql, const DatabaseQuery& query, Rows rows) {
         sql.NoteSchema(QStringLiteral("database ") + query.path, query.table, query.columns);
     }
     closeDatabase(sql);
+}
+
+template <typename Row>
+void plainRows(const SourceContext& src, RowSink& sink, const DatabaseQuery& query, Row row) {
+    MSQLite sql = sqliteFor(src);
+    readDatabase(sql, query, [&] {
+        while (sql.DbStep(sql.statement) == sqlitecode::Row) sink.add(row(sql));
+    });
 }
 
 template <typename Row>

@@ -190,49 +190,38 @@ void firefoxCookieRows(const SourceContext& src, RowSink& sink) {
 }
 
 void firefoxDownloadRows(const SourceContext& src, RowSink& sink) {
-    MSQLite sql = sqliteFor(src);
-    readDatabase(sql,
-                 {profileFile(src, "\\downloads.sqlite"),
-                  QStringLiteral("SELECT name,source,target,startTime,endTime FROM moz_downloads"),
-                  QStringLiteral("moz_downloads"),
-                  {"name", "source", "target", "startTime", "endTime"}},
-                 [&] {
-                     while (sql.DbStep(sql.statement) == sqlitecode::Row) {
-                         // The target's scheme prefix ("file:///") is cut; a shorter target ends
-                         // the reader at that row.
-                         const QString target = sql.ColumnText(sql.statement, 2);
-                         if (target.size() < 8) throw RuntimeError("Invalid procedure call or argument");
-                         sink.add(QStringList{target.mid(8), sql.ColumnText(sql.statement, 1),
-                                              src.covert.PRTimeToText(sql.ColumnText(sql.statement, 3)),
-                                              src.covert.PRTimeToText(sql.ColumnText(sql.statement, 4))});
-                     }
-                 });
+    plainRows(src, sink,
+              {profileFile(src, "\\downloads.sqlite"), QStringLiteral("SELECT name,source,target,startTime,endTime FROM moz_downloads"),
+               QStringLiteral("moz_downloads"), {"name", "source", "target", "startTime", "endTime"}},
+              [&](MSQLite& db) {
+                  // The target's scheme prefix ("file:///") is cut; a shorter target ends the
+                  // reader at that row.
+                  const QString target = db.ColumnText(db.statement, 2);
+                  if (target.size() < 8) throw RuntimeError("Invalid procedure call or argument");
+                  return QStringList{target.mid(8), db.ColumnText(db.statement, 1),
+                                     src.covert.PRTimeToText(db.ColumnText(db.statement, 3)),
+                                     src.covert.PRTimeToText(db.ColumnText(db.statement, 4))};
+              });
 }
 
 void firefoxInputRows(const SourceContext& src, RowSink& sink) {
-    MSQLite sql = sqliteFor(src);
-    readDatabase(sql, {profileFile(src, "\\places.sqlite"), QStringLiteral("SELECT input FROM moz_inputhistory"),
-                       QStringLiteral("moz_inputhistory"), {"input"}},
-                 [&] {
-                     while (sql.DbStep(sql.statement) == sqlitecode::Row) sink.add(withBlanks(sql.ColumnText(sql.statement, 0)));
-                 });
+    plainRows(src, sink,
+              {profileFile(src, "\\places.sqlite"), QStringLiteral("SELECT input FROM moz_inputhistory"),
+               QStringLiteral("moz_inputhistory"), {"input"}},
+              [](MSQLite& db) { return QStringList{withBlanks(db.ColumnText(db.statement, 0))}; });
 }
 
 void firefoxFormRows(const SourceContext& src, RowSink& sink) {
-    MSQLite sql = sqliteFor(src);
-    readDatabase(sql,
-                 {profileFile(src, "\\formhistory.sqlite"),
-                  QStringLiteral("SELECT fieldname,value,timesused,firstused,lastused FROM moz_formhistory"),
-                  QStringLiteral("moz_formhistory"),
-                  {"fieldname", "value", "timesused", "firstused", "lastused"}},
-                 [&] {
-                     while (sql.DbStep(sql.statement) == sqlitecode::Row) {
-                         sink.add(QStringList{sql.ColumnText(sql.statement, 0), sql.ColumnText(sql.statement, 1),
-                                              sql.ColumnText(sql.statement, 2),
-                                              src.covert.PRTimeToText(sql.ColumnText(sql.statement, 3)),
-                                              src.covert.PRTimeToText(sql.ColumnText(sql.statement, 4))});
-                     }
-                 });
+    plainRows(src, sink,
+              {profileFile(src, "\\formhistory.sqlite"),
+               QStringLiteral("SELECT fieldname,value,timesused,firstused,lastused FROM moz_formhistory"),
+               QStringLiteral("moz_formhistory"), {"fieldname", "value", "timesused", "firstused", "lastused"}},
+              [&](MSQLite& db) {
+                  return QStringList{db.ColumnText(db.statement, 0), db.ColumnText(db.statement, 1),
+                                     db.ColumnText(db.statement, 2),
+                                     src.covert.PRTimeToText(db.ColumnText(db.statement, 3)),
+                                     src.covert.PRTimeToText(db.ColumnText(db.statement, 4))};
+              });
 }
 
 QStringList getFireFoxURL(const SourceContext& src) { return collectRows(firefoxHistoryRows, src, OnError::SkipStep); }
