@@ -29,13 +29,8 @@ public:
         : RowSink(onError), emitCells_(std::move(onCells)), skipRun_(skipRun), pump_(std::move(pump)) {}
 
     bool add(const QStringList& cells) override {
-        if (emitCells_) {
-            std::vector<QAnyStringView> views(cells.begin(), cells.end());
-            emitCells_(views);
-        } else {
-            emit_(cells.join(QLatin1Char('^')));
-        }
-        return !stopRequested();
+        const std::vector<QAnyStringView> views(cells.begin(), cells.end());
+        return addViews(views);
     }
     using RowSink::add;
     bool addViews(std::span<const QAnyStringView> cells) override {
