@@ -59,13 +59,16 @@ int LinkedSqliteEngine::open(const QByteArray& name, SqlHandle* db) {
     sqlite3* handle = nullptr;
     int code = SQLITE_CANTOPEN;
     Opened opened;
-    if (!path.isEmpty() && !system_.localPath(path + QStringLiteral("-wal")) &&
-        !system_.localPath(path + QStringLiteral("-journal")) && (opened.original = system_.openFile(path, label))) {
+    bool copy = !path.isEmpty();
+    if (copy && !system_.localPath(path + QStringLiteral("-wal")) && !system_.localPath(path + QStringLiteral("-journal"))) {
         // Nothing beside the database to replay or roll back: the file alone is the whole
         // database, read in place through the descriptor the volume layer checked (so the name
         // cannot be swapped for a link meanwhile). Immutable and read-only: no lock, no journal,
-        // no -shm, not a byte written.
-        code = openInPlace(*opened.original, &handle);
+        // no -shm, not a byte written. A file that cannot be opened is not tried again for a
+        // copy; one SQLite cannot open in place is.
+        opened.original = system_.openFile(path, label);
+        copy = opened.original != nullptr;
+        if (opened.original) code = openInPlace(*opened.original, &handle);
         if (code != SQLITE_OK) {
             sqlite3_close(handle);
             handle = nullptr;
@@ -74,11 +77,11 @@ int LinkedSqliteEngine::open(const QByteArray& name, SqlHandle* db) {
     }
     if (!handle) {
         auto folder = std::make_unique<QTemporaryDir>(tempFolder_ + QStringLiteral("/kestrova-db-XXXXXX"));
-        const QString copy = folder->filePath(QStringLiteral("db"));
-        if (!path.isEmpty() && folder->isValid() && copyOut(system_, path, label, copy, true)) {
-            copyOut(system_, path + QStringLiteral("-wal"), label, copy + QStringLiteral("-wal"), false);
-            copyOut(system_, path + QStringLiteral("-journal"), label, copy + QStringLiteral("-journal"), false);
-            code = sqlite3_open_v2(QFile::encodeName(copy).constData(), &handle, SQLITE_OPEN_READWRITE | kOneThread, nullptr);
+        const QString copyPath = folder->filePath(QStringLiteral("db"));
+        if (copy && folder->isValid() && copyOut(system_, path, label, copyPath, true)) {
+            copyOut(system_, path + QStringLiteral("-wal"), label, copyPath + QStringLiteral("-wal"), false);
+            copyOut(system_, path + QStringLiteral("-journal"), label, copyPath + QStringLiteral("-journal"), false);
+            code = sqlite3_open_v2(QFile::encodeName(copyPath).constData(), &handle, SQLITE_OPEN_READWRITE | kOneThread, nullptr);
             opened.copy = std::move(folder);
         } else {
             code = sqlite3_open_v2(":memory:", &handle, SQLITE_OPEN_READWRITE | kOneThread, nullptr);
