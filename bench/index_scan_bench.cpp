@@ -16,6 +16,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include "index_file.h"
 #include "sample_volume.h"
 #include "core/app/session.h"
 
@@ -24,43 +25,6 @@ namespace {
 using namespace kestrova;
 
 constexpr qint64 kFileSize = qint64{512} << 20;
-
-// Records as a cache index lays them out: "URL ", a header, the location 0x68 bytes in.
-bool writeIndex(const QString& path) {
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly)) return false;
-    QRandomGenerator rng(2026);
-    QByteArray block;
-    block.reserve(4 << 20);
-    qint64 written = 0;
-    int n = 0;
-    while (written < kFileSize) {
-        block.clear();
-        while (block.size() < (4 << 20) - 1024) {
-            QByteArray record(256 + rng.bounded(512), '\0');
-            record.replace(0, 4, "URL ");
-            const QByteArray url = "http://www.site" + QByteArray::number(n % 9973) + ".example/cache/item" +
-                                   QByteArray::number(n) + ".png";
-            record.replace(0x68, url.size(), url);
-            for (qsizetype i = 0x68 + url.size() + 8; i < record.size(); i += 16) record[i] = static_cast<char>(rng.bounded(256));
-            block += record;
-            ++n;
-        }
-        block.truncate(std::min<qint64>(block.size(), kFileSize - written));
-        if (file.write(block) != block.size()) return false;
-        written += block.size();
-    }
-    return true;
-}
-
-// Drops the file's pages from the page cache (no privileges needed for one's own file).
-void evict(const QString& path) {
-    const int fd = ::open(QFile::encodeName(path).constData(), O_RDONLY);
-    if (fd < 0) return;
-    ::fdatasync(fd);
-    ::posix_fadvise(fd, 0, 0, POSIX_FADV_DONTNEED);
-    ::close(fd);
-}
 
 double referenceRead(const QString& path) {
     QElapsedTimer timer;
@@ -84,7 +48,7 @@ int main(int argc, char** argv) {
     QCoreApplication app(argc, argv);
     bench::SampleVolume volume;
     const QString index = volume.dir.filePath("index.dat");
-    if (!writeIndex(index)) {
+    if (!bench::writeIndex(index, kFileSize)) {
         std::fprintf(stderr, "cannot write %s\n", qPrintable(index));
         return 1;
     }
@@ -94,9 +58,9 @@ int main(int argc, char** argv) {
     const auto measure = [&](bool cold, double* reference, double* scan) {
         *reference = *scan = 1e9;
         for (int round = 0; round < 5; ++round) {
-            if (cold) evict(index);
+            if (cold) bench::evict(index);
             *reference = std::min(*reference, referenceRead(index));
-            if (cold) evict(index);
+            if (cold) bench::evict(index);
             Session session(volume.os, volume.clock, volume.run, host);
             QElapsedTimer timer;
             timer.start();

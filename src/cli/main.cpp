@@ -1,40 +1,64 @@
 // kestrova-cli: the command-line front end. It runs the very readers the window runs, in one
 // shared session, so what one category leaves behind (the list mode) carries into the next
-// exactly as it does when categories are clicked one after another.
-//   kestrova-cli [--root DIR] [--user NAME] [--verbose] info
-//   kestrova-cli categories [--keys]
-//   kestrova-cli [--root DIR] [--user NAME] [--verbose] [--index-file PATH] rows KEY... [--format tsv|csv|json]
-//   kestrova-cli [--root DIR] [--user NAME] [--verbose] report FILE [--groups ie,windows,firefox,chrome,index]
+// exactly as it does when categories are clicked one after another. Rows are written as the
+// readers hand them over, never held.
 #include <QCoreApplication>
+#include <QFile>
 #include <QTextStream>
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <optional>
+#include <unistd.h>
 #include <utility>
 
 #include "cli/output.h"
 #include "core/app/session.h"
+#include "core/common/text.h"
 #include "core/frame/run_control.h"
+#include "core/registry/reg_api.h"
 #include "core/report/html_report.h"
 #include "core/time/date_value.h"
-#include "core/registry/reg_api.h"
+#include "platform/clock/time_zone.h"
 #include "platform/system/environment.h"
 
 namespace {
 
 using namespace kestrova;
 
-int usage() {
-    std::fprintf(stderr,
-                 "usage: kestrova-cli [--root DIR] [--user NAME] [--verbose] COMMAND\n"
-                 "  info                  the analysed system: root, user, version, names, shell folders\n"
-                 "  categories [--keys]   the category tree (or only the category keys)\n"
-                 "  rows KEY... [--format tsv|csv|json]\n"
-                 "                        runs the categories in order and prints columns, rows, panels\n"
-                 "  report FILE [--groups ie,windows,firefox,chrome,index]\n"
-                 "                        writes the HTML report (default groups: all but index)\n"
-                 "  --index-file PATH     the index.dat the Index.dat File category scans (a Windows path\n"
-                 "                        on the volume or a local file); default: the user's Content.IE5\n");
-    return 2;
-}
+constexpr const char* kHelp =
+    "usage: kestrova-cli [OPTIONS] COMMAND [ARGUMENTS]\n"
+    "\n"
+    "Shows what a Windows computer has been used for, from a Windows volume given as a folder.\n"
+    "\n"
+    "Commands:\n"
+    "  info                   the examined system: profiles, root, user, version, names, shell folders\n"
+    "  categories [--keys]    the category tree (or only the category keys)\n"
+    "  rows KEY... [--format tsv|csv|json]\n"
+    "                         runs the categories in order, as clicks in the window would, and\n"
+    "                         writes each one's columns and rows as they are read, then its panels\n"
+    "                         (csv: one table a category; panels and messages to standard error)\n"
+    "  report FILE|- [--groups ie,windows,firefox,chrome,index]\n"
+    "                         writes the HTML report (- : standard output; default groups: all\n"
+    "                         but index)\n"
+    "\n"
+    "Options:\n"
+    "  --root DIR             the folder standing for C:\\ (a mounted partition or a copy)\n"
+    "  --user NAME            the profile under Users\\ or Documents and Settings\\ (a name that is\n"
+    "                         not UTF-8 as info shows it, caf\\xE9, or as its bytes)\n"
+    "  --last                 without --root: the volume last chosen in the window (kr.ini);\n"
+    "                         otherwise the sample system beside the program\n"
+    "  --tz ZONE              the zone local times are written in: local (this computer's, the\n"
+    "                         default), UTC, system (the examined system's, from its SYSTEM hive)\n"
+    "                         or a name such as Europe/Berlin\n"
+    "  --index-file PATH      the index.dat the Index.dat File category scans (a Windows path on the\n"
+    "                         volume or a local file); default: the user's Content.IE5\\index.dat\n"
+    "  -o, --output FILE      write to FILE instead of standard output\n"
+    "  --verbose              say on standard error why a category came out empty\n"
+    "  -h, --help             this text\n"
+    "\n"
+    "Settings are read from kr.ini beside the program, or from the file KESTROVA_SETTINGS names.\n";
 
 // Where a reader would ask the user, the command line takes the default answer.
 class CliHost : public ReaderHost {
@@ -46,7 +70,7 @@ public:
     void message(const QString& text) override { messages.append(text); }
     QStringList messages;
     void diagnostic(const QString& text) override {
-        if (verbose_) std::fprintf(stderr, "%s\n", qPrintable(text));
+        if (verbose_) std::fprintf(stderr, "%s\n", qPrintable(showEscapedBytes(text)));
     }
     void bug(const QString& text) override {
         std::fprintf(stderr, "kestrova-cli: internal error: %s\n", qPrintable(text));
@@ -58,6 +82,79 @@ private:
     bool verbose_;
     QString indexFile_;
 };
+
+struct Options {
+    QString root, user, indexFile, tz, output;
+    std::optional<QString> format, groups;
+    bool verbose = false, last = false, help = false, keys = false;
+    QString command;
+    QStringList operands;
+};
+
+// A wrong call: says which and why, and where the usage is.
+int usageError(const QString& why) {
+    std::fprintf(stderr, "kestrova-cli: %s\nTry 'kestrova-cli --help' for the commands and options.\n", qPrintable(why));
+    return 2;
+}
+
+// The arguments as their bytes: a profile or a path whose name is not UTF-8 stays itself.
+std::optional<QString> parse(const QStringList& args, Options& o) {
+    const std::pair<const char*, QString*> valued[] = {{"--root", &o.root}, {"--user", &o.user},
+                                                       {"--index-file", &o.indexFile}, {"--tz", &o.tz},
+                                                       {"-o", &o.output}, {"--output", &o.output}};
+    const std::pair<const char*, bool*> flags[] = {{"--verbose", &o.verbose}, {"--last", &o.last}, {"--help", &o.help},
+                                                   {"-h", &o.help}, {"--keys", &o.keys}};
+    for (int i = 0; i < args.size(); ++i) {
+        QString arg = args[i];
+        std::optional<QString> inlineValue;
+        if (arg.startsWith(QLatin1String("--")) && arg.contains(QLatin1Char('='))) {
+            inlineValue = arg.section(QLatin1Char('='), 1);
+            arg = arg.section(QLatin1Char('='), 0, 0);
+        }
+        const auto value = [&]() -> std::optional<QString> {
+            if (inlineValue) return inlineValue;
+            if (i + 1 >= args.size()) return std::nullopt;
+            return args[++i];
+        };
+        bool known = false;
+        for (const auto& [name, target] : valued) {
+            if (arg != QLatin1String(name)) continue;
+            const auto v = value();
+            if (!v) return QStringLiteral("%1 needs a value").arg(arg);
+            *target = *v;
+            known = true;
+        }
+        if (arg == QLatin1String("--format") || arg == QLatin1String("--groups")) {
+            const auto v = value();
+            if (!v) return QStringLiteral("%1 needs a value").arg(arg);
+            (arg == QLatin1String("--format") ? o.format : o.groups) = *v;
+            known = true;
+        }
+        for (const auto& [name, target] : flags) {
+            if (arg != QLatin1String(name)) continue;
+            if (inlineValue) return QStringLiteral("%1 takes no value").arg(arg);
+            *target = true;
+            known = true;
+        }
+        if (known) continue;
+        if (arg.startsWith(QLatin1Char('-')) && arg != QLatin1String("-")) {
+            return QStringLiteral("unknown option %1").arg(showEscapedBytes(arg));
+        }
+        if (o.command.isEmpty()) o.command = arg;
+        else o.operands.append(arg);
+    }
+    return std::nullopt;
+}
+
+// Options that belong to one command only are an error elsewhere: silently ignoring one would
+// give the user output other than what was asked for.
+std::optional<QString> misplaced(const Options& o) {
+    if (o.format && o.command != QLatin1String("rows")) return QStringLiteral("--format goes with the rows command");
+    if (o.groups && o.command != QLatin1String("report")) return QStringLiteral("--groups goes with the report command");
+    if (o.keys && o.command != QLatin1String("categories")) return QStringLiteral("--keys goes with the categories command");
+    if (o.last && !o.root.isEmpty()) return QStringLiteral("--last and --root exclude each other");
+    return std::nullopt;
+}
 
 int categories(QTextStream& out, bool keysOnly) {
     if (keysOnly) {
@@ -86,97 +183,108 @@ bool sourceUsable(const Source& source, QTextStream& out) {
     return false;
 }
 
-int rows(Environment& env, QTextStream& out, QStringList args, bool verbose, const QString& indexFile) {
+int rows(Environment& env, const Options& o) {
     cli::Format format = cli::Format::Tsv;
-    QStringList keys;
-    for (int i = 0; i < args.size(); ++i) {
-        if (args[i] == QLatin1String("--format") && i + 1 < args.size()) {
-            const QString f = args[++i];
-            if (f == QLatin1String("csv")) format = cli::Format::Csv;
-            else if (f == QLatin1String("json")) format = cli::Format::Json;
-            else if (f != QLatin1String("tsv")) return usage();
-        } else {
-            keys.append(args[i]);
-        }
-    }
-    if (keys.isEmpty()) return usage();
-    for (const QString& key : keys) {
+    const QString f = o.format.value_or(QStringLiteral("tsv"));
+    if (f == QLatin1String("csv")) format = cli::Format::Csv;
+    else if (f == QLatin1String("json")) format = cli::Format::Json;
+    else if (f != QLatin1String("tsv")) return usageError(QStringLiteral("unknown format \"%1\": the formats are tsv, csv and json").arg(f));
+    if (o.operands.isEmpty()) return usageError(QStringLiteral("rows needs at least one category key; the keys are: %1").arg(categoryKeys().join(' ')));
+    for (const QString& key : o.operands) {
         if (!findCategory(key)) {
             std::fprintf(stderr, "kestrova-cli: unknown category \"%s\"; the keys are: %s\n", qPrintable(key),
                          qPrintable(categoryKeys().join(' ')));
             return 2;
         }
     }
-    CliHost host(verbose, indexFile);
+    CliHost host(o.verbose, o.indexFile);
     RunControl run;
     Session session(*env.os, *env.clock, run, host);
+    cli::ByteOutput out(STDOUT_FILENO);
     cli::Printer printer(out, format);
-    for (const QString& key : keys) {
+    session.list.streamTo(&printer);
+    for (const QString& key : o.operands) {
+        printer.begin(key, session.list);
         if (!session.select(key)) {
             std::fprintf(stderr, "kestrova-cli: %s runs no reader; the list is left as it was\n", qPrintable(key));
         }
-        printer.category(key, session.list, std::exchange(host.messages, {}));
+        printer.end(std::exchange(host.messages, {}));
     }
     printer.finish();
+    if (out.failed()) {
+        std::fprintf(stderr, "kestrova-cli: the output could not be written: %s\n", std::strerror(errno));
+        return 1;
+    }
     return host.failed ? 3 : 0;
 }
 
 // kestrova-cli report FILE [--groups ie,windows,firefox,chrome,index]: the report window's
 // document, written headless and not opened. Without --groups, the groups the window's check
 // boxes start with (all but index).
-int report(Environment& env, const QStringList& args, bool verbose) {
-    QString path;
+int report(Environment& env, const Options& o) {
+    if (o.operands.size() != 1) return usageError(QStringLiteral("report needs one file name (or - for standard output)"));
+    const QString path = o.operands.front();
     ReportSelection selection;
-    for (int i = 0; i < args.size(); ++i) {
-        if (args[i] == QLatin1String("--groups") && i + 1 < args.size()) {
-            const QStringList groups = args[++i].split(QLatin1Char(','), Qt::SkipEmptyParts);
-            for (const QString& g : groups) {
-                if (!QStringList{"ie", "windows", "firefox", "chrome", "index"}.contains(g)) return usage();
+    if (o.groups) {
+        const QStringList known{"ie", "windows", "firefox", "chrome", "index"};
+        const QStringList groups = o.groups->split(QLatin1Char(','), Qt::SkipEmptyParts);
+        for (const QString& g : groups) {
+            if (!known.contains(g)) {
+                return usageError(QStringLiteral("unknown report group \"%1\": the groups are %2").arg(g, known.join(',')));
             }
-            selection = ReportSelection{groups.contains("ie") ? 1 : 0, groups.contains("windows") ? 1 : 0,
-                                        groups.contains("firefox") ? 1 : 0, groups.contains("chrome") ? 1 : 0,
-                                        groups.contains("index") ? 1 : 0};
-        } else if (path.isEmpty()) {
-            path = args[i];
-        } else {
-            return usage();
+        }
+        selection = ReportSelection{groups.contains("ie") ? 1 : 0, groups.contains("windows") ? 1 : 0,
+                                    groups.contains("firefox") ? 1 : 0, groups.contains("chrome") ? 1 : 0,
+                                    groups.contains("index") ? 1 : 0};
+    }
+    QFile file;
+    const bool toStdout = path == QLatin1String("-");
+    if (toStdout) {
+        file.open(STDOUT_FILENO, QIODevice::WriteOnly, QFileDevice::DontCloseHandle);
+    } else {
+        file.setFileName(path);
+        if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate)) {
+            std::fprintf(stderr, "kestrova-cli: cannot write %s: %s\n", qPrintable(path), qPrintable(file.errorString()));
+            return 1;
         }
     }
-    if (path.isEmpty()) return usage();
-    CliHost host(verbose, QString());
+    CliHost host(o.verbose, QString());
     RunControl run;
     const Session session(*env.os, *env.clock, run, host);
+    const bool verbose = o.verbose;
     const ReportEnvironment report{session.reportContext(), run, VendorAddresses::from(env.settings).homePage,
                                    generalDateText(fromDateTime(QDateTime::currentDateTime())),
                                    [verbose](const QString& text) {
                                        if (verbose) std::fprintf(stderr, "%s\n", qPrintable(text));
                                    },
                                    [](bool) {}, {}};
-    if (!WriteHTML(path, selection, report)) {
-        std::fprintf(stderr, "kestrova-cli: cannot write %s\n", qPrintable(path));
+    if (!WriteHTML(file, selection, report)) {
+        std::fprintf(stderr, "kestrova-cli: cannot write %s: %s\n", qPrintable(toStdout ? QStringLiteral("the report") : path),
+                     qPrintable(file.errorString()));
         return 1;
     }
     return 0;
 }
 
-QString visible(QString text) { return text.replace(QChar(0), QStringLiteral("\\0")); }
-
 int info(Environment& env, QTextStream& out, bool verbose) {
-    out << "profiles: " << VolumeSystem::profiles(env.source.root).join(QStringLiteral(", ")) << '\n';
+    out << "profiles: " << showEscapedBytes(VolumeSystem::profiles(env.source.root).join(QStringLiteral(", "))) << '\n';
     if (!sourceUsable(env.source, out)) return 1;
     const OsApi& os = *env.os;
     const auto version = env.system->versionRecord();
     out << "root: " << env.source.root << '\n'
-        << "user: " << env.source.user << '\n'
+        << "user: " << showEscapedBytes(env.source.user) << '\n'
         << "chosen by: " << env.source.origin << '\n'
         << "version tag: " << os.WindowsVersionTag() << '\n'
         << "version: "
         << (version ? QStringLiteral("%1.%2").arg(version->major).arg(version->minor) : QStringLiteral("unknown"))
         << '\n'
         << "computer name: " << os.ComputerName() << '\n'
-        << "user name: " << visible(os.UserName()) << '\n'
+        << "user name: " << showEscapedBytes(os.UserName()).replace(QChar(0), QStringLiteral("\\0")) << '\n'
         << "locale: " << env.system->systemLocaleId() << '\n'
-        << "windows folder: " << os.WindowsFolder() << '\n';
+        << "windows folder: " << os.WindowsFolder() << '\n'
+        << "times in: " << zoneInForce() << '\n';
+    const QString windowsZone = windowsZoneName(env.system->registry());
+    if (!windowsZone.isEmpty()) out << "system time zone: " << windowsZone << '\n';
     const RegApi& reg = os.reg();
     if (auto key = reg.backend().openKey(RootKey::CurrentUser, kShellFoldersKey)) {
         for (const QString& name : key->valueNames()) {
@@ -184,40 +292,56 @@ int info(Environment& env, QTextStream& out, bool verbose) {
         }
     }
     if (verbose) {
-        for (const QString& note : env.system->notes()) out << "note: " << note << '\n';
+        for (const QString& note : env.system->notes()) out << "note: " << showEscapedBytes(note) << '\n';
     }
     return 0;
+}
+
+// -o FILE: everything the command writes to standard output goes to the file instead.
+bool redirectOutput(const QString& path) {
+    const int fd = ::open(toFileNameBytes(path).constData(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+    if (fd < 0) {
+        std::fprintf(stderr, "kestrova-cli: cannot write %s: %s\n", qPrintable(path), std::strerror(errno));
+        return false;
+    }
+    ::dup2(fd, STDOUT_FILENO);
+    ::close(fd);
+    return true;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
     QCoreApplication app(argc, argv);
-    QStringList args = app.arguments().mid(1);
-    QString root, user, indexFile;
-    bool verbose = false;
-    QStringList rest;
-    for (int i = 0; i < args.size(); ++i) {
-        if (args[i] == QLatin1String("--root") && i + 1 < args.size()) {
-            root = args[++i];
-        } else if (args[i] == QLatin1String("--user") && i + 1 < args.size()) {
-            user = args[++i];
-        } else if (args[i] == QLatin1String("--index-file") && i + 1 < args.size()) {
-            indexFile = args[++i];
-        } else if (args[i] == QLatin1String("--verbose")) {
-            verbose = true;
-        } else {
-            rest.append(args[i]);
-        }
+    QStringList args;
+    for (int i = 1; i < argc; ++i) args.append(fromFileNameBytes(QByteArray(argv[i])));
+    Options o;
+    if (const auto wrong = parse(args, o)) return usageError(*wrong);
+    if (o.help) {
+        std::fputs(kHelp, stdout);
+        return 0;
     }
-    if (rest.isEmpty()) return usage();
+    if (o.command.isEmpty()) return usageError(QStringLiteral("no command given"));
+    const QStringList commands{"info", "categories", "rows", "report"};
+    if (!commands.contains(o.command)) {
+        return usageError(QStringLiteral("unknown command \"%1\": the commands are %2").arg(o.command, commands.join(", ")));
+    }
+    if (const auto wrong = misplaced(o)) return usageError(*wrong);
+    if (!o.output.isEmpty() && !redirectOutput(o.output)) return 1;
 
     QTextStream out(stdout);
-    const QString command = rest.takeFirst();
-    if (command == QLatin1String("categories")) return categories(out, rest.contains(QLatin1String("--keys")));
-    auto env = Environment::create(root, user);
-    if (command == QLatin1String("info")) return info(*env, out, verbose);
-    if (command == QLatin1String("report")) return sourceUsable(env->source, out) ? report(*env, rest, verbose) : 1;
-    if (command == QLatin1String("rows")) return sourceUsable(env->source, out) ? rows(*env, out, rest, verbose, indexFile) : 1;
-    return usage();
+    if (o.command == QLatin1String("categories")) return categories(out, o.keys);
+    auto env = Environment::create(o.root, o.user, o.last ? LastChoice::Take : LastChoice::Ignore);
+    QString why;
+    const auto zone = resolveZone(o.tz, env->system->registry(), &why);
+    if (!zone) {
+        std::fprintf(stderr, "kestrova-cli: --tz: %s\n", qPrintable(why));
+        return 2;
+    }
+    applyZone(*zone);
+    if (o.verbose) std::fprintf(stderr, "times in: %s (%s)\n", qPrintable(zone->name), qPrintable(zoneInForce()));
+    if (o.command == QLatin1String("info")) return info(*env, out, o.verbose);
+    if (!sourceUsable(env->source, out)) return 1;
+    if (o.command == QLatin1String("report")) return report(*env, o);
+    return rows(*env, o);
 }

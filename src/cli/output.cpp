@@ -1,100 +1,149 @@
 #include "cli/output.h"
 
-#include "core/common/text.h"
+#include <cerrno>
+#include <unistd.h>
 
 namespace kestrova::cli {
 
-QString escapeTsv(const QString& text) {
-    QString out;
-    out.reserve(text.size());
-    for (const QChar c : text) {
-        switch (c.unicode()) {
-            case '\\': out += QLatin1String("\\\\"); break;
-            case '\t': out += QLatin1String("\\t"); break;
-            case '\n': out += QLatin1String("\\n"); break;
-            case '\r': out += QLatin1String("\\r"); break;
-            case 0: out += QLatin1String("\\0"); break;
-            default: out += hasEscapedBytes(QStringView(&c, 1)) ? showEscapedBytes(QStringView(&c, 1)) : QString(c);
+void ByteOutput::flush() {
+    const char* at = buffer_.get();
+    size_t left = used_;
+    while (left > 0 && !failed_) {
+        const ssize_t written = ::write(fd_, at, left);
+        if (written < 0) {
+            if (errno == EINTR) continue;
+            failed_ = true;
+            break;
         }
+        at += written;
+        left -= static_cast<size_t>(written);
     }
-    return out;
+    used_ = 0;
 }
 
-QString escapeCsv(const QString& text) {
-    QString out = showEscapedBytes(text);
-    out.replace(QChar(0), QLatin1String("\\0"));
-    if (out.contains(QLatin1Char(',')) || out.contains(QLatin1Char('"')) || out.contains(QLatin1Char('\n')) ||
-        out.contains(QLatin1Char('\r'))) {
-        out.replace(QLatin1String("\""), QLatin1String("\"\""));
-        out = QLatin1Char('"') + out + QLatin1Char('"');
-    }
-    return out;
+void ByteOutput::makeRoom(size_t n) {
+    flush();
+    if (n <= capacity_) return;
+    buffer_.reset(new char[n]);  // a cell larger than the buffer: rare, and kept for the next one
+    capacity_ = n;
 }
 
-QString jsonString(const QString& raw) {
-    const QString text = showEscapedBytes(raw);
-    QString out;
-    out.reserve(text.size() + 2);
-    out += QLatin1Char('"');
-    for (const QChar c : text) {
-        switch (c.unicode()) {
-            case '"': out += QLatin1String("\\\""); break;
-            case '\\': out += QLatin1String("\\\\"); break;
-            case '\n': out += QLatin1String("\\n"); break;
-            case '\r': out += QLatin1String("\\r"); break;
-            case '\t': out += QLatin1String("\\t"); break;
-            default:
-                if (c.unicode() < 0x20) {
-                    out += QStringLiteral("\\u%1").arg(c.unicode(), 4, 16, QLatin1Char('0'));
-                } else {
-                    out += c;
-                }
+void ByteOutput::putEscaped(QAnyStringView text, Format format) {
+    commit(cli::putEscaped(room(escapedRoom(text)), text, format));
+}
+
+template <typename Fields>
+void Printer::line(std::string_view kind, const Fields& fields) {
+    const char separator = format_ == Format::Csv ? ',' : '\t';
+    out_.put(kind);
+    bool first = kind.empty();
+    for (const auto& field : fields) {
+        const QAnyStringView text(field);
+        char* to = out_.room(escapedRoom(text) + 1);
+        if (!first) *to++ = separator;
+        first = false;
+        out_.commit(putEscaped(to, text, format_));
+    }
+    out_.put("\n");
+}
+
+void Printer::jsonArray(std::span<const QAnyStringView> items) {
+    out_.put("[");
+    for (size_t i = 0; i < items.size(); ++i) {
+        char* to = out_.room(escapedRoom(items[i]) + 4);
+        if (i) {
+            *to++ = ',';
+            *to++ = ' ';
         }
+        *to++ = '"';
+        to = putEscaped(to, items[i], Format::Json);
+        *to++ = '"';
+        out_.commit(to);
     }
-    out += QLatin1Char('"');
-    return out;
+    out_.put("]");
 }
 
-namespace {
-
-QString jsonArray(const QStringList& items) {
-    QStringList quoted;
-    quoted.reserve(items.size());
-    for (const QString& item : items) quoted.append(jsonString(item));
-    return QLatin1Char('[') + quoted.join(QStringLiteral(", ")) + QLatin1Char(']');
+void Printer::begin(const QString& key, const ResultList& list) {
+    key_ = key;
+    list_ = &list;
+    headerWritten_ = false;
+    rows_ = 0;
 }
 
-}  // namespace
-
-void Printer::record(const QString& kind, const QStringList& fields) {
-    const QLatin1Char sep(format_ == Format::Tsv ? '\t' : ',');
-    out_ << kind;
-    for (const QString& f : fields) out_ << sep << (format_ == Format::Tsv ? escapeTsv(f) : escapeCsv(f));
-    out_ << '\n';
+// Written when the first row comes, or at the end: the columns are the category's by then.
+void Printer::header() {
+    if (headerWritten_) return;
+    headerWritten_ = true;
+    std::vector<QAnyStringView> columns;
+    for (const Column& c : list_->columns()) columns.emplace_back(c.text);
+    const QAnyStringView key(key_);
+    switch (format_) {
+        case Format::Tsv:
+            line("key", std::span(&key, 1));
+            line("columns", columns);
+            break;
+        case Format::Csv:
+            if (started_) out_.put("\n");
+            line("", columns);
+            break;
+        case Format::Json:
+            out_.put(started_ ? ",\n  {\n    \"key\": \"" : "[\n  {\n    \"key\": \"");
+            out_.putEscaped(key, Format::Json);
+            out_.put("\",\n    \"columns\": ");
+            jsonArray(columns);
+            out_.put(",\n    \"rows\": [");
+            break;
+    }
+    started_ = true;
 }
 
-void Printer::category(const QString& key, const ResultList& list, const QStringList& messages) {
-    QStringList columns;
-    for (const Column& c : list.columns()) columns.append(c.text);
-    if (format_ == Format::Json) {
-        out_ << (started_ ? ",\n" : "[\n");
-        started_ = true;
-        out_ << "  {\n    \"key\": " << jsonString(key) << ",\n    \"columns\": " << jsonArray(columns)
-             << ",\n    \"rows\": [";
-        for (int r = 0; r < list.rowCount(); ++r) {
-            out_ << (r ? ",\n      " : "\n      ") << jsonArray(list.row(r));
+void Printer::row(std::span<const QAnyStringView> cells) {
+    header();
+    switch (format_) {
+        case Format::Tsv: line("row", cells); break;
+        case Format::Csv: line("", cells); break;
+        case Format::Json:
+            out_.put(rows_ ? ",\n      " : "\n      ");
+            jsonArray(cells);
+            break;
+    }
+    ++rows_;
+    out_.maybeFlush();
+}
+
+void Printer::end(const QStringList& messages) {
+    header();
+    const QString& panel1 = list_->panel1();
+    const QString& panel2 = list_->panel2();
+    switch (format_) {
+        case Format::Tsv:
+            for (const QString& message : messages) line("message", std::span<const QString>(&message, 1));
+            line("panel1", std::span(&panel1, 1));
+            line("panel2", std::span(&panel2, 1));
+            break;
+        case Format::Csv:
+            // Not part of the table: a spreadsheet would take them for rows.
+            for (const QString& message : messages) {
+                std::fprintf(notes_, "%s: message: %s\n", qPrintable(key_), qPrintable(message));
+            }
+            std::fprintf(notes_, "%s: panel1: %s\n%s: panel2: %s\n", qPrintable(key_), qPrintable(panel1),
+                         qPrintable(key_), qPrintable(panel2));
+            break;
+        case Format::Json: {
+            out_.put(rows_ ? "\n    ]" : "]");
+            const auto member = [&](const char* name, const QString& value) {
+                out_.put(",\n    \"");
+                out_.put(name);
+                out_.put("\": \"");
+                out_.putEscaped(value, Format::Json);
+                out_.put("\"");
+            };
+            if (!messages.isEmpty()) member("message", messages.join(QLatin1Char('\n')));
+            member("panel1", panel1);
+            member("panel2", panel2);
+            out_.put("\n  }");
+            break;
         }
-        out_ << (list.rowCount() ? "\n    ]" : "]");
-        if (!messages.isEmpty()) out_ << ",\n    \"message\": " << jsonString(messages.join(QLatin1Char('\n')));
-        out_ << ",\n    \"panel1\": " << jsonString(list.panel1())
-             << ",\n    \"panel2\": " << jsonString(list.panel2()) << "\n  }";
-    } else {
-        record(QStringLiteral("key"), {key});
-        record(QStringLiteral("columns"), columns);
-        for (int r = 0; r < list.rowCount(); ++r) record(QStringLiteral("row"), list.row(r));
-        for (const QString& message : messages) record(QStringLiteral("message"), {message});
-        record(QStringLiteral("panel1"), {list.panel1()});
-        record(QStringLiteral("panel2"), {list.panel2()});
     }
     out_.flush();
 }
@@ -102,7 +151,7 @@ void Printer::category(const QString& key, const ResultList& list, const QString
 void Printer::finish() {
     if (finished_) return;
     finished_ = true;
-    if (format_ == Format::Json) out_ << (started_ ? "\n]\n" : "[]\n");
+    if (format_ == Format::Json) out_.put(started_ ? "\n]\n" : "[]\n");
     out_.flush();
 }
 

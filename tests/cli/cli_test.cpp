@@ -8,7 +8,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "browsers/browser_data.h"
 #include "support/temp_volume.h"
+#include <QElapsedTimer>
 
 namespace kestrova {
 namespace {
@@ -19,8 +21,9 @@ struct CliRun {
     QString err;
 };
 
-CliRun runCli(const QStringList& args) {
+CliRun runCli(const QStringList& args, const QProcessEnvironment& env = QProcessEnvironment::systemEnvironment()) {
     QProcess cli;
+    cli.setProcessEnvironment(env);
     cli.start(QStringLiteral(KESTROVA_BIN_DIR "/kestrova-cli"), args);
     CliRun result;
     if (!cli.waitForFinished(20000)) {
@@ -114,6 +117,109 @@ TEST(WrongSystem, AWrongRootOrUserIsAnErrorNotAnEmptySystem) {
     EXPECT_TRUE(unknown.err.contains("unknown category \"b9\"")) << unknown.err.toStdString();
     EXPECT_TRUE(unknown.out.isEmpty());
     EXPECT_EQ(runCli({"--root", volume.root(), "--user", "ALICE", "rows", "b3"}).exitCode, 0);
+}
+
+// What a user types wrong is named, with the reason; --help is an answer, not an error.
+TEST(CliUsage, HelpOnStandardOutputAndEveryWrongWordNamed) {
+    const CliRun help = runCli({"--help"});
+    EXPECT_EQ(help.exitCode, 0);
+    EXPECT_TRUE(help.out.startsWith("usage: kestrova-cli")) << help.out.toStdString();
+    EXPECT_TRUE(help.err.isEmpty());
+    test::TempVolume volume;
+    volume.userHive(tools::sampleUserHive());
+    const std::pair<QStringList, QString> cases[] = {
+        {{"--frobnicate", "info"}, "unknown option --frobnicate"},
+        {{"--root"}, "--root needs a value"},
+        {{"--root", volume.root(), "rows", "b3", "--format", "xml"}, "unknown format \"xml\": the formats are tsv, csv and json"},
+        {{"--root", volume.root(), "report", "r.htm", "--groups", "ie,edge"}, "unknown report group \"edge\""},
+        {{"--root", volume.root(), "info", "--format", "csv"}, "--format goes with the rows command"},
+        {{"--root", volume.root(), "--last", "info"}, "--last and --root exclude each other"},
+        {{"--root", volume.root(), "--tz", "Mars/Olympus", "info"}, "unknown time zone \"Mars/Olympus\""},
+        {{"frobnicate"}, "unknown command \"frobnicate\""},
+        {{}, "no command given"},
+    };
+    for (const auto& [args, message] : cases) {
+        const CliRun run = runCli(args);
+        EXPECT_EQ(run.exitCode, 2) << args.join(' ').toStdString();
+        EXPECT_TRUE(run.err.contains(message)) << args.join(' ').toStdString() << ": " << run.err.toStdString();
+        EXPECT_TRUE(run.out.isEmpty()) << run.out.toStdString();
+    }
+}
+
+// A volume once chosen in the window is remembered in kr.ini; the command line reads it only when
+// asked, so scripts and tests never silently examine another volume.
+TEST(CliSource, TheWindowsLastChoiceIsTakenOnlyWithLast) {
+    test::TempVolume chosen;
+    tools::HiveBuilder user = tools::sampleUserHive();
+    const QString run = "Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\RunMRU";
+    user.sz(run, "a", "only-on-the-chosen-volume\\1").sz(run, "MRUList", "a");
+    chosen.userHive(user);
+    QTemporaryDir settings;
+    const QString ini = settings.filePath("kr.ini");
+    QFile file(ini);
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.write(("[source]\nRoot=" + chosen.root() + "\nUser=alice\n").toUtf8());
+    file.close();
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.insert("KESTROVA_SETTINGS", ini);
+    const CliRun plain = runCli({"info"}, env);
+    EXPECT_TRUE(plain.out.contains("chosen by: sample")) << plain.out.toStdString();
+    const CliRun last = runCli({"--last", "rows", "b3"}, env);
+    EXPECT_TRUE(last.out.contains("row\tonly-on-the-chosen-volume")) << last.out.toStdString();
+}
+
+TEST(CliOutputs, CsvIsATableOutputGoesToAFileAndTheReportToStandardOutput) {
+    test::TempVolume volume;
+    tools::HiveBuilder user = tools::sampleUserHive();
+    const QString run = "Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\RunMRU";
+    user.sz(run, "a", "cmd\\1").sz(run, "b", "notepad, \"x\"\\1").sz(run, "MRUList", "ab");
+    volume.userHive(user);
+    const CliRun csv = runCli({"--root", volume.root(), "rows", "b3", "--format", "csv"});
+    EXPECT_EQ(csv.out, "Start Menu Run History\ncmd\n\"notepad, \"\"x\"\"\"\n");
+    EXPECT_TRUE(csv.err.contains("b3: panel2: Total Records: 2")) << csv.err.toStdString();
+
+    QTemporaryDir out;
+    const CliRun toFile = runCli({"--root", volume.root(), "-o", out.filePath("rows.tsv"), "rows", "b3"});
+    EXPECT_EQ(toFile.exitCode, 0);
+    EXPECT_TRUE(toFile.out.isEmpty());
+    QFile written(out.filePath("rows.tsv"));
+    ASSERT_TRUE(written.open(QIODevice::ReadOnly));
+    EXPECT_TRUE(written.readAll().startsWith("key\tb3\ncolumns\tStart Menu Run History\nrow\tcmd\n"));
+    EXPECT_EQ(runCli({"--root", volume.root(), "-o", "/nonexistent/folder/x.tsv", "rows", "b3"}).exitCode, 1);
+
+    QProcess report;
+    report.start(QStringLiteral(KESTROVA_BIN_DIR "/kestrova-cli"), {"--root", volume.root(), "report", "-", "--groups", "windows"});
+    ASSERT_TRUE(report.waitForFinished(20000));
+    EXPECT_EQ(report.exitCode(), 0);
+    const QByteArray html = report.readAllStandardOutput();
+    ASSERT_TRUE(html.startsWith("\xFF\xFE"));  // UTF-16 with its byte-order mark, as to a file
+    EXPECT_TRUE(QString::fromUtf16(reinterpret_cast<const char16_t*>(html.constData() + 2), (html.size() - 2) / 2)
+                    .contains("notepad, \"x\""));
+}
+
+// Rows leave as they are read: the first of many is out long before the reader is done.
+TEST(CliStreaming, TheFirstRowLeavesBeforeTheLastIsRead) {
+    test::TempVolume volume;
+    volume.userHive(tools::sampleUserHive());
+    QString error;
+    ASSERT_TRUE(tools::writeChromeProfile(volume.root(), "alice", {.scale = 300000}, &error)) << error.toStdString();
+    QProcess cli;
+    QElapsedTimer clock;
+    clock.start();
+    cli.start(QStringLiteral(KESTROVA_BIN_DIR "/kestrova-cli"), {"--root", volume.root(), "rows", "d1"});
+    qint64 firstRow = -1;
+    qint64 bytes = 0;
+    while (cli.state() != QProcess::NotRunning || cli.bytesAvailable() > 0) {
+        cli.waitForReadyRead(50);
+        const QByteArray got = cli.readAll();
+        if (firstRow < 0 && got.contains("\nrow\t")) firstRow = clock.elapsed();
+        bytes += got.size();
+        if (clock.elapsed() > 120000) break;
+    }
+    const qint64 total = clock.elapsed();
+    EXPECT_GT(bytes, 10'000'000);
+    ASSERT_GE(firstRow, 0);
+    EXPECT_LT(firstRow * 2, total) << "first row after " << firstRow << " ms of " << total << " ms";
 }
 
 }  // namespace

@@ -83,16 +83,24 @@ TEST_F(HostileVolume, NamesThatAreNotUtf8AreListedVisiblyAndLeadBackToTheirFile)
     touch(local(recent) + "/caf\xE9.lnk");        // Latin-1
     touch(local(recent) + "/cut\xC3.lnk");        // UTF-8 cut short
     touch(local(recent) + "/\xE6\x97\xA5.lnk");  // valid UTF-8
+    // Beyond the Basic Multilingual Plane: the second half of U+1F4A9 (DCA9) is no escaped byte,
+    // even when a stray byte of the same value follows.
+    touch(local(recent) + "/\xF0\x9F\x92\xA9.lnk");
+    touch(local(recent) + "/\xF0\x9F\x92\xA9\xA9.lnk");
     open();
     const QStringList rows = run("b1");
-    ASSERT_EQ(rows.size(), 3);
+    ASSERT_EQ(rows.size(), 5);
     const QString folder = "C:\\Users\\alice\\AppData\\Roaming\\Microsoft\\Windows\\Recent\\";
+    const QString pile = QString::fromUtf8("\xF0\x9F\x92\xA9");
     QStringList shown;
     for (const QString& row : rows) shown << showEscapedBytes(row);
-    EXPECT_EQ(shown, (QStringList{folder + "caf\\xE9.lnk", folder + "cut\\xC3.lnk", folder + QString::fromUtf8("\xE6\x97\xA5.lnk")}));
+    EXPECT_EQ(shown, (QStringList{folder + "caf\\xE9.lnk", folder + "cut\\xC3.lnk", folder + QString::fromUtf8("\xE6\x97\xA5.lnk"),
+                                  folder + pile + ".lnk", folder + pile + "\\xA9.lnk"}));
     // The row's path maps back to the very bytes of the file, for the double-click.
     const QString target = desktopTarget(rows[0], *system_);
     EXPECT_EQ(toFileNameBytes(target), local(recent) + "/caf\xE9.lnk");
+    EXPECT_EQ(toFileNameBytes(desktopTarget(rows[3], *system_)), local(recent) + "/\xF0\x9F\x92\xA9.lnk");
+    EXPECT_EQ(toFileNameBytes(desktopTarget(rows[4], *system_)), local(recent) + "/\xF0\x9F\x92\xA9\xA9.lnk");
     EXPECT_TRUE(XdgDesktop::openerArgument(target).endsWith("/Recent/caf%E9.lnk")) << XdgDesktop::openerArgument(target).toStdString();
 }
 
@@ -142,7 +150,8 @@ TEST_F(HostileVolume, OnlyRegularFilesAreHandedOutForReading) {
 
 TEST(FileNameBytes, RoundTripEveryByteSequence) {
     const QByteArray samples[] = {"plain", "caf\xE9", "\xC3", "\xED\xA0\x80", "\xF0\x9F\x98\x80", "\xC0\xAF",
-                                  "a\\x41", QByteArray("\x00z", 2), "\xFF\xFE"};
+                                  "a\\x41", QByteArray("\x00z", 2), "\xFF\xFE",
+                                  "\xF0\x9F\x92\xA9", "\xF0\x9F\x92\xA9\xA9", "\xA9\xF0\x9F\x92\xA9"};
     for (const QByteArray& bytes : samples) EXPECT_EQ(toFileNameBytes(fromFileNameBytes(bytes)), bytes) << bytes.toHex().toStdString();
     EXPECT_EQ(showEscapedBytes(fromFileNameBytes("caf\xE9\xC3")), "caf\\xE9\\xC3");
     EXPECT_EQ(fromFileNameBytes("\xF0\x9F\x98\x80"), QString::fromUtf8("\xF0\x9F\x98\x80"));

@@ -5,7 +5,14 @@ namespace {
 
 constexpr char16_t kEscapeBase = 0xDC00;  // U+DC80..U+DCFF: bytes 0x80..0xFF
 
-bool isEscape(char16_t c) { return c >= 0xDC80 && c <= 0xDCFF; }
+bool inEscapeRange(char16_t c) { return c >= 0xDC80 && c <= 0xDCFF; }
+
+// An escaped byte is a low surrogate standing alone. The same code unit after a high surrogate is
+// the second half of a character beyond the Basic Multilingual Plane (U+1F4A9 is D83D DCA9) and
+// stands for its UTF-8 bytes, not for one byte of its own.
+bool isEscapeAt(QStringView text, qsizetype i) {
+    return inEscapeRange(text[i].unicode()) && (i == 0 || !text[i - 1].isHighSurrogate());
+}
 
 // Length of the valid UTF-8 sequence at bytes[i], with its code point; 0 when there is none
 // (a stray continuation byte, an overlong form, a surrogate, beyond U+10FFFF, cut short).
@@ -70,7 +77,7 @@ QByteArray toFileNameBytes(QStringView text) {
     bytes.reserve(text.size());
     qsizetype from = 0;
     for (qsizetype i = 0; i <= text.size(); ++i) {
-        if (i < text.size() && !isEscape(text[i].unicode())) continue;
+        if (i < text.size() && !isEscapeAt(text, i)) continue;
         bytes += text.mid(from, i - from).toUtf8();
         if (i < text.size()) bytes += static_cast<char>(text[i].unicode() - kEscapeBase);
         from = i + 1;
@@ -82,20 +89,20 @@ QString showEscapedBytes(QStringView text) {
     if (!hasEscapedBytes(text)) return text.toString();
     QString shown;
     shown.reserve(text.size() + 8);
-    for (const QChar c : text) {
-        if (isEscape(c.unicode())) {
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        if (isEscapeAt(text, i)) {
             shown += QLatin1String("\\x") +
-                     QString::number(c.unicode() - kEscapeBase, 16).toUpper().rightJustified(2, QLatin1Char('0'));
+                     QString::number(text[i].unicode() - kEscapeBase, 16).toUpper().rightJustified(2, QLatin1Char('0'));
         } else {
-            shown += c;
+            shown += text[i];
         }
     }
     return shown;
 }
 
 bool hasEscapedBytes(QStringView text) {
-    for (const QChar c : text) {
-        if (isEscape(c.unicode())) return true;
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        if (isEscapeAt(text, i)) return true;
     }
     return false;
 }

@@ -10,6 +10,7 @@
 namespace kestrova {
 
 void ResultList::clearRows() {
+    streamed_ = 0;
     chunks_.clear();
     chunks_.shrink_to_fit();
     textUnits_ = 0;
@@ -92,24 +93,48 @@ void ResultList::storeAnyCell(QAnyStringView text) {
     });
 }
 
+void ResultList::passOn(std::span<const QAnyStringView> cells) {
+    ++streamed_;
+    const size_t shown = std::max<size_t>(columns_.size(), 1);
+    if (cells.size() == shown) return stream_->row(cells);
+    // Fitted in a copy kept for the next row: the common row costs no allocation.
+    std::vector<QAnyStringView>& fitted = fitted_.data() == cells.data() ? spare_ : fitted_;
+    fitted.assign(cells.begin(), cells.begin() + static_cast<std::ptrdiff_t>(std::min(cells.size(), shown)));
+    fitted.resize(shown);
+    stream_->row(fitted);
+}
+
 void ResultList::addRow(std::span<const QAnyStringView> cells) {
+    if (stream_) return passOn(cells);
     rowFirstCell_.push_back(static_cast<uint32_t>(cellStart_.size()));
     for (const QAnyStringView& cell : cells) storeAnyCell(cell);
     if (cells.empty()) reserveCell(0, false);
 }
 
 void ResultList::addRow(const QStringList& cells) {
+    if (stream_) {
+        fitted_.assign(cells.begin(), cells.end());
+        return passOn(fitted_);
+    }
     rowFirstCell_.push_back(static_cast<uint32_t>(cellStart_.size()));
     for (const QString& cell : cells) storeCell(cell);
     if (cells.isEmpty()) reserveCell(0, false);
 }
 
 void ResultList::addRow(QStringView text) {
+    if (stream_) {
+        const QAnyStringView cell(text);
+        return passOn(std::span(&cell, 1));
+    }
     rowFirstCell_.push_back(static_cast<uint32_t>(cellStart_.size()));
     storeCell(text);
 }
 
 void ResultList::addRowLatin1(QByteArrayView bytes) {
+    if (stream_) {
+        const QAnyStringView cell(QLatin1StringView(bytes.data(), bytes.size()));
+        return passOn(std::span(&cell, 1));
+    }
     rowFirstCell_.push_back(static_cast<uint32_t>(cellStart_.size()));
     const auto units = static_cast<uint32_t>(bytes.size());
     char* into = reserveCell(units, false);

@@ -48,6 +48,16 @@ struct Column {
 
 inline const QString kTotalRecords = QStringLiteral("Total Records: ");
 
+// Where a list hands its rows when it streams instead of keeping them: the command line writes
+// each row as it is read, so a million rows leave the program without ever being held. Cells are
+// Latin-1 or UTF-16 views, exactly as many as the list has columns (at least one): missing cells
+// are empty, cells beyond the columns are not shown. Valid for the call only.
+class RowStream {
+public:
+    virtual ~RowStream() = default;
+    virtual void row(std::span<const QAnyStringView> cells) = 0;
+};
+
 class ResultList {
 public:
     void clearRows();
@@ -62,8 +72,12 @@ public:
     // A one-cell row from bytes, one byte one character, stored as they are.
     void addRowLatin1(QByteArrayView bytes);
 
+    // Rows added from now on go to the stream and are only counted (nullptr: kept again). The
+    // list's panels, columns and count behave as before; a streamed row has no cells to look at.
+    void streamTo(RowStream* stream) { stream_ = stream; }
+
     const std::vector<Column>& columns() const { return columns_; }
-    int rowCount() const { return static_cast<int>(rowFirstCell_.size()); }
+    int rowCount() const { return static_cast<int>(rowFirstCell_.size() + streamed_); }
     // The text of a cell ("" beyond the row's cells).
     QString cell(int row, int column) const;
     // The same without a copy, valid until the list changes.
@@ -103,6 +117,8 @@ private:
     char* reserveCell(uint32_t units, bool wide);
     void storeCell(QStringView text);
     void storeAnyCell(QAnyStringView text);
+    // Hands a row to the stream, fitted to the columns.
+    void passOn(std::span<const QAnyStringView> cells);
     void changed() {
         if (listener_) listener_();
     }
@@ -137,6 +153,9 @@ private:
     bool visible_ = true;
     uint64_t generation_ = 0;
     std::function<void()> listener_;
+    RowStream* stream_ = nullptr;
+    size_t streamed_ = 0;
+    std::vector<QAnyStringView> fitted_, spare_;  // a streamed row's views, reused
 };
 
 }  // namespace kestrova

@@ -396,6 +396,10 @@ void dataRow(Document& doc, const Section& section, const CellOpenings& openings
 bool WriteHTML(const QString& path, const ReportSelection& selection, const ReportEnvironment& env) {
     QFile file(path);
     if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate)) return false;
+    return WriteHTML(file, selection, env);
+}
+
+bool WriteHTML(QFile& file, const ReportSelection& selection, const ReportEnvironment& env) {
     Document doc(file);
     env.progress(QStringLiteral("Start creating report..."));
 

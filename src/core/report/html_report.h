@@ -8,6 +8,7 @@
 // little-endian with a byte-order mark although it declares utf-8.
 #pragma once
 
+#include <QFile>
 #include <QString>
 #include <functional>
 
@@ -29,5 +30,8 @@ struct ReportEnvironment {
 
 // Writes the report to path; false when the file cannot be created (nothing is retried).
 bool WriteHTML(const QString& path, const ReportSelection& selection, const ReportEnvironment& env);
+// The same into a file already open for writing (the command line's standard output); false
+// when writing failed.
+bool WriteHTML(QFile& file, const ReportSelection& selection, const ReportEnvironment& env);
 
 }  // namespace kestrova

@@ -5,19 +5,25 @@
 
 namespace kestrova {
 
-std::unique_ptr<Environment> Environment::create(const QString& cliRoot, const QString& cliUser) {
-    return create(cliRoot, cliUser, std::make_unique<XdgDesktop>(), std::make_unique<SystemClock>());
+std::unique_ptr<Environment> Environment::create(const QString& cliRoot, const QString& cliUser, LastChoice last) {
+    return create(cliRoot, cliUser, std::make_unique<XdgDesktop>(), std::make_unique<SystemClock>(), last);
 }
 
 std::unique_ptr<Environment> Environment::create(const QString& cliRoot, const QString& cliUser,
-                                                 std::unique_ptr<LocalDesktop> desktop, std::unique_ptr<Clock> clock) {
+                                                 std::unique_ptr<LocalDesktop> desktop, std::unique_ptr<Clock> clock,
+                                                 LastChoice last) {
     auto env = std::make_unique<Environment>();
     env->desktop = std::move(desktop);
     env->clock = std::move(clock);
     const QString program = env->desktop->programFolder();
-    env->settings.setPath(program + QStringLiteral("/kr.ini"));
-    env->select(chooseSource(cliRoot, cliUser, env->settings, program + QStringLiteral("/sample")));
+    env->settings.setPath(settingsPath(*env->desktop));
+    env->select(chooseSource(cliRoot, cliUser, env->settings, program + QStringLiteral("/sample"), last));
     return env;
+}
+
+QString Environment::settingsPath(const LocalDesktop& desktop) {
+    const QString named = qEnvironmentVariable("KESTROVA_SETTINGS");
+    return named.isEmpty() ? desktop.programFolder() + QStringLiteral("/kr.ini") : named;
 }
 
 void Environment::select(const Source& chosen) {

@@ -23,11 +23,17 @@ struct Environment {
     // for another system gets it too.
     FolderPickerFn folderPicker;
 
-    // The program folder's kr.ini, and the system chosen by the arguments, kr.ini or the sample.
-    static std::unique_ptr<Environment> create(const QString& cliRoot, const QString& cliUser);
+    // The settings file (settingsPath(), below), and the system chosen by the arguments, the last
+    // choice kept in it where `last` says so, or the sample.
+    static std::unique_ptr<Environment> create(const QString& cliRoot, const QString& cliUser,
+                                               LastChoice last = LastChoice::Take);
     // The same over another desktop and clock (tests).
     static std::unique_ptr<Environment> create(const QString& cliRoot, const QString& cliUser,
-                                               std::unique_ptr<LocalDesktop> desktop, std::unique_ptr<Clock> clock);
+                                               std::unique_ptr<LocalDesktop> desktop, std::unique_ptr<Clock> clock,
+                                               LastChoice last = LastChoice::Take);
+    // kr.ini beside the program, or the file the environment variable KESTROVA_SETTINGS names (a
+    // test's own, or an examiner's per-case settings).
+    static QString settingsPath(const LocalDesktop& desktop);
     // Switches to another analysed system.
     void select(const Source& chosen);
     void setFolderPicker(FolderPickerFn picker);

@@ -2,6 +2,7 @@
 
 #include <QFileInfo>
 
+#include "core/common/text.h"
 #include "platform/system/volume_system.h"
 
 namespace kestrova {
@@ -12,10 +13,11 @@ bool isSet(const QString& setting) { return !setting.isEmpty() && setting != kUn
 }  // namespace
 
 Source chooseSource(const QString& cliRoot, const QString& cliUser, const IniFile& ini,
-                    const QString& sampleRoot) {
+                    const QString& sampleRoot, LastChoice last) {
     Source source;
-    const QString iniRoot = ini.GetSetting(kSourceSection, QStringLiteral("Root"));
-    const QString iniUser = ini.GetSetting(kSourceSection, QStringLiteral("User"));
+    const bool takeLast = last == LastChoice::Take && cliRoot.isEmpty();
+    const QString iniRoot = takeLast ? ini.GetSetting(kSourceSection, QStringLiteral("Root")) : QString();
+    const QString iniUser = takeLast ? ini.GetSetting(kSourceSection, QStringLiteral("User")) : QString();
     if (!cliRoot.isEmpty()) {
         source = {cliRoot, cliUser, QStringLiteral("command line")};
     } else if (isSet(iniRoot)) {
@@ -29,7 +31,10 @@ Source chooseSource(const QString& cliRoot, const QString& cliUser, const IniFil
         source.user = profiles.isEmpty() ? QString() : profiles.first();
     } else {
         for (const QString& profile : profiles) {
-            if (profile.compare(source.user, Qt::CaseInsensitive) == 0) source.user = profile;
+            if (profile.compare(source.user, Qt::CaseInsensitive) == 0 ||
+                showEscapedBytes(profile).compare(source.user, Qt::CaseInsensitive) == 0) {
+                source.user = profile;
+            }
         }
     }
     return source;
@@ -56,8 +61,8 @@ std::optional<QString> sourceProblem(const Source& source) {
                             volume.resolve(QStringLiteral("C:\\Documents and Settings\\") + source.user);
     if (!profiles.contains(source.user, Qt::CaseInsensitive) && !folderOnly) {
         return QStringLiteral("%1 holds no profile named \"%2\"; profiles found: %3")
-            .arg(source.root, source.user,
-                 profiles.isEmpty() ? QStringLiteral("none") : profiles.join(QStringLiteral(", ")));
+            .arg(source.root, showEscapedBytes(source.user),
+                 profiles.isEmpty() ? QStringLiteral("none") : showEscapedBytes(profiles.join(QStringLiteral(", "))));
     }
     return std::nullopt;
 }

@@ -1,5 +1,8 @@
-// Which Windows system is examined: the command line's --root/--user first, then kr.ini section
-// "source" (keys "Root" and "User"), and otherwise the sample system generated beside the program.
+// Which Windows system is examined: the command line's --root/--user first, then, where the front
+// end asks for it, the last choice kept in kr.ini section "source" (keys "Root" and "User"), and
+// otherwise the sample system generated beside the program. The window asks for its last choice;
+// the command line only with --last, so that a volume once opened in the window never becomes
+// what a script or a test silently reads.
 #pragma once
 
 #include <QString>
@@ -17,10 +20,13 @@ struct Source {
 
 inline const QString kSourceSection = QStringLiteral("source");
 
+enum class LastChoice { Ignore, Take };
+
 // cliRoot/cliUser empty when not given. A user named nowhere is the volume's default profile; a
-// named user is matched to a profile folder case-insensitively.
+// named user is matched to a profile folder case-insensitively, by the folder's bytes or by the
+// name as it is shown ("caf\xE9" for a folder whose name is not UTF-8).
 Source chooseSource(const QString& cliRoot, const QString& cliUser, const IniFile& ini,
-                    const QString& sampleRoot);
+                    const QString& sampleRoot, LastChoice last = LastChoice::Take);
 
 // What is wrong with a source, in the user's words ("... does not exist", "... holds no user
 // profile", "no profile named bob; profiles found: alice, Default"); nullopt when it can be

@@ -1,0 +1,125 @@
+// The command line end to end, as users run it: the built kestrova-cli writing TSV to /dev/null,
+// started as a process and timed from start to exit, against references measured in the same
+// run on the same files:
+//   a4  "rows a4" over a generated 256 MiB index.dat   against  cat of the file (both cached)
+//   c1  "rows c1" over 1,000,000 Firefox visits         against  sqlite3 running the same join
+//   d1  "rows d1" over 1,000,000 Chrome urls            against  sqlite3 running the same query
+// and the peak resident memory of "rows d1". Each is timed three times, the best run counts.
+//   kestrova_cli_bench [--keep DIR]   (--keep: the fixtures are written to DIR and left there, for
+//                                      profiling the command line on them)
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QTemporaryDir>
+#include <algorithm>
+#include <cstdio>
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <vector>
+
+#include "browsers/browser_data.h"
+#include "index_file.h"
+#include "mksample/sample_system.h"
+
+extern char** environ;
+
+namespace {
+
+using namespace kestrova;
+
+struct Run {
+    double seconds = 1e9;
+    long peakKiB = 0;
+};
+
+// Runs a program with its output to /dev/null; its time from start to exit and its peak memory.
+Run run(const std::vector<QByteArray>& args) {
+    std::vector<char*> argv;
+    for (const QByteArray& a : args) argv.push_back(const_cast<char*>(a.constData()));
+    argv.push_back(nullptr);
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
+    QElapsedTimer timer;
+    timer.start();
+    pid_t pid = 0;
+    Run result;
+    if (posix_spawnp(&pid, argv[0], &actions, nullptr, argv.data(), environ) != 0) {
+        std::fprintf(stderr, "cannot start %s\n", argv[0]);
+        return result;
+    }
+    int status = 0;
+    rusage usage{};
+    ::wait4(pid, &status, 0, &usage);
+    result.seconds = timer.nsecsElapsed() / 1e9;
+    result.peakKiB = usage.ru_maxrss;
+    posix_spawn_file_actions_destroy(&actions);
+    if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) std::fprintf(stderr, "%s failed (status %d)\n", argv[0], status);
+    return result;
+}
+
+Run best(const std::vector<QByteArray>& args) {
+    Run b;
+    for (int round = 0; round < 3; ++round) {
+        const Run r = run(args);
+        b.seconds = std::min(b.seconds, r.seconds);
+        b.peakKiB = std::max(b.peakKiB, r.peakKiB);
+    }
+    return b;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    QCoreApplication app(argc, argv);
+    const QByteArray cli = QFile::encodeName(QCoreApplication::applicationDirPath() + QStringLiteral("/kestrova-cli"));
+    QTemporaryDir dir(argc == 3 && QByteArray(argv[1]) == "--keep" ? QString::fromLocal8Bit(argv[2]) + "/XXXXXX" : QString());
+    dir.setAutoRemove(argc != 3);
+    tools::makeProfileFolders(dir.path(), tools::kSampleUser);
+    tools::sampleUserHive().write(dir.filePath(QStringLiteral("Users/%1/NTUSER.DAT").arg(tools::kSampleUser)));
+    QString error;
+    const QString index = dir.filePath("index.dat");
+    if (!tools::writeFirefoxProfile(dir.path(), tools::kSampleUser, {.scale = 1000000}, &error) ||
+        !tools::writeChromeProfile(dir.path(), tools::kSampleUser, {.scale = 1000000}, &error) ||
+        !bench::writeIndex(index, qint64{256} << 20)) {
+        std::fprintf(stderr, "cannot write the fixtures: %s\n", qPrintable(error));
+        return 1;
+    }
+    const QByteArray root = QFile::encodeName(dir.path());
+    const QByteArray places = QFile::encodeName(dir.filePath("Users/alice/AppData/Roaming/Mozilla/Firefox/Profiles/x7k2m9qa.default/places.sqlite"));
+    const QByteArray history = QFile::encodeName(dir.filePath("Users/alice/AppData/Local/Google/Chrome/User Data/Default/History"));
+    const auto kestrova = [&](std::vector<QByteArray> extra) {
+        std::vector<QByteArray> args{cli, "--root", root, "--user", "alice"};
+        args.insert(args.end(), extra.begin(), extra.end());
+        return args;
+    };
+
+    struct Case {
+        const char* key;
+        const char* reference;
+        std::vector<QByteArray> referenceArgs;
+        std::vector<QByteArray> cliArgs;
+        double target;
+    };
+    const Case cases[] = {
+        {"a4", "cat", {"cat", QFile::encodeName(index)}, kestrova({"--index-file", QFile::encodeName(index), "rows", "a4"}), 3.0},
+        {"c1", "sqlite3", {"sqlite3", places, "SELECT p.url, p.title, p.last_visit_date FROM moz_historyvisits v JOIN moz_places p ON p.id = v.place_id"},
+         kestrova({"rows", "c1"}), 1.5},
+        {"d1", "sqlite3", {"sqlite3", history, "SELECT url,title, visit_count,last_visit_time FROM urls where hidden<>1"},
+         kestrova({"rows", "d1"}), 1.3},
+    };
+    for (const Case& c : cases) {
+        run(c.referenceArgs);  // the file into the page cache, for both
+        const Run reference = best(c.referenceArgs);
+        const Run measured = best(c.cliArgs);
+        std::printf("%s: %s %.3f s, kestrova-cli rows %s %.3f s (peak %ld KiB)\n", c.key, c.reference, reference.seconds, c.key,
+                    measured.seconds, measured.peakKiB);
+        std::printf("ratio %s end to end / %s: %.2f (target %.1f or less)\n", c.key, c.reference,
+                    measured.seconds / reference.seconds, c.target);
+        if (QByteArray(c.key) == "d1") {
+            std::printf("peak memory of rows d1: %.1f MiB (target 64 or less)\n", measured.peakKiB / 1024.0);
+        }
+    }
+    return 0;
+}

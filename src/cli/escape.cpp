@@ -1,0 +1,255 @@
+#include "cli/escape.h"
+
+#include <QChar>
+#include <QString>
+#include <QStringView>
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cstdint>
+#include <cstring>
+#include <immintrin.h>
+#include <type_traits>
+
+namespace kestrova::cli {
+namespace {
+
+constexpr char kHex[] = "0123456789ABCDEF";
+// U+DC80..U+DCFF standing alone carry a byte of a file name that is not UTF-8 (core/common/text.h).
+constexpr char16_t kEscapeBase = 0xDC00;
+
+// What an ASCII character becomes in a format: up to six bytes. Written eight bytes at a time,
+// whatever its length, so that a character costs one table look-up and one copy (the room the
+// writers are given has eight bytes of slack for that).
+struct Escape {
+    char text[8];
+    uint8_t length;
+};
+using EscapeTable = std::array<Escape, 128>;
+
+constexpr EscapeTable makeTable(Format format) {
+    EscapeTable table{};
+    const auto set = [&](unsigned c, const char* text) {
+        uint8_t n = 0;
+        for (; text[n]; ++n) table[c].text[n] = text[n];
+        table[c].length = n;
+    };
+    for (unsigned c = 0; c < 128; ++c) {
+        table[c].text[0] = static_cast<char>(c);
+        table[c].length = 1;
+    }
+    switch (format) {
+        case Format::Tsv:
+            set('\\', "\\\\");
+            set('\t', "\\t");
+            set('\n', "\\n");
+            set('\r', "\\r");
+            set(0, "\\0");
+            break;
+        case Format::Csv:
+            // Inside quotes only the quote itself is doubled; a NUL is shown, as in the list.
+            set('"', "\"\"");
+            set(0, "\\0");
+            break;
+        case Format::Json:
+            for (unsigned c = 0; c < 0x20; ++c) {
+                const char text[] = {'\\', 'u', '0', '0', kHex[c >> 4], kHex[c & 0xF], 0};
+                set(c, text);
+            }
+            set('"', "\\\"");
+            set('\\', "\\\\");
+            set('\n', "\\n");
+            set('\r', "\\r");
+            set('\t', "\\t");
+            break;
+    }
+    return table;
+}
+
+constexpr EscapeTable kTables[] = {makeTable(Format::Tsv), makeTable(Format::Csv), makeTable(Format::Json)};
+
+char* putAscii(char* to, unsigned c, const EscapeTable& table) {
+    std::memcpy(to, table[c].text, 8);
+    return to + table[c].length;
+}
+
+char* putUtf8(char* to, char32_t c) {
+    if (c < 0x800) {
+        *to++ = static_cast<char>(0xC0 | (c >> 6));
+    } else if (c < 0x10000) {
+        *to++ = static_cast<char>(0xE0 | (c >> 12));
+        *to++ = static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+    } else {
+        *to++ = static_cast<char>(0xF0 | (c >> 18));
+        *to++ = static_cast<char>(0x80 | ((c >> 12) & 0x3F));
+        *to++ = static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+    }
+    *to++ = static_cast<char>(0x80 | (c & 0x3F));
+    return to;
+}
+
+char* putLatin1Char(char* to, unsigned char c, const EscapeTable& table) {
+    return c < 0x80 ? putAscii(to, c, table) : putUtf8(to, c);
+}
+
+char* putLatin1Scalar(char* to, const char* from, const char* end, const EscapeTable& table) {
+    while (from < end) to = putLatin1Char(to, static_cast<unsigned char>(*from++), table);
+    return to;
+}
+
+// Sixteen bytes at a time. Plain bytes (printable ASCII other than a backslash or a quote) are
+// copied as a block; where NULs are escaped as two characters (TSV, CSV), runs of NULs and plain
+// bytes together are expanded by a byte shuffle, eight input bytes at a time: a NUL-padded field
+// (the 150 bytes of an index.dat URL) then costs a few instructions per eight bytes instead of a
+// look-up per byte. Any other byte goes through the table.
+struct Expansion {
+    alignas(16) int8_t shuffle[16];
+    uint8_t length;
+};
+
+// For each set of NULs among eight bytes: where each output byte comes from. Lanes 0-7 of the
+// shuffled vector hold the eight input bytes, lanes 8 and 9 the two characters of "\0".
+constexpr std::array<Expansion, 256> makeExpansions() {
+    std::array<Expansion, 256> all{};
+    for (unsigned nuls = 0; nuls < 256; ++nuls) {
+        Expansion& e = all[nuls];
+        uint8_t n = 0;
+        for (int8_t i = 0; i < 8; ++i) {
+            if (nuls & (1u << i)) {
+                e.shuffle[n++] = 8;
+                e.shuffle[n++] = 9;
+            } else {
+                e.shuffle[n++] = i;
+            }
+        }
+        e.length = n;
+        for (; n < 16; ++n) e.shuffle[n] = -128;  // zero
+    }
+    return all;
+}
+
+constexpr std::array<Expansion, 256> kExpansions = makeExpansions();
+
+// Writes the expansion of eight bytes (lanes 0-7 of source) of which the first `count` are kept;
+// returns where it ends.
+__attribute__((target("ssse3,popcnt"))) inline char* expand(char* to, __m128i source, unsigned nuls, int count) {
+    const Expansion& e = kExpansions[nuls];
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(to),
+                     _mm_shuffle_epi8(source, _mm_load_si128(reinterpret_cast<const __m128i*>(e.shuffle))));
+    return to + (count == 8 ? e.length : count + std::popcount(nuls & ((1u << count) - 1)));
+}
+
+__attribute__((target("ssse3,popcnt"))) char* putLatin1Ssse3(char* to, const char* from, const char* end,
+                                                      const EscapeTable& table, bool expandNuls) {
+    const __m128i nulEscape = _mm_setr_epi8(table[0].text[0], table[0].text[1], 0, 0, 0, 0, 0, 0, table[0].text[0],
+                                            table[0].text[1], 0, 0, 0, 0, 0, 0);
+    const __m128i space = _mm_set1_epi8(0x20);
+    const __m128i del = _mm_set1_epi8(0x7F);
+    const __m128i backslash = _mm_set1_epi8('\\');
+    const __m128i quote = _mm_set1_epi8('"');
+    const __m128i zero = _mm_setzero_si128();
+    while (end - from >= 16) {
+        const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(from));
+        // Signed compare: bytes from 0x80 up are below 0x20 too.
+        const __m128i special = _mm_or_si128(_mm_or_si128(_mm_cmplt_epi8(v, space), _mm_cmpeq_epi8(v, del)),
+                                             _mm_or_si128(_mm_cmpeq_epi8(v, backslash), _mm_cmpeq_epi8(v, quote)));
+        const auto specialMask = static_cast<unsigned>(_mm_movemask_epi8(special));
+        if (specialMask == 0) {
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(to), v);
+            to += 16;
+            from += 16;
+            continue;
+        }
+        const unsigned nuls = expandNuls ? static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(v, zero))) : 0;
+        const unsigned other = specialMask & ~nuls;
+        const int run = other ? std::countr_zero(other) : 16;
+        if (run > 0) {
+            to = expand(to, _mm_unpacklo_epi64(v, nulEscape), nuls & 0xFF, std::min(run, 8));
+            if (run > 8) to = expand(to, _mm_unpackhi_epi64(v, nulEscape), (nuls >> 8) & 0xFF, run - 8);
+            from += run;
+        }
+        if (run < 16) to = putLatin1Char(to, static_cast<unsigned char>(*from++), table);
+    }
+    return putLatin1Scalar(to, from, end, table);
+}
+
+char* putLatin1(char* to, QLatin1StringView text, Format format, const EscapeTable& table) {
+    static const bool ssse3 = __builtin_cpu_supports("ssse3") && __builtin_cpu_supports("popcnt");
+    const char* from = text.data();
+    const char* end = from + text.size();
+    return ssse3 ? putLatin1Ssse3(to, from, end, table, format != Format::Json) : putLatin1Scalar(to, from, end, table);
+}
+
+// A byte that is not UTF-8, shown as "\xFF" (its backslash escaped in JSON, where it is text).
+char* putEscapedByte(char* to, unsigned byte, Format format) {
+    *to++ = '\\';
+    if (format == Format::Json) *to++ = '\\';
+    *to++ = 'x';
+    *to++ = kHex[byte >> 4];
+    *to++ = kHex[byte & 0xF];
+    return to;
+}
+
+char* putUtf16(char* to, QStringView text, Format format, const EscapeTable& table) {
+    const char16_t* units = text.utf16();
+    const size_t size = static_cast<size_t>(text.size());
+    for (size_t i = 0; i < size; ++i) {
+        const char16_t c = units[i];
+        if (c < 0x80) {
+            to = putAscii(to, c, table);
+        } else if (QChar::isHighSurrogate(c) && i + 1 < size && QChar::isLowSurrogate(units[i + 1])) {
+            to = putUtf8(to, QChar::surrogateToUcs4(c, units[i + 1]));
+            ++i;
+        } else if (c >= 0xDC80 && c <= 0xDCFF) {
+            to = putEscapedByte(to, c - kEscapeBase, format);
+        } else {
+            to = putUtf8(to, QChar::isSurrogate(c) ? char32_t{0xFFFD} : char32_t{c});
+        }
+    }
+    return to;
+}
+
+bool needsCsvQuotes(QAnyStringView text) {
+    return text.visit([](auto view) {
+        for (const auto c : view) {
+            const char16_t u = QChar(c).unicode();
+            if (u == ',' || u == '"' || u == '\n' || u == '\r') return true;
+        }
+        return false;
+    });
+}
+
+}  // namespace
+
+char* putEscaped(char* to, QAnyStringView text, Format format) {
+    const EscapeTable& table = kTables[static_cast<int>(format)];
+    const bool quoted = format == Format::Csv && needsCsvQuotes(text);
+    if (quoted) *to++ = '"';
+    text.visit([&](auto view) {
+        using View = decltype(view);
+        if constexpr (std::is_same_v<View, QLatin1StringView>) {
+            to = putLatin1(to, view, format, table);
+        } else if constexpr (std::is_same_v<View, QStringView>) {
+            to = putUtf16(to, view, format, table);
+        } else {
+            const QString wide = view.toString();  // UTF-8: not what sources hand over
+            to = putUtf16(to, wide, format, table);
+        }
+    });
+    if (quoted) *to++ = '"';
+    return to;
+}
+
+void appendEscaped(std::string& out, QAnyStringView text, Format format) {
+    const size_t at = out.size();
+    out.resize(at + escapedRoom(text));
+    out.resize(static_cast<size_t>(putEscaped(out.data() + at, text, format) - out.data()));
+}
+
+std::string escaped(QAnyStringView text, Format format) {
+    std::string out;
+    appendEscaped(out, text, format);
+    return out;
+}
+
+}  // namespace kestrova::cli
