@@ -12,6 +12,7 @@
 
 #include <QTemporaryDir>
 #include <fcntl.h>
+#include <sys/inotify.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -131,6 +132,26 @@ TEST_F(HostileVolume, LinksOutOfTheVolumeAreNotFollowedButLinksInsideItAre) {
     run("b3");
     EXPECT_TRUE(host_.diagnostics.contains("b3: user hive C:\\Users\\alice\\NTUSER.DAT: link not followed: it leads out of the volume"))
         << host_.diagnostics.join('\n').toStdString();
+}
+
+// A folder that is a link out of the volume is refused before anything is opened through it: no
+// lookup inside it, no listing of it (watched with inotify on the folder outside).
+TEST_F(HostileVolume, AFolderLinkOutOfTheVolumeIsNeverOpened) {
+    QTemporaryDir outside;
+    QFile(outside.filePath("secret.txt")).open(QIODevice::WriteOnly);
+    ASSERT_TRUE(QDir().mkpath(volume_.root() + "/Users/alice/Desktop"));
+    ASSERT_TRUE(QFile::link(outside.path(), volume_.root() + "/Users/alice/Desktop/out"));
+    const int watch = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+    ASSERT_GE(watch, 0);
+    ASSERT_GE(inotify_add_watch(watch, QFile::encodeName(outside.path()).constData(), IN_OPEN | IN_ACCESS), 0);
+    const WindowsVolume volume(volume_.root());
+    // Another case than the file's: a lookup would have to list the folder to find it.
+    EXPECT_FALSE(volume.resolve("C:\\Users\\alice\\Desktop\\out\\SECRET.TXT"));
+    EXPECT_TRUE(volume.list("C:\\Users\\alice\\Desktop\\OUT").empty());
+    EXPECT_FALSE(volume.openFile("C:\\Users\\alice\\Desktop\\out\\secret.txt", "file"));
+    char events[4096];
+    EXPECT_LT(::read(watch, events, sizeof events), 0) << "the folder outside the volume was opened";
+    ::close(watch);
 }
 
 TEST_F(HostileVolume, OnlyRegularFilesAreHandedOutForReading) {

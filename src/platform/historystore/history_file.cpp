@@ -7,12 +7,28 @@
 #include <memory>
 
 #include "core/common/text.h"
+#include "platform/contained/contained_run.h"
+
+#include <QFileDevice>
+#include <cstring>
+#include <unistd.h>
 
 namespace kestrova {
 namespace {
 
 constexpr uint16_t kTitleProperty = 0x1F10;
 constexpr qint64 kEntryFlagsOffset = 64;  // cache entry flags in a URL record (format 4.7 and 5.2)
+// The file header, as libmsiecf's format documentation gives it (little-endian):
+//    0  28  signature "Client UrlCache MMF Ver 5.2" (or 4.7), NUL-ended
+//   28   4  file size
+//   32   4  offset of the first hash table
+//   36   4  number of blocks (128 bytes each) after the header area
+//   40   4  number of allocated blocks
+constexpr qsizetype kHeaderSize = 0x50;
+constexpr qsizetype kFileSizeOffset = 28;
+constexpr qsizetype kHashTableOffset = 32;
+constexpr qsizetype kBlockCountOffset = 36;
+constexpr quint64 kBlockSize = 128;
 constexpr uint64_t kUnixEpochTicks = 116444736000000000ULL;
 
 struct FileCloser {
@@ -25,20 +41,12 @@ struct ItemFree {
     void operator()(libmsiecf_item_t* item) const { libmsiecf_item_free(&item, nullptr); }
 };
 
-QString errorText(libmsiecf_error_t* error) {
-    if (!error) return QStringLiteral("not a cache file");
-    char text[512] = {};
-    libmsiecf_error_sprint(error, text, sizeof text);
-    libmsiecf_error_free(&error);
-    return QString::fromLocal8Bit(text).section(QLatin1Char('\n'), -1).trimmed();
-}
-
-QString location(libmsiecf_item_t* item) {
+QByteArray location(libmsiecf_item_t* item) {
     size_t size = 0;
-    if (libmsiecf_url_get_utf8_location_size(item, &size, nullptr) != 1 || size == 0) return QString();
+    if (libmsiecf_url_get_utf8_location_size(item, &size, nullptr) != 1 || size == 0) return {};
     QByteArray text(static_cast<qsizetype>(size), '\0');
-    if (libmsiecf_url_get_utf8_location(item, reinterpret_cast<uint8_t*>(text.data()), size, nullptr) != 1) return QString();
-    return QString::fromUtf8(text.constData());
+    if (libmsiecf_url_get_utf8_location(item, reinterpret_cast<uint8_t*>(text.data()), size, nullptr) != 1) return {};
+    return text;
 }
 
 QByteArray data(libmsiecf_item_t* item) {
@@ -47,6 +55,11 @@ QByteArray data(libmsiecf_item_t* item) {
     QByteArray bytes(static_cast<qsizetype>(size), '\0');
     if (libmsiecf_url_get_data(item, reinterpret_cast<uint8_t*>(bytes.data()), size, nullptr) != 1) return {};
     return bytes;
+}
+
+int descriptorOf(const QIODevice& file) {
+    const auto* opened = qobject_cast<const QFileDevice*>(&file);
+    return opened ? opened->handle() : -1;
 }
 
 FileTime fileTime(uint64_t ticks) {
@@ -81,55 +94,153 @@ std::optional<QString> historyTitle(const QByteArray& bytes) {
     return std::nullopt;
 }
 
-std::optional<std::vector<StatUrl>> readHistoryFile(const QString& localPath, QString* problem) {
-    libmsiecf_error_t* error = nullptr;
-    libmsiecf_file_t* raw = nullptr;
-    if (libmsiecf_file_initialize(&raw, &error) != 1) {
-        if (problem) *problem = errorText(error);
-        return std::nullopt;
+std::optional<QString> historyHeaderProblem(QByteArrayView header, qint64 fileSize) {
+    const auto u32 = [&](qsizetype at) { return qFromLittleEndian<quint32>(header.data() + at); };
+    if (header.size() < kHeaderSize || !header.startsWith(QByteArrayView("Client UrlCache MMF Ver "))) {
+        return QStringLiteral("not a cache index (no cache file signature)");
     }
-    if (libmsiecf_file_open(raw, toFileNameBytes(localPath).constData(), LIBMSIECF_OPEN_READ, &error) != 1) {
+    const quint32 declared = u32(kFileSizeOffset);
+    const quint32 hashTable = u32(kHashTableOffset);
+    const quint64 blocks = u32(kBlockCountOffset);
+    if (declared > fileSize) {
+        return QStringLiteral("the header gives a size of %1 bytes, the file has %2").arg(declared).arg(fileSize);
+    }
+    if (hashTable >= declared) {
+        return QStringLiteral("the header places the hash table at %1, beyond the %2 bytes it gives").arg(hashTable).arg(declared);
+    }
+    if (blocks * kBlockSize > static_cast<quint64>(declared)) {
+        return QStringLiteral("the header gives %1 blocks, more than %2 bytes can hold").arg(blocks).arg(declared);
+    }
+    return std::nullopt;
+}
+
+namespace {
+
+// One URL record as the parser child sends it (host order; both ends are this program):
+//   u8 major version, u64 primary time, u64 secondary time, u64 expiry, u8 flags present,
+//   u32 flags, u32 location size, location (UTF-8), u32 data size, data
+class FrameOut {
+public:
+    template <typename T>
+    void number(T value) { bytes_.append(reinterpret_cast<const char*>(&value), sizeof value); }
+    void block(QByteArrayView bytes) {
+        number(static_cast<quint32>(bytes.size()));
+        bytes_.append(bytes);
+    }
+    const QByteArray& bytes() const { return bytes_; }
+
+private:
+    QByteArray bytes_;
+};
+
+class FrameIn {
+public:
+    explicit FrameIn(QByteArrayView bytes) : bytes_(bytes) {}
+    template <typename T>
+    T number() {
+        T value{};
+        if (at_ + static_cast<qsizetype>(sizeof value) > bytes_.size()) return value;
+        std::memcpy(&value, bytes_.data() + at_, sizeof value);
+        at_ += sizeof value;
+        return value;
+    }
+    QByteArrayView block() {
+        const auto size = static_cast<qsizetype>(number<quint32>());
+        const QByteArrayView view = bytes_.sliced(at_, std::min(size, bytes_.size() - at_));
+        at_ += view.size();
+        return view;
+    }
+
+private:
+    QByteArrayView bytes_;
+    qsizetype at_ = 0;
+};
+
+// The child's side: libmsiecf over the opened file, a frame per URL record.
+int parseInChild(int fd, FrameWriter& out) {
+    libmsiecf_file_t* raw = nullptr;
+    if (libmsiecf_file_initialize(&raw, nullptr) != 1) return 2;
+    const QByteArray path = "/proc/self/fd/" + QByteArray::number(fd);
+    if (libmsiecf_file_open(raw, path.constData(), LIBMSIECF_OPEN_READ, nullptr) != 1) {
         libmsiecf_file_free(&raw, nullptr);
-        if (problem) *problem = QStringLiteral("not a cache index (%1)").arg(errorText(error));
-        return std::nullopt;
+        return 4;
     }
     const std::unique_ptr<libmsiecf_file_t, FileCloser> file(raw);
     uint8_t major = 0, minor = 0;
     libmsiecf_file_get_format_version(file.get(), &major, &minor, nullptr);
     int count = 0;
     libmsiecf_file_get_number_of_items(file.get(), &count, nullptr);
-    // The entry flags are not among libmsiecf's fields; they are read from the record itself.
-    QFile bytes(localPath);
-    const bool flagsReadable = !hasEscapedBytes(localPath) && bytes.open(QIODevice::ReadOnly);
-
-    std::vector<StatUrl> records;
     for (int i = 0; i < count; ++i) {
         libmsiecf_item_t* rawItem = nullptr;
         if (libmsiecf_file_get_item_by_index(file.get(), i, &rawItem, nullptr) != 1) continue;
         const std::unique_ptr<libmsiecf_item_t, ItemFree> item(rawItem);
         uint8_t type = 0;
         if (libmsiecf_item_get_type(item.get(), &type, nullptr) != 1 || type != LIBMSIECF_ITEM_TYPE_URL) continue;
-        const QString where = location(item.get());
-        if (!where.startsWith(QLatin1String("Visited:"))) continue;
-        const qsizetype at = where.indexOf(QLatin1Char('@'));
-        StatUrl record;
-        record.url = at < 0 ? QString() : where.mid(at + 1);
-        record.title = historyTitle(data(item.get()));
         uint64_t primary = 0, secondary = 0, expiry = 0;
         libmsiecf_url_get_primary_time(item.get(), &primary, nullptr);
         libmsiecf_url_get_secondary_time(item.get(), &secondary, nullptr);
         libmsiecf_url_get_expiration_time(item.get(), &expiry, nullptr);
-        record.lastVisited = fileTime(primary);
-        record.lastUpdated = fileTime(secondary);
-        record.expires = fileTime(major >= 5 ? fatToFileTime(static_cast<uint32_t>(expiry)) : expiry);
+        // The entry flags are not among libmsiecf's fields; they are read from the record itself.
         off64_t offset = 0;
-        if (flagsReadable && libmsiecf_item_get_offset(item.get(), &offset, nullptr) == 1 && bytes.seek(offset + kEntryFlagsOffset)) {
-            const QByteArray flags = bytes.read(4);
-            if (flags.size() == 4) record.flags = qFromLittleEndian<quint32>(flags.constData());
-        }
-        records.push_back(std::move(record));
+        quint32 flags = 0;
+        const bool hasFlags = libmsiecf_item_get_offset(item.get(), &offset, nullptr) == 1 &&
+                              ::pread(fd, &flags, sizeof flags, offset + kEntryFlagsOffset) == sizeof flags;
+        FrameOut frame;
+        frame.number(major);
+        frame.number(primary);
+        frame.number(secondary);
+        frame.number(expiry);
+        frame.number(static_cast<quint8>(hasFlags));
+        frame.number(qFromLittleEndian(flags));
+        frame.block(location(item.get()));
+        frame.block(data(item.get()));
+        if (!out.write(frame.bytes())) return 5;
     }
-    return records;
+    return 0;
+}
+
+}  // namespace
+
+HistoryRead readHistoryFile(QIODevice& file) {
+    HistoryRead read;
+    const int fd = descriptorOf(file);
+    if (fd < 0) {
+        read.problem = QStringLiteral("not an open file");
+        return read;
+    }
+    QByteArray header(kHeaderSize, '\0');
+    header.resize(std::max<ssize_t>(0, ::pread(fd, header.data(), kHeaderSize, 0)));
+    if (const auto problem = historyHeaderProblem(header, file.size())) {
+        read.problem = *problem;
+        return read;
+    }
+    const ContainedEnd end = runContained([fd](FrameWriter& out) { return parseInChild(fd, out); },
+                                          [&](QByteArrayView bytes) {
+                                              FrameIn in(bytes);
+                                              const auto major = in.number<quint8>();
+                                              const auto primary = in.number<quint64>();
+                                              const auto secondary = in.number<quint64>();
+                                              const auto expiry = in.number<quint64>();
+                                              const bool hasFlags = in.number<quint8>() != 0;
+                                              const auto flags = in.number<quint32>();
+                                              const QString where = QString::fromUtf8(in.block().toByteArray().constData());
+                                              if (!where.startsWith(QLatin1String("Visited:"))) return;
+                                              const qsizetype at = where.indexOf(QLatin1Char('@'));
+                                              StatUrl record;
+                                              record.url = at < 0 ? QString() : where.mid(at + 1);
+                                              record.title = historyTitle(in.block().toByteArray());
+                                              record.lastVisited = fileTime(primary);
+                                              record.lastUpdated = fileTime(secondary);
+                                              record.expires = fileTime(major >= 5 ? fatToFileTime(static_cast<uint32_t>(expiry)) : expiry);
+                                              if (hasFlags) record.flags = flags;
+                                              read.records.push_back(std::move(record));
+                                          });
+    if (!end.completed) {
+        read.problem = end.why == QLatin1String("stopped with status 4")
+                           ? QStringLiteral("not a cache index (libmsiecf cannot open it)")
+                           : QStringLiteral("its parser %1 after %2 records").arg(end.why).arg(read.records.size());
+    }
+    return read;
 }
 
 }  // namespace kestrova

@@ -13,6 +13,7 @@
 // the expiry is a FILETIME in format 4.7 and a FAT date and time (date in the low half) in 5.2.
 #pragma once
 
+#include <QIODevice>
 #include <QString>
 #include <optional>
 #include <vector>
@@ -22,9 +23,20 @@
 
 namespace kestrova {
 
-// The history records of the file in file order; nullopt, with the reason, when libmsiecf cannot
-// read it as a cache file.
-std::optional<std::vector<StatUrl>> readHistoryFile(const QString& localPath, QString* problem);
+struct HistoryRead {
+    std::vector<StatUrl> records;   // in file order: all of them, or those read before a failure
+    std::optional<QString> problem; // why the file could not be read, or not to its end
+};
+
+// The history records of an opened file. libmsiecf reads it in a child process of its own
+// (platform/contained), so that a crafted file can crash, exhaust or hang only that child: what
+// it sent before is kept, and the problem says what ended it. A header whose sizes do not fit the
+// file is refused before the library sees it.
+HistoryRead readHistoryFile(QIODevice& file);
+
+// Why a cache index header cannot be handed to the library (its first 0x50 bytes and the file's
+// size); nullopt when it can.
+std::optional<QString> historyHeaderProblem(QByteArrayView header, qint64 fileSize);
 
 // The title property of a record's data, if it has one.
 std::optional<QString> historyTitle(const QByteArray& data);

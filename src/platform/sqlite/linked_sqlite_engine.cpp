@@ -5,6 +5,7 @@
 #include <sqlite3.h>
 
 #include "core/common/text.h"
+#include "platform/volume/regular_file.h"
 
 namespace kestrova {
 namespace {
@@ -34,9 +35,9 @@ constexpr int kOneThread = SQLITE_OPEN_NOMUTEX;
 
 // Opens the database behind an already opened file of the volume, immutable and read-only.
 int openInPlace(QIODevice& original, sqlite3** handle) {
-    auto* file = qobject_cast<QFileDevice*>(&original);
-    if (!file || file->handle() < 0) return SQLITE_CANTOPEN;
-    const QByteArray uri = "file:/proc/self/fd/" + QByteArray::number(file->handle()) + "?immutable=1";
+    const QByteArray path = descriptorPath(original);
+    if (path.isEmpty()) return SQLITE_CANTOPEN;
+    const QByteArray uri = "file:" + path + "?immutable=1";
     return sqlite3_open_v2(uri.constData(), handle, SQLITE_OPEN_READONLY | SQLITE_OPEN_URI | kOneThread, nullptr);
 }
 

@@ -8,6 +8,7 @@
 #include "core/settings/os_api.h"
 #include "platform/historystore/history_file.h"
 #include "platform/sqlite/linked_sqlite_engine.h"
+#include "platform/volume/regular_file.h"
 
 namespace kestrova {
 namespace {
@@ -75,12 +76,12 @@ VolumeSystem::VolumeSystem(const QString& root, const QString& user) : volume_(r
     readRecords();
 }
 
-std::optional<QString> VolumeSystem::readableFileOrWhy(const QString& windowsPath, const QString& label,
-                                                      std::optional<Finding>* why) const {
+std::unique_ptr<QIODevice> VolumeSystem::openFileOrWhy(const QString& windowsPath, const QString& label,
+                                                       std::optional<Finding>* why) const {
     // Sources read once and kept (hives, the history) keep their reason to say it again at every
     // reader that asks for them; the system's own findings are a reader run's.
     Findings local;
-    const auto file = WindowsVolume(volume_.root(), &local).readableFile(windowsPath, label);
+    auto file = WindowsVolume(volume_.root(), &local).openFile(windowsPath, label);
     if (!file) {
         *why = local.all().empty() ? Finding{FindingKind::Absent, label + QLatin1Char(' ') + windowsPath, QString()}
                                    : local.all().front();
@@ -91,9 +92,11 @@ std::optional<QString> VolumeSystem::readableFileOrWhy(const QString& windowsPat
 HiveSlot VolumeSystem::openHive(const QString& windowsPath, const QString& label) {
     HiveSlot slot;
     const QString what = label + QLatin1Char(' ') + windowsPath;
-    if (const auto local = readableFileOrWhy(windowsPath, label, &slot.problem)) {
+    if (const auto file = openFileOrWhy(windowsPath, label, &slot.problem)) {
+        // hivex opens a name itself: it is given the file that was opened and checked, so a hive
+        // swapped for a pipe meanwhile cannot block it.
         QString problem;
-        slot.file = HiveFile::open(*local, &problem);
+        slot.file = HiveFile::open(QString::fromLatin1(descriptorPath(*file)), &problem);
         if (!slot.file) slot.problem = Finding{FindingKind::Damaged, what, QStringLiteral("not a registry hive (%1)").arg(problem)};
     }
     notes_.append(slot.problem ? slot.problem->text() : what);
@@ -111,13 +114,10 @@ UrlHistoryStore& VolumeSystem::urlHistory() const {
     const QString label = QStringLiteral("URL history");
     std::vector<StatUrl> records;
     std::optional<Finding> problem;
-    if (const auto file = readableFileOrWhy(path, label, &problem)) {
-        QString why;
-        if (auto read = readHistoryFile(*file, &why)) {
-            records = std::move(*read);
-        } else {
-            problem = Finding{FindingKind::Damaged, label + QLatin1Char(' ') + path, why};
-        }
+    if (const auto file = openFileOrWhy(path, label, &problem)) {
+        HistoryRead read = readHistoryFile(*file);
+        records = std::move(read.records);
+        if (read.problem) problem = Finding{FindingKind::Damaged, label + QLatin1Char(' ') + path, *read.problem};
     }
     history_ = std::make_unique<HistoryFileStore>(std::move(records), problem, &findings_);
     return *history_;

@@ -53,8 +53,8 @@ public:
 
 private:
     HiveSlot openHive(const QString& windowsPath, const QString& label);
-    // The local path of a readable regular file, or nullopt with the reason in *why.
-    std::optional<QString> readableFileOrWhy(const QString& windowsPath, const QString& label,
+    // A regular file of the volume opened for reading, or nullptr with the reason in *why.
+    std::unique_ptr<QIODevice> openFileOrWhy(const QString& windowsPath, const QString& label,
                                              std::optional<Finding>* why) const;
     void readRecords();
 

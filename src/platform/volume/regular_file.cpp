@@ -39,4 +39,10 @@ std::unique_ptr<QIODevice> openRegularFile(const QString& localPath, const QStri
     return file;
 }
 
+QByteArray descriptorPath(const QIODevice& file) {
+    const auto* opened = qobject_cast<const QFileDevice*>(&file);
+    if (!opened || opened->handle() < 0) return {};
+    return "/proc/self/fd/" + QByteArray::number(opened->handle());
+}
+
 }  // namespace kestrova

@@ -14,4 +14,9 @@ namespace kestrova {
 // The open file, or nullptr with the reason noted under `what` (findings may be nullptr).
 std::unique_ptr<QIODevice> openRegularFile(const QString& localPath, const QString& what, Findings* findings);
 
+// A name for a file this process has open ("/proc/self/fd/7"), for libraries that insist on
+// opening a path themselves: they get the very file that was checked, whatever the name on the
+// volume points to meanwhile. Empty for a device that is not an open file.
+QByteArray descriptorPath(const QIODevice& file);
+
 }  // namespace kestrova

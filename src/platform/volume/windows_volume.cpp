@@ -77,6 +77,16 @@ WindowsVolume::Outcome WindowsVolume::locate(const QString& windowsPath, QString
     }
     if (canonicalRoot_.isEmpty()) return Outcome::Missing;
 
+    // Links are followed only while they stay inside the volume (as junctions on an ntfs-3g
+    // mount do); one that leads out would show this machine's files as the volume's. Each link
+    // is checked where it stands, before anything is looked up or listed through it, so no
+    // folder outside the volume is ever opened.
+    const auto inside = [&](const QString& path) {
+        const auto real = canonical(path);
+        if (!real) return Outcome::Missing;  // a dangling link
+        if (*real != canonicalRoot_ && !real->startsWith(canonicalRoot_ + QLatin1Char('/'))) return Outcome::Outside;
+        return Outcome::Found;
+    };
     QStringList resolved;
     for (const QString& part : components(rest)) {
         if (part == QLatin1String(".")) continue;
@@ -88,14 +98,14 @@ WindowsVolume::Outcome WindowsVolume::locate(const QString& windowsPath, QString
         const auto entry = matchEntry(folder, part);
         if (!entry) return Outcome::Missing;
         resolved.append(*entry);
+        struct stat st {};
+        const QString path = folder + QLatin1Char('/') + *entry;
+        if (::lstat(bytes(path).constData(), &st) == 0 && S_ISLNK(st.st_mode)) {
+            if (const Outcome outcome = inside(path); outcome != Outcome::Found) return outcome;
+        }
     }
     *local = resolved.isEmpty() ? root_ : root_ + QLatin1Char('/') + resolved.join('/');
-    // Links are followed only while they stay inside the volume (as junctions on an ntfs-3g
-    // mount do); one that leads out would show this machine's files as the volume's.
-    const auto real = canonical(*local);
-    if (!real) return Outcome::Missing;  // a dangling link
-    if (*real != canonicalRoot_ && !real->startsWith(canonicalRoot_ + QLatin1Char('/'))) return Outcome::Outside;
-    return Outcome::Found;
+    return inside(*local);
 }
 
 std::optional<QString> WindowsVolume::resolve(const QString& windowsPath) const {

@@ -4,7 +4,10 @@
 #include <QRegularExpression>
 #include <QStandardPaths>
 
+#include <QtEndian>
+
 #include "core/readers/ie/url_history.h"
+#include "platform/historystore/history_file.h"
 #include "mksample/sample_system.h"
 #include "support/reader_fixture.h"
 
@@ -96,6 +99,39 @@ TEST_F(UrlHistoryReader, AMissingHistoryIsAnEmptyListThatSaysWhy) {
     EXPECT_TRUE(host_.diagnostics.join('\n').contains("a1: URL history C:\\Users\\alice\\AppData\\Local\\Microsoft\\Windows\\History"
                                                      "\\History.IE5\\index.dat: missing"))
         << host_.diagnostics.join('\n').toStdString();
+}
+
+// A history whose header sizes do not fit the file (one that made libmsiecf ask for gigabytes)
+// is refused with its reason before the library reads it; the category says why it is empty.
+TEST_F(UrlHistoryReader, AHeaderThatDoesNotFitTheFileIsRefusedWithItsReason) {
+    volume_.userHive(tools::sampleUserHive());
+    ASSERT_TRUE(tools::addInternetExplorerCaches(volume_.root()));
+    const QString path = volume_.root() + "/Users/alice/AppData/Local/Microsoft/Windows/History/History.IE5/index.dat";
+    QFile file(path);
+    ASSERT_TRUE(file.open(QIODevice::ReadWrite));
+    file.seek(36);
+    file.write(QByteArray("\xFF\xFF\xFF\x7F", 4));  // number of blocks
+    file.close();
+    open();
+    EXPECT_EQ(run("a1"), QStringList{});
+    EXPECT_TRUE(host_.diagnostics.join('\n').contains("index.dat: damaged: the header gives 2147483647 blocks"))
+        << host_.diagnostics.join('\n').toStdString();
+}
+
+TEST(HistoryHeader, SizesThatDoNotFitTheFileAreRefusedBeforeTheLibrarySeesThem) {
+    QByteArray header = QByteArray("Client UrlCache MMF Ver 5.2").leftJustified(0x50, '\0');
+    const auto set = [&](int at, quint32 value) { qToLittleEndian(value, header.data() + at); };
+    set(28, 0x8000);
+    set(32, 0x4000);
+    set(36, 0x80);
+    EXPECT_EQ(historyHeaderProblem(header, 0x8000), std::nullopt);
+    EXPECT_EQ(historyHeaderProblem(header, 0x7FFF), "the header gives a size of 32768 bytes, the file has 32767");
+    set(36, 0x01000000);
+    EXPECT_EQ(historyHeaderProblem(header, 0x8000), "the header gives 16777216 blocks, more than 32768 bytes can hold");
+    set(36, 0x80);
+    set(32, 0x9000);
+    EXPECT_TRUE(historyHeaderProblem(header, 0x8000).has_value());
+    EXPECT_TRUE(historyHeaderProblem("Client UrlCache", 0x8000).has_value());
 }
 
 // msiecfexport's view of a history file: location, primary time (to the second) per URL record.

@@ -1,0 +1,150 @@
+#include "platform/contained/contained_run.h"
+
+#include <QElapsedTimer>
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace kestrova {
+namespace {
+
+// A frame is its length (4 bytes, host order: both ends are this program) and its bytes. Larger
+// than this, it is no record of ours but a child writing garbage.
+constexpr uint32_t kLargestFrame = 64u << 20;
+
+#if defined(__SANITIZE_ADDRESS__)
+constexpr bool kAddressLimitWorks = false;  // AddressSanitizer reserves terabytes of shadow memory
+#else
+constexpr bool kAddressLimitWorks = true;
+#endif
+
+bool writeAll(int fd, const char* data, size_t size) {
+    while (size > 0) {
+        const ssize_t written = ::write(fd, data, size);
+        if (written < 0) {
+            if (errno == EINTR) continue;
+            return false;
+        }
+        data += written;
+        size -= static_cast<size_t>(written);
+    }
+    return true;
+}
+
+void limit(int resource, rlim_t value) {
+    const rlimit bound{value, value};
+    ::setrlimit(resource, &bound);
+}
+
+QString describe(int status, const ContainedLimits& limits) {
+    if (WIFEXITED(status)) return QStringLiteral("stopped with status %1").arg(WEXITSTATUS(status));
+    if (!WIFSIGNALED(status)) return QStringLiteral("ended in an unknown way");
+    const int signal = WTERMSIG(status);
+    if (signal == SIGXCPU) return QStringLiteral("used more than %1 s of processor time").arg(limits.cpuSeconds);
+    if (signal == SIGKILL) return QStringLiteral("was killed (it may have run out of memory)");
+    return QStringLiteral("crashed (%1)").arg(QString::fromLocal8Bit(::strsignal(signal)));
+}
+
+}  // namespace
+
+bool FrameWriter::write(QByteArrayView frame) {
+    const auto size = static_cast<uint32_t>(frame.size());
+    return writeAll(fd_, reinterpret_cast<const char*>(&size), sizeof size) && writeAll(fd_, frame.data(), frame.size());
+}
+
+ContainedEnd runContained(const std::function<int(FrameWriter&)>& child,
+                          const std::function<void(QByteArrayView)>& frame, const ContainedLimits& limits) {
+    int fds[2];
+    if (::pipe2(fds, O_CLOEXEC) != 0) return {false, QStringLiteral("could not be started (%1)").arg(QString::fromLocal8Bit(std::strerror(errno)))};
+    std::fflush(nullptr);  // nothing buffered is written twice
+    const pid_t pid = ::fork();
+    if (pid < 0) {
+        ::close(fds[0]);
+        ::close(fds[1]);
+        return {false, QStringLiteral("could not be started (%1)").arg(QString::fromLocal8Bit(std::strerror(errno)))};
+    }
+    if (pid == 0) {
+        ::close(fds[0]);
+        std::signal(SIGPIPE, SIG_IGN);  // a parent that stopped listening is a failed write
+        // A fault ends the child as the fault it is, whatever handlers the parent installed
+        // (a sanitizer's among them).
+        for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT}) std::signal(fault, SIG_DFL);
+        limit(RLIMIT_CORE, 0);
+        limit(RLIMIT_CPU, static_cast<rlim_t>(limits.cpuSeconds));
+        if (kAddressLimitWorks) limit(RLIMIT_AS, limits.memoryBytes);
+        FrameWriter writer(fds[1]);
+        int code = 3;
+        try {
+            code = child(writer);
+        } catch (...) {
+        }
+        // No exit handlers, no flushing of the parent's streams, no leak check of the parent's
+        // memory: the child is only the parser.
+        ::_exit(code);
+    }
+    ::close(fds[1]);
+
+    ContainedEnd end;
+    QByteArray pending;
+    qsizetype used = 0;  // bytes of `pending` already handed on
+    QElapsedTimer clock;
+    clock.start();
+    const qint64 deadline = qint64{limits.wallSeconds} * 1000;
+    bool killed = false;
+    char buffer[1 << 16];
+    for (;;) {
+        const qint64 left = deadline - clock.elapsed();
+        pollfd watch{fds[0], POLLIN, 0};
+        const int ready = left > 0 ? ::poll(&watch, 1, static_cast<int>(std::min<qint64>(left, 1000))) : 0;
+        if (ready < 0 && errno == EINTR) continue;
+        if (ready == 0) {
+            if (clock.elapsed() < deadline) continue;
+            ::kill(pid, SIGKILL);
+            killed = true;
+            end.why = QStringLiteral("took longer than %1 s").arg(limits.wallSeconds);
+            break;
+        }
+        const ssize_t got = ::read(fds[0], buffer, sizeof buffer);
+        if (got < 0 && errno == EINTR) continue;
+        if (got <= 0) break;
+        pending.append(buffer, got);
+        for (;;) {
+            if (pending.size() - used < 4) break;
+            uint32_t size = 0;
+            std::memcpy(&size, pending.constData() + used, sizeof size);
+            if (size > kLargestFrame) {
+                ::kill(pid, SIGKILL);
+                killed = true;
+                end.why = QStringLiteral("sent a malformed record");
+                break;
+            }
+            if (pending.size() - used - 4 < static_cast<qsizetype>(size)) break;
+            frame(QByteArrayView(pending.constData() + used + 4, size));
+            used += 4 + static_cast<qsizetype>(size);
+        }
+        if (killed) break;
+        if (used > (1 << 20)) {
+            pending.remove(0, used);
+            used = 0;
+        }
+    }
+    ::close(fds[0]);
+    int status = 0;
+    while (::waitpid(pid, &status, 0) < 0 && errno == EINTR) {
+    }
+    if (!killed) {
+        end.completed = WIFEXITED(status) && WEXITSTATUS(status) == 0;
+        if (!end.completed) end.why = describe(status, limits);
+    }
+    return end;
+}
+
+}  // namespace kestrova

@@ -1,0 +1,46 @@
+// Running a third-party parser over evidence bytes where it cannot take the program down.
+//
+// The libraries that decode evidence formats (libmsiecf here) are older than their own fuzzing
+// fixes, and a crafted file can make them crash, ask for gigabytes or loop. Such a parser runs in
+// a child process of its own, with limits on its memory, its CPU time and its wall-clock time and
+// no core dump, and sends what it finds back through a pipe as it finds it. Whatever happens to
+// the child, the parent keeps every record that arrived whole and learns why the rest did not.
+#pragma once
+
+#include <QByteArray>
+#include <QByteArrayView>
+#include <QString>
+#include <functional>
+
+namespace kestrova {
+
+struct ContainedLimits {
+    size_t memoryBytes = size_t{2} << 30;  // address space (not applied under AddressSanitizer)
+    int cpuSeconds = 60;
+    int wallSeconds = 120;
+};
+
+// Where the child writes its records: each one a frame the parent receives whole or not at all.
+class FrameWriter {
+public:
+    explicit FrameWriter(int fd) : fd_(fd) {}
+    // False once the parent stopped listening; the child should end then.
+    bool write(QByteArrayView frame);
+
+private:
+    int fd_;
+};
+
+struct ContainedEnd {
+    bool completed = false;  // the child ran to its end and exited normally
+    QString why;             // otherwise, what ended it, in the user's words
+};
+
+// Runs `child` in a child process and hands each frame it writes to `frame` in the parent, as
+// it arrives. The child must not touch the parent's threads, Qt objects or open streams: it
+// gets the file descriptors it needs (inherited) and writes frames. Its exit status 0 means it
+// finished; any other ending is described in the result.
+ContainedEnd runContained(const std::function<int(FrameWriter&)>& child,
+                          const std::function<void(QByteArrayView)>& frame, const ContainedLimits& limits = {});
+
+}  // namespace kestrova

@@ -1,0 +1,80 @@
+// A parser in a child process of its own: whatever it does, the program goes on with the records
+// it sent whole, and learns what ended it.
+#include <QByteArray>
+#include <csignal>
+#include <cstdlib>
+#include <gtest/gtest.h>
+#include <vector>
+
+#include "platform/contained/contained_run.h"
+
+namespace kestrova {
+namespace {
+
+struct Outcome {
+    std::vector<QByteArray> frames;
+    ContainedEnd end;
+};
+
+Outcome contained(const std::function<int(FrameWriter&)>& child, const ContainedLimits& limits = {}) {
+    Outcome outcome;
+    outcome.end = runContained(child, [&](QByteArrayView frame) { outcome.frames.push_back(frame.toByteArray()); }, limits);
+    return outcome;
+}
+
+TEST(ContainedRun, FramesArriveWholeAndACleanEndIsCompleted) {
+    const Outcome ok = contained([](FrameWriter& out) {
+        for (int i = 0; i < 1000; ++i) out.write(QByteArray(i, 'x'));
+        out.write(QByteArray());
+        return 0;
+    });
+    EXPECT_TRUE(ok.end.completed);
+    ASSERT_EQ(ok.frames.size(), 1001u);
+    EXPECT_EQ(ok.frames[999], QByteArray(999, 'x'));
+    EXPECT_TRUE(ok.frames[1000].isEmpty());
+}
+
+TEST(ContainedRun, ACrashKeepsWhatCameBeforeAndSaysSo) {
+    const Outcome crash = contained([](FrameWriter& out) {
+        out.write("first");
+        out.write("second");
+        std::raise(SIGSEGV);
+        return 0;
+    });
+    EXPECT_FALSE(crash.end.completed);
+    EXPECT_EQ(crash.frames, (std::vector<QByteArray>{"first", "second"}));
+    EXPECT_TRUE(crash.end.why.startsWith("crashed (Segmentation fault")) << crash.end.why.toStdString();
+}
+
+TEST(ContainedRun, AHangIsEndedAtItsTimeLimitAndAFailureStatusIsNamed) {
+    const Outcome hang = contained(
+        [](FrameWriter& out) {
+            out.write("before");
+            for (;;) pause();
+            return 0;
+        },
+        ContainedLimits{.wallSeconds = 1});
+    EXPECT_FALSE(hang.end.completed);
+    EXPECT_EQ(hang.frames, std::vector<QByteArray>{"before"});
+    EXPECT_EQ(hang.end.why, "took longer than 1 s");
+    EXPECT_EQ(contained([](FrameWriter&) { return 4; }).end.why, "stopped with status 4");
+}
+
+#if !defined(__SANITIZE_ADDRESS__)
+// The address-space limit: a request for gigabytes fails in the child, not in the program.
+TEST(ContainedRun, AnAllocationBeyondTheLimitFailsInTheChild) {
+    const Outcome greedy = contained(
+        [](FrameWriter& out) {
+            void* huge = std::malloc(size_t{12} << 30);
+            out.write(huge ? "allocated" : "refused");
+            std::free(huge);
+            return 0;
+        },
+        ContainedLimits{.memoryBytes = size_t{1} << 30});
+    EXPECT_TRUE(greedy.end.completed);
+    EXPECT_EQ(greedy.frames, std::vector<QByteArray>{"refused"});
+}
+#endif
+
+}  // namespace
+}  // namespace kestrova
