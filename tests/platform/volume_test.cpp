@@ -3,6 +3,7 @@
 #include <QFile>
 #include <gtest/gtest.h>
 
+#include "platform/volume/regular_file.h"
 #include "platform/volume/windows_volume.h"
 #include "core/app/catalogue.h"
 #include "core/common/text.h"
@@ -167,6 +168,34 @@ TEST_F(HostileVolume, OnlyRegularFilesAreHandedOutForReading) {
     EXPECT_EQ(notes, (QStringList{"data C:\\Users\\alice\\pipe: unreadable: not a regular file",
                                   "data C:\\Users\\alice: unreadable: not a regular file",
                                   "data C:\\Users\\alice\\none: missing"}));
+}
+
+// A journal that is a sparse gigabyte (or a gigabyte of written zeros) is copied into the private
+// temporary folder as what it holds, not as a gigabyte of disk.
+TEST(SparseCopy, HolesAndZeroBlocksStayHolesAndTheSizeIsKept) {
+    QTemporaryDir dir;
+    const QByteArray from = QFile::encodeName(dir.filePath("journal-wal"));
+    const QByteArray to = QFile::encodeName(dir.filePath("copy-wal"));
+    const int in = ::open(from.constData(), O_CREAT | O_RDWR, 0600);
+    ASSERT_GE(in, 0);
+    ASSERT_EQ(::pwrite(in, "head", 4, 0), 4);
+    const QByteArray zeros(4 << 20, '\0');  // written zeros, not a hole
+    ASSERT_EQ(::pwrite(in, zeros.constData(), zeros.size(), 1 << 20), zeros.size());
+    ASSERT_EQ(::pwrite(in, "middle", 6, off_t{512} << 20), 6);
+    ASSERT_EQ(::ftruncate(in, off_t{1} << 30), 0);
+    const int out = ::open(to.constData(), O_CREAT | O_WRONLY | O_TRUNC, 0600);
+    ASSERT_TRUE(copySparse(in, out));
+    ::close(in);
+    ::close(out);
+    struct stat st {};
+    ASSERT_EQ(::stat(to.constData(), &st), 0);
+    EXPECT_EQ(st.st_size, off_t{1} << 30);
+    EXPECT_LT(st.st_blocks * 512, 8 << 20) << "the copy takes disk for its holes";
+    QFile copy(dir.filePath("copy-wal"));
+    ASSERT_TRUE(copy.open(QIODevice::ReadOnly));
+    EXPECT_EQ(copy.read(4), "head");
+    copy.seek(qint64{512} << 20);
+    EXPECT_EQ(copy.read(6), "middle");
 }
 
 TEST(FileNameBytes, RoundTripEveryByteSequence) {

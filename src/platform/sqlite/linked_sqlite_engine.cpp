@@ -22,6 +22,9 @@ bool copyOut(const AnalysedSystem& system, const QString& windowsPath, const QSt
     if (!in) return false;
     QFile out(to);
     if (!out.open(QIODevice::WriteOnly)) return false;
+    if (const auto* file = qobject_cast<QFileDevice*>(in.get()); file && file->handle() >= 0) {
+        return copySparse(file->handle(), out.handle());
+    }
     QByteArray buffer(1 << 20, Qt::Uninitialized);
     for (qint64 got; (got = in->read(buffer.data(), buffer.size())) > 0;) {
         if (out.write(buffer.constData(), got) != got) return false;

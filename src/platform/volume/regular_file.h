@@ -19,4 +19,10 @@ std::unique_ptr<QIODevice> openRegularFile(const QString& localPath, const QStri
 // volume points to meanwhile. Empty for a device that is not an open file.
 QByteArray descriptorPath(const QIODevice& file);
 
+// Copies an opened file into another, keeping it sparse: the holes of the original are not read
+// (SEEK_DATA/SEEK_HOLE), blocks of zeros are not written, and the copy gets the original's size.
+// A journal can be a sparse gigabyte on a hostile volume; its copy takes only what it holds.
+// False when reading or writing failed.
+bool copySparse(int in, int out);
+
 }  // namespace kestrova

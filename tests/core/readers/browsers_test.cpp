@@ -169,6 +169,21 @@ TEST_F(Browsers, OperaShowsTheFilesTextAndAddsNoRows) {
     EXPECT_EQ(s.list.columns().size(), 3u);
     EXPECT_EQ(s.list.panel1(), "Loading...");
     EXPECT_EQ(s.list.panel2(), "Total Records: 0");
+
+    // A sparse gigabyte of history is not read whole for the box: its first part and a note.
+    const QString history = volume_.root() + "/Users/alice/AppData/Roaming/Opera/Opera/global_history.dat";
+    QFile huge(history);
+    ASSERT_TRUE(huge.open(QIODevice::WriteOnly | QIODevice::Truncate));
+    huge.write("\xEF\xBB\xBF" "first line\n");
+    ASSERT_TRUE(huge.resize(qint64{1} << 30));
+    huge.close();
+    host.messages.clear();
+    EXPECT_TRUE(s.select("e1"));
+    ASSERT_EQ(host.messages.size(), 1);
+    EXPECT_TRUE(host.messages[0].startsWith("first line\n"));
+    EXPECT_LT(host.messages[0].size(), 70000);
+    EXPECT_TRUE(host.messages[0].endsWith(QStringLiteral("[%1 more bytes of the file are not shown]").arg((qint64{1} << 30) - kMessageTextLimit)))
+        << host.messages[0].right(80).toStdString();
 }
 
 TEST(ByteOrderMark, TestsInTheirOrder) {

@@ -91,7 +91,14 @@ TEST(CookieSiteLine, ReadsPieceTwoOfTheFirstLineOnly) {
     EXPECT_EQ(site("n\nv\n"), QString(""));
     EXPECT_EQ(site("n\nv"), std::nullopt);
     EXPECT_EQ(site("n\r\nv\nsite\n"), std::nullopt);
-    EXPECT_EQ(site(QByteArray(2 << 20, 'x')), std::nullopt);  // no line feed in a huge file: read whole once
+    EXPECT_EQ(site("n\n" + QByteArray(40000, 'v') + "\nsite\n"), QString("site"));  // a long value
+    // No line end in a huge file: the search stops within the first lines' limit.
+    QBuffer huge;
+    QByteArray zeros(8 << 20, '\0');
+    huge.setData(zeros);
+    huge.open(QIODevice::ReadOnly);
+    EXPECT_EQ(cookieSiteLine(huge), std::nullopt);
+    EXPECT_LE(huge.pos(), kCookieLinesLimit);
 }
 
 }  // namespace

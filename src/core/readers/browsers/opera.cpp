@@ -1,5 +1,7 @@
 #include "core/readers/browsers/opera.h"
 
+#include <algorithm>
+
 namespace kestrova {
 
 ByteOrderMark DetectByteOrderMark(QByteArrayView b) {
@@ -19,11 +21,11 @@ ByteOrderMark DetectByteOrderMark(QByteArrayView b) {
     return {0, 0};
 }
 
-QString ReadTextFile(const SourceContext& src, const QString& windowsPath, int& encoding) {
+QString ReadTextFile(const SourceContext& src, const QString& windowsPath, int& encoding, qint64 limit) {
     if (encoding < -1 || encoding > 5) return QString();
     const auto file = src.os.system().openFile(windowsPath, QStringLiteral("Opera history"));
     if (!file) return QString();
-    const QByteArray bytes = file->readAll();
+    const QByteArray bytes = file->read(std::min(limit, file->size()));
     const ByteOrderMark mark = DetectByteOrderMark(QByteArrayView(bytes).first(std::min<qsizetype>(4, bytes.size())));
     int skip = mark.length;
     if (encoding == -1) {
@@ -50,7 +52,18 @@ QString ReadTextFile(const SourceContext& src, const QString& windowsPath, int& 
 
 void operaHistoryRows(const SourceContext& src, RowSink& sink) {
     int encoding = -1;
-    sink.message(ReadTextFile(src, src.os.OperaFolder() + QStringLiteral("\\global_history.dat"), encoding));
+    // The whole file goes into a message box, as designed; a box shows a few screens of text at
+    // the most, so a file larger than kMessageTextLimit is cut there and says how much is left
+    // out (a gigabyte would otherwise be read, decoded and shown whole).
+    const QString path = src.os.OperaFolder() + QStringLiteral("\\global_history.dat");
+    QString text = ReadTextFile(src, path, encoding, kMessageTextLimit);
+    if (!text.isEmpty()) {
+        const auto file = src.os.system().openFile(path, QStringLiteral("Opera history"));
+        if (file && file->size() > kMessageTextLimit) {
+            text += QStringLiteral("\n\n[%1 more bytes of the file are not shown]").arg(file->size() - kMessageTextLimit);
+        }
+    }
+    sink.message(text);
 }
 
 }  // namespace kestrova

@@ -2,6 +2,8 @@
 // shown in a message box; no rows are added. Unfinished in exactly this way, and kept so.
 #pragma once
 
+#include <limits>
+
 #include <QByteArray>
 #include <QString>
 
@@ -19,8 +21,11 @@ struct ByteOrderMark {
 // FE FF (3), EF BB BF (1), else none (0).
 ByteOrderMark DetectByteOrderMark(QByteArrayView firstBytes);
 // The file's text by its mark (encoding in/out); "" for an unknown code, an unreadable file or
-// UTF-32, which is not decoded.
-QString ReadTextFile(const SourceContext& src, const QString& windowsPath, int& encoding);
+// UTF-32, which is not decoded. Reads at most `limit` bytes of the file.
+QString ReadTextFile(const SourceContext& src, const QString& windowsPath, int& encoding,
+                     qint64 limit = std::numeric_limits<qint64>::max());
+// How much of the history file the message box is given.
+inline constexpr qint64 kMessageTextLimit = 64 * 1024;
 
 void operaHistoryRows(const SourceContext& src, RowSink& sink);  // e1
 

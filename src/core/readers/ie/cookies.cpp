@@ -29,14 +29,18 @@ void eachPass(const SourceContext& src, Entry entry) {
 
 std::optional<QString> cookieSiteLine(QIODevice& file) {
     // Only piece 2 is wanted, so reading ends at the line's carriage return, at the third line
-    // feed or at the end, whichever comes first: a huge file is never read whole.
+    // feed or at the end, whichever comes first: a huge file is never read whole. Nor is a huge
+    // file without line ends (a sparse gigabyte): a cookie's name, value and site lie within its
+    // first few kilobytes (Internet Explorer keeps a cookie to 4 KiB), so the search stops at
+    // kCookieLinesLimit, where the site line is taken as missing.
     QByteArray line;
     int feeds = 0;
     char c = 0;
-    while (feeds < 3 && file.getChar(&c) && c != '\r') {
+    while (feeds < 3 && line.size() < kCookieLinesLimit && file.getChar(&c) && c != '\r') {
         line += c;
         if (c == '\n') ++feeds;
     }
+    if (line.size() >= kCookieLinesLimit) return std::nullopt;
     const QList<QByteArray> pieces = line.split('\n');
     if (pieces.size() < 3) return std::nullopt;  // the index error, passed over
     return QString::fromLatin1(pieces[2]);       // the system's ANSI code page

@@ -24,5 +24,7 @@ void cookieFullPathRows(const SourceContext& src, RowSink& sink);
 // The site line of a cookie text file: its first line (ended by a carriage return only) split at
 // line feeds, piece 2; nullopt when there are fewer than three pieces.
 std::optional<QString> cookieSiteLine(QIODevice& file);
+// How far into a cookie file its first three lines are looked for.
+inline constexpr qsizetype kCookieLinesLimit = 64 * 1024;
 
 }  // namespace kestrova
