@@ -7,6 +7,7 @@
 #include "browsers/browser_data.h"
 #include "core/report/html_report.h"
 #include "mksample/sample_system.h"
+#include "msiecf/cache_file_writer.h"
 #include "support/reader_fixture.h"
 
 namespace kestrova {
@@ -58,6 +59,7 @@ TEST_F(Report, ASmallSystemGivesTheExpectedDocumentFragmentByFragment) {
         "<!DOCTYPE html PUBLIC \"-//W3C//DTD XHTML 1.0 Transitional//EN\" \"http://www.w3.org/TR/xhtml1/DTD/xhtml1-transitional.dtd\">",
         "<head>",
         "<meta http-equiv=\"Content-Type\"content=\"text/html; charset=utf-8\" />",
+        "<meta http-equiv=\"Content-Security-Policy\" content=\"script-src 'none'\" />",
         "<title>Kestrova Report</title>",
         "<style type=\"text/css\">",
         ".style1 {border-left-style: solid;border-left-width: 1px;border-right: 1px solid #C0C0C0;border-top-style: solid;border-top-width: 1px;",
@@ -116,6 +118,25 @@ TEST_F(Report, ASmallSystemGivesTheExpectedDocumentFragmentByFragment) {
     EXPECT_EQ(bytes_.left(4), QByteArray("\xFF\xFE<\0", 4));
     EXPECT_EQ(progress_.first(), "Start creating report...");
     EXPECT_EQ(progress_[3], "Creating Windows Run History report...");
+}
+
+// Internet Explorer's history is written from the store's items, three cells each: a title with a
+// "^" or blanks at its ends keeps them in its one cell, cut at 80 characters.
+TEST_F(Report, TheUrlHistorySectionWritesTitleUrlAndDateAsTheyAre) {
+    volume_.userHive(tools::sampleUserHive());
+    tools::CacheFile history;
+    tools::CacheUrl visit;
+    visit.location = "Visited: alice@http://caret.example/";
+    visit.title = "  a ^ b <script>alert(1)</script>" + QString(60, 'x') + " ";
+    visit.primaryTime = visit.secondaryTime = tools::fileTimeOf(2026, 11, 2, 9, 14, 12);
+    history.urls = {visit};
+    volume_.file("Users/alice/AppData/Local/Microsoft/Windows/History/History.IE5/index.dat", tools::writeCacheFile(history));
+    open();
+    const QString doc = write(ReportSelection{1, 0, 0, 0, 0}).join('\n');
+    EXPECT_TRUE(doc.contains("<tr><td style=\"width: 420px\" class=\"style7\">" + visit.title.left(80) +
+                             "</td>\n<td style=\"width: 471px\" class=\"style7\">http://caret.example/</td>\n"
+                             "<td style=\"width: 171px\" class=\"style7\">11/2/2026 9:14:12 AM</td>\n</tr>"))
+        << doc.toStdString();
 }
 
 TEST_F(Report, BrowsersAbsentValuesUnescapedCaretsSplitAndTheAnchorsDifferFromTheirLinks) {

@@ -368,6 +368,18 @@ void forEachPiece(std::span<const QAnyStringView> cells, Piece piece) {
     }
 }
 
+// One row of cells written as they are, without the split and trim of a joined row: the
+// history store's items, which no collector joins.
+void cellRow(Document& doc, const CellOpenings& openings, std::initializer_list<QStringView> cells, bool shaded) {
+    qsizetype column = 0;
+    for (const QStringView cell : cells) {
+        doc.append(column < openings.before[shaded].size() ? openings.before[shaded][column] : openings.beyond[shaded]);
+        doc.append(cell);
+        ++column;
+    }
+    doc.append(QStringView(u"</td>\r\n</tr>\r\n"));
+}
+
 // One data row: the row's "^"-pieces in cells, the class alternating row by row; a piece beyond
 // the header's cells gets a cell without a width. The text goes in as it comes.
 void dataRow(Document& doc, const Section& section, const CellOpenings& openings, std::span<const QAnyStringView> cells,
@@ -407,6 +419,10 @@ bool WriteHTML(QFile& file, const ReportSelection& selection, const ReportEnviro
              "\"http://www.w3.org/TR/xhtml1/DTD/xhtml1-transitional.dtd\">");
     doc.line("<head>");
     doc.line("<meta http-equiv=\"Content-Type\"content=\"text/html; charset=utf-8\" />");
+    // Rows are written unescaped, as they always were, so a page title from the evidence may
+    // hold mark-up, scripts included. No script of the examined system may run on the examiner's
+    // machine when the report is opened: this one line forbids them all.
+    doc.line("<meta http-equiv=\"Content-Security-Policy\" content=\"script-src 'none'\" />");
     doc.line("<title>Kestrova Report</title>");
     doc.line("<style type=\"text/css\">");
     for (const char* rule : kStyle) doc.line(rule);
@@ -450,14 +466,12 @@ bool WriteHTML(QFile& file, const ReportSelection& selection, const ReportEnviro
         bool shaded = false;
         if (QLatin1String(section.key) == QLatin1String("a1")) {
             // Not a collector: the history store's items, title (80 characters at most), URL and
-            // last visit, read once per item.
+            // last visit, read once per item, each its own cell as it is (a "^" or the blanks of
+            // a title are the title's).
             CURLHistory history(env.source.os.system().urlHistory(), env.source.stamps.clock());
             history.Refresh(QStringLiteral("http"), 0);
             for (const CURLHistory::ItemPtr& item : history) {
-                const QString element =
-                    item->Title().left(80) + QLatin1Char('^') + item->URL() + QLatin1Char('^') + generalDateText(item->LastVisited());
-                const QAnyStringView cell(element);
-                dataRow(doc, section, openings, std::span(&cell, 1), shaded);
+                cellRow(doc, openings, {item->Title().left(80), item->URL(), generalDateText(item->LastVisited())}, shaded);
                 shaded = !shaded;
             }
         } else {

@@ -219,4 +219,11 @@ bool MSQLite::NoteSchema(const QString& what, const QString& table, const QStrin
     return !problem;
 }
 
+void MSQLite::NoteStepEnd(const QString& what, int code) {
+    if (code == sqlitecode::Done || code == sqlitecode::Row || !findings_) return;
+    const QString message = loaded_ && db ? engine_.errorMessage(db) : QString();
+    findings_->note(FindingKind::Damaged, what,
+                    QStringLiteral("reading rows ended on an error (%1)").arg(message.isEmpty() ? QString::number(code) : message));
+}
+
 }  // namespace kestrova

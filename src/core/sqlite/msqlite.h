@@ -58,6 +58,9 @@ public:
     int CountRows(const QString& sql);
     // Notes (for --verbose) why the table lacks what the reader's query needs; true if it does.
     bool NoteSchema(const QString& what, const QString& table, const QStringList& columns);
+    // Notes that reading rows ended on an error, not at the end (a damaged page): whatever the
+    // rows read before, the source did not give all it holds. Done and Row are no errors.
+    void NoteStepEnd(const QString& what, int code);
     // The library path of the last LoadEngine (tests look at it).
     const QString& libraryPath() const { return libraryPath_; }
 

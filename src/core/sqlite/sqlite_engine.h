@@ -51,6 +51,8 @@ public:
     // Why a query over an open database cannot work: "no table downloads", "no column
     // full_path in downloads"; nullopt when the table has every column named.
     virtual std::optional<QString> schemaProblem(SqlHandle db, const QString& table, const QStringList& columns) = 0;
+    // The connection's last error in the engine's words ("database disk image is malformed").
+    virtual QString errorMessage(SqlHandle db) { (void)db; return QString(); }
 };
 
 }  // namespace kestrova

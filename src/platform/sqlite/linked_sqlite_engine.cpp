@@ -50,6 +50,8 @@ LinkedSqliteEngine::~LinkedSqliteEngine() {
     while (!opened_.empty()) close(opened_.begin()->first);
 }
 
+QString LinkedSqliteEngine::errorMessage(SqlHandle db) { return QString::fromUtf8(sqlite3_errmsg(asDb(db))); }
+
 int LinkedSqliteEngine::initialize() { return sqlite3_initialize(); }
 
 int LinkedSqliteEngine::shutdown() {

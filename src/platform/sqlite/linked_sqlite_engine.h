@@ -29,6 +29,7 @@ public:
     LinkedSqliteEngine(const AnalysedSystem& system, QString tempFolder)
         : system_(system), tempFolder_(std::move(tempFolder)) {}
     ~LinkedSqliteEngine() override;
+    QString errorMessage(SqlHandle db) override;
 
     bool load(const QString&) override { return true; }
     void unload() override {}

@@ -220,6 +220,24 @@ TEST_F(Browsers, ReadTextFileDecodesByItsMark) {
     EXPECT_EQ(ReadTextFile(src, "C:\\t\\utf8.txt", encoding), "");
 }
 
+// Firefox 3 kept no last_visit_date: every place lookup fails, and the empty list says why
+// instead of claiming a history without visits.
+TEST_F(Browsers, AHistoryWhoseLookupsFailSaysWhyNotThatItIsEmpty) {
+    volume_.userHive(tools::sampleUserHive());
+    QString error;
+    ASSERT_TRUE(tools::writeDatabase(volume_.root() + "/" + kFirefox + "old.default/places.sqlite",
+                                     "CREATE TABLE moz_places (id INTEGER PRIMARY KEY, url TEXT, title TEXT, visit_count INTEGER);"
+                                     "CREATE TABLE moz_historyvisits (id INTEGER PRIMARY KEY, place_id INTEGER, visit_date INTEGER);"
+                                     "INSERT INTO moz_places VALUES (1, 'http://a.example/', 'A', 1);"
+                                     "INSERT INTO moz_historyvisits VALUES (1, 1, 1300000000000000);", &error))
+        << error.toStdString();
+    open();
+    EXPECT_EQ(run("c1"), QStringList{});
+    const QString said = host_.diagnostics.join('\n');
+    EXPECT_TRUE(said.contains("places.sqlite: schema differs: no column last_visit_date in moz_places")) << said.toStdString();
+    EXPECT_FALSE(said.contains("hold no entries")) << said.toStdString();
+}
+
 TEST_F(Browsers, OnlyTheFirstFirefoxProfileIsRead) {
     sample();
     QString error;

@@ -118,7 +118,9 @@ template <typename Row>
 void plainRows(const SourceContext& src, RowSink& sink, const DatabaseQuery& query, Row row) {
     MSQLite sql = sqliteFor(src);
     readDatabase(sql, query, [&] {
-        while (sql.DbStep(sql.statement) == sqlitecode::Row) sink.add(row(sql));
+        int code = sqlitecode::Done;
+        while ((code = sql.DbStep(sql.statement)) == sqlitecode::Row) sink.add(row(sql));
+        sql.NoteStepEnd(QStringLiteral("database ") + query.path, code);
     });
 }
 
@@ -133,16 +135,20 @@ void countedRows(const SourceContext& src, RowSink& sink, const DatabaseQuery& q
     if (sql.DbPrepare(sql.db, query.sql, 0, &sql.statement) == sqlitecode::Ok) {
         qint64 rows = 0;
         bool goOn = true;
-        RowReadAhead ahead(width, [&sql](RowReadAhead::Out& out) {
-            while (!out.cancelled() && sql.DbStep(sql.statement) == sqlitecode::Row) out.row(sql, sql.statement);
-        });
-        while (goOn && ahead.next()) {
-            sink.step([&] {
-                goOn = row(ahead);
-                ++rows;
-                sink.setProgress(static_cast<int>(rows), "Records:", rows);
+        int code = sqlitecode::Done;  // written by the fetching thread, read once it has ended
+        {
+            RowReadAhead ahead(width, [&sql, &code](RowReadAhead::Out& out) {
+                while (!out.cancelled() && (code = sql.DbStep(sql.statement)) == sqlitecode::Row) out.row(sql, sql.statement);
             });
+            while (goOn && ahead.next()) {
+                sink.step([&] {
+                    goOn = row(ahead);
+                    ++rows;
+                    sink.setProgress(static_cast<int>(rows), "Records:", rows);
+                });
+            }
         }
+        sql.NoteStepEnd(QStringLiteral("database ") + query.path, code);
     } else {
         sql.NoteSchema(QStringLiteral("database ") + query.path, query.table, query.columns);
     }

@@ -1,5 +1,7 @@
 #include "core/readers/browsers/firefox.h"
 
+#include <QScopeGuard>
+
 #include "core/frame/collector.h"
 #include "core/readers/browsers/database_reader.h"
 
@@ -74,6 +76,9 @@ public:
     PlaceLookup(const PlaceLookup&) = delete;
     PlaceLookup& operator=(const PlaceLookup&) = delete;
 
+    // Whether a visit's lookup could not be prepared (a schema without the columns it asks for).
+    bool failed() const { return failed_; }
+
     // The visit's rows (url, title, last visit), tagged with the visit.
     void visit(const QString& place, RowReadAhead::Out& out, int64_t visit) {
         SqlHandle lookup = 0;
@@ -85,6 +90,7 @@ public:
         } else if (sql_.DbPrepare(sql_.db, kPlaceById + place + QLatin1Char('\''), 0, &lookup) == sqlitecode::Ok) {
             spelled = true;
         } else {
+            failed_ = true;
             return;  // a lookup that cannot be prepared: the next visit
         }
         while (sql_.DbStep(lookup) == sqlitecode::Row) out.row(sql_, lookup, 0, visit);
@@ -95,6 +101,7 @@ private:
     MSQLite& sql_;
     SqlHandle bound_ = 0;
     bool haveBound_ = false;
+    bool failed_ = false;
 };
 
 char kindOf(const std::optional<QByteArrayView>& bytes) { return bytes && !bytes->isEmpty() ? bytes->front() : 'n'; }
@@ -121,9 +128,11 @@ void firefoxHistoryRows(const SourceContext& src, RowSink& sink, MSQLite& sql) {
             sql.NoteSchema(QStringLiteral("database ") + query.path, query.table, query.columns);
         }
     }
+    bool lookupsFailed = false;  // written by the fetching thread, read once it has ended
     {
-        RowReadAhead ahead(3, [&sql, join](RowReadAhead::Out& out) {
+        RowReadAhead ahead(3, [&sql, join, &lookupsFailed](RowReadAhead::Out& out) {
             PlaceLookup lookup(sql);
+            const auto done = qScopeGuard([&] { lookupsFailed = lookup.failed(); });
             int64_t visit = 0;
             int64_t joined = -1;  // visits the join finished; -1: it did not run
             if (join) {
@@ -168,6 +177,12 @@ void firefoxHistoryRows(const SourceContext& src, RowSink& sink, MSQLite& sql) {
             });
             if (!goOn) stoppedVisit = ahead.tag();
         }
+    }
+    // Visits whose places could not be looked up (Firefox 3 kept no last_visit_date): said, so
+    // that an empty list is not taken for a history without visits.
+    if (lookupsFailed) {
+        sql.NoteSchema(QStringLiteral("database ") + query.path, QStringLiteral("moz_places"),
+                       {QStringLiteral("url"), QStringLiteral("title"), QStringLiteral("last_visit_date")});
     }
     sink.closeProgress();
     closeDatabase(sql);
