@@ -2,6 +2,8 @@
 // targets, and a group selection that leaves the list alone.
 #include <gtest/gtest.h>
 
+#include "core/time/date_value.h"
+
 #include "core/app/catalogue.h"
 #include "support/reader_fixture.h"
 
@@ -102,6 +104,36 @@ TEST(ResultList, OneByteAndUtf16CellsOfAnyLengthKeepTheirTextAndSortTogether) {
     QStringList sorted;
     for (const uint32_t r : order) sorted << list.cell(static_cast<int>(r), 0);
     EXPECT_EQ(sorted.mid(0, 5), (QStringList{"", "ab", "abc", QString::fromUtf8("B\xF0\x9F\x98\x80"), escaped}));
+}
+
+// Dates as the list writes them sort by their time ("1/4/2012" after "12/31/2011"), numbers by
+// their value ("10" after "9"); what is neither comes first, by its text.
+TEST(ResultList, TimeAndNumberColumnsSortByWhatTheyHold) {
+    ResultList list;
+    list.addColumn("When", 100, ColumnKind::Time);
+    list.addColumn("Count", 100, ColumnKind::Number);
+    const QStringList when{"1/4/2012 9:00:00 AM", "12/31/2011 11:59:59 PM", "", "1/4/2012 8:59:59 PM", "error440",
+                           "1/4/2012", "1/4/2012 12:00:01 AM", "12/1/2011 10:00:00 AM"};
+    const QStringList counts{"10", "9", "", "100", "x", "9.5", "-1", "0"};
+    for (qsizetype i = 0; i < when.size(); ++i) list.addRow(QStringList{when[i], counts[i]});
+    const auto sorted = [&](int column, bool descending) {
+        QStringList cells;
+        for (const uint32_t r : list.sortedOrder(column, descending)) cells << list.cell(static_cast<int>(r), column);
+        return cells;
+    };
+    EXPECT_EQ(sorted(0, false), (QStringList{"", "error440", "12/1/2011 10:00:00 AM", "12/31/2011 11:59:59 PM", "1/4/2012",
+                                             "1/4/2012 12:00:01 AM", "1/4/2012 9:00:00 AM", "1/4/2012 8:59:59 PM"}));
+    EXPECT_EQ(sorted(1, false), (QStringList{"", "x", "-1", "0", "9", "9.5", "10", "100"}));
+    EXPECT_EQ(sorted(1, true).first(), "100");
+    // Written in another locale's form, the same times sort the same way.
+    QLocale::setDefault(QLocale(QLocale::German, QLocale::Germany));
+    ResultList german;
+    german.addColumn("When", 100, ColumnKind::Time);
+    for (const auto& [d, h] : {std::pair{4, 9}, {31, 23}, {1, 10}}) {
+        german.addRow(generalDateText(makeDateValue(d == 4 ? 2012 : 2011, d == 4 ? 1 : 12, d, h, 0, 0)));
+    }
+    EXPECT_EQ(german.sortedOrder(0), (std::vector<uint32_t>{2, 1, 0}));
+    QLocale::setDefault(QLocale(QLocale::English, QLocale::UnitedStates));
 }
 
 TEST(ResultList, CellsAroundChunkBoundariesAndLongerThanAChunkKeepTheirText) {

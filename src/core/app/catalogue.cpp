@@ -12,7 +12,9 @@
 namespace kestrova {
 namespace {
 
-constexpr ColumnSpec kA1[] = {{"URL", 5000}, {"Title", 5000}, {"Last Visited", 2000}};
+using enum ColumnKind;
+
+constexpr ColumnSpec kA1[] = {{"URL", 5000}, {"Title", 5000}, {"Last Visited", 2000, Time}};
 constexpr ColumnSpec kA2[] = {{"URLs", 4000}};
 constexpr ColumnSpec kA3[] = {{"Cookies", 6000}};
 constexpr ColumnSpec kA4[] = {{"URLs In Index.dat File", 8000}};
@@ -24,19 +26,19 @@ constexpr ColumnSpec kB5[] = {{"Last Visited History", 8000}};
 constexpr ColumnSpec kB6[] = {{"USB Storage History", 8000}};
 constexpr ColumnSpec kB7[] = {{"First Folder (Windows 7)", 8000}};
 constexpr ColumnSpec kB8[] = {{"Type Paths (Windows 7)", 8000}};
-constexpr ColumnSpec kC1[] = {{"URLs History", 8000}, {"Title", 8000}, {"Last Visted Time", 2000}};
-constexpr ColumnSpec kC2[] = {{"Host", 2000}, {"Name", 4000}, {"Creation Time", 2000}, {"Last Accessd Time", 2000}};
-constexpr ColumnSpec kC3[] = {{"File Name", 6000}, {"Source", 4000}, {"Start Time", 2000}, {"End Time", 2000}};
+constexpr ColumnSpec kC1[] = {{"URLs History", 8000}, {"Title", 8000}, {"Last Visted Time", 2000, Time}};
+constexpr ColumnSpec kC2[] = {{"Host", 2000}, {"Name", 4000}, {"Creation Time", 2000, Time}, {"Last Accessd Time", 2000, Time}};
+constexpr ColumnSpec kC3[] = {{"File Name", 6000}, {"Source", 4000}, {"Start Time", 2000, Time}, {"End Time", 2000, Time}};
 constexpr ColumnSpec kC4[] = {{"Firefox Input History", 6000}};
-constexpr ColumnSpec kC5[] = {{"Field Name", 1500}, {"Value ", 4000}, {"Times Used", 1500},
-                              {"First Used", 2000}, {"Last Used", 2000}};
-constexpr ColumnSpec kD1[] = {{"URL History", 6000}, {"Title", 6000}, {"Visit Count", 1000},
-                              {"Last Visited Time", 2000}};
-constexpr ColumnSpec kD2[] = {{"Host", 2000}, {"name", 2000}, {"Creation Time", 2000}, {"Last Accessed Time", 2000}};
-constexpr ColumnSpec kD3[] = {{"File Name", 6000}, {"Source", 8000}, {"Download Time", 1500}};
-constexpr ColumnSpec kD4[] = {{"URL", 6000}, {"Rank", 1000}, {"title", 6000}};
+constexpr ColumnSpec kC5[] = {{"Field Name", 1500}, {"Value ", 4000}, {"Times Used", 1500, Number},
+                              {"First Used", 2000, Time}, {"Last Used", 2000, Time}};
+constexpr ColumnSpec kD1[] = {{"URL History", 6000}, {"Title", 6000}, {"Visit Count", 1000, Number},
+                              {"Last Visited Time", 2000, Time}};
+constexpr ColumnSpec kD2[] = {{"Host", 2000}, {"name", 2000}, {"Creation Time", 2000, Time}, {"Last Accessed Time", 2000, Time}};
+constexpr ColumnSpec kD3[] = {{"File Name", 6000}, {"Source", 8000}, {"Download Time", 1500, Time}};
+constexpr ColumnSpec kD4[] = {{"URL", 6000}, {"Rank", 1000, Number}, {"title", 6000}};
 constexpr ColumnSpec kD5[] = {{"Keyword Searched", 6000}};
-constexpr ColumnSpec kE1[] = {{"URL History", 6000}, {"Title", 6000}, {"Last Visited Time", 2000}};
+constexpr ColumnSpec kE1[] = {{"URL History", 6000}, {"Title", 6000}, {"Last Visited Time", 2000, Time}};
 
 constexpr const char* kLoading = "Loading...";
 using enum OpenTarget;

@@ -12,7 +12,7 @@ void ListFill::start() {
     list_.clearRows();
     list_.clearColumns();
     for (const ColumnSpec& column : plan_.columns) {
-        list_.addColumn(QString::fromLatin1(column.text), column.widthTwips);
+        list_.addColumn(QString::fromLatin1(column.text), column.widthTwips, column.kind);
     }
     list_.setVisible(false);
     if (plan_.showsStopButton) host_.showStopButton(true);

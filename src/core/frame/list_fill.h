@@ -22,6 +22,7 @@ namespace kestrova {
 struct ColumnSpec {
     const char* text;
     int widthTwips;
+    ColumnKind kind = ColumnKind::Text;  // how a click on its header sorts it
 };
 
 // How a category fills the list, as its catalogue row says.

@@ -1,6 +1,11 @@
 #include "core/frame/result_list.h"
 
+#include "core/common/text.h"
+#include "core/time/date_value.h"
+
+#include <QLocale>
 #include <algorithm>
+#include <optional>
 #include <cstring>
 #include <new>
 #include <numeric>
@@ -26,8 +31,8 @@ void ResultList::clearColumns() {
     changed();
 }
 
-void ResultList::addColumn(const QString& text, int widthTwips) {
-    columns_.push_back({text, widthTwips});
+void ResultList::addColumn(const QString& text, int widthTwips, ColumnKind kind) {
+    columns_.push_back({text, widthTwips, kind});
     ++generation_;
     changed();
 }
@@ -175,9 +180,39 @@ QStringList ResultList::row(int row) const {
 std::vector<uint32_t> ResultList::sortedOrder(int column, bool descending) const {
     std::vector<uint32_t> order(static_cast<size_t>(rowCount()));
     std::iota(order.begin(), order.end(), 0u);
+    const ColumnKind kind = column >= 0 && static_cast<size_t>(column) < columns_.size() ? columns_[static_cast<size_t>(column)].kind
+                                                                                         : ColumnKind::Text;
+    const auto text = [&](uint32_t a, uint32_t b) {
+        return QAnyStringView::compare(cellView(static_cast<int>(a), column), cellView(static_cast<int>(b), column),
+                                       Qt::CaseInsensitive);
+    };
+    if (kind == ColumnKind::Text) {
+        std::stable_sort(order.begin(), order.end(), [&](uint32_t a, uint32_t b) {
+            const int c = text(a, b);
+            return descending ? c > 0 : c < 0;
+        });
+        return order;
+    }
+    // Each cell's value worked out once, not per comparison.
+    const QLocale locale;
+    std::vector<std::optional<double>> keys(order.size());
+    for (uint32_t row = 0; row < keys.size(); ++row) {
+        const QString cell = this->cell(static_cast<int>(row), column);
+        if (kind == ColumnKind::Time) {
+            if (const auto seconds = generalDateSeconds(upToNul(cell), locale)) keys[row] = static_cast<double>(*seconds);
+        } else {
+            bool ok = false;
+            const double number = QStringView(cell).trimmed().toDouble(&ok);
+            if (ok) keys[row] = number;
+        }
+    }
     std::stable_sort(order.begin(), order.end(), [&](uint32_t a, uint32_t b) {
-        const int c = QAnyStringView::compare(cellView(static_cast<int>(a), column), cellView(static_cast<int>(b), column),
-                                              Qt::CaseInsensitive);
+        const auto& ka = keys[a];
+        const auto& kb = keys[b];
+        int c = 0;
+        if (ka && kb) c = *ka < *kb ? -1 : *ka > *kb ? 1 : 0;
+        else if (ka || kb) c = ka ? 1 : -1;
+        else c = text(a, b);
         return descending ? c > 0 : c < 0;
     });
     return order;

@@ -41,9 +41,13 @@ private:
     size_t size_ = 0;
 };
 
+// What a column's cells hold, for sorting: text, numbers, or times as the list writes them.
+enum class ColumnKind { Text, Number, Time };
+
 struct Column {
     QString text;
     int widthTwips = 0;
+    ColumnKind kind = ColumnKind::Text;
 };
 
 inline const QString kTotalRecords = QStringLiteral("Total Records: ");
@@ -62,7 +66,7 @@ class ResultList {
 public:
     void clearRows();
     void clearColumns();
-    void addColumn(const QString& text, int widthTwips);
+    void addColumn(const QString& text, int widthTwips, ColumnKind kind = ColumnKind::Text);
     // A row: its own text first, then its sub-items; missing trailing cells read as empty.
     void addRow(const QStringList& cells);
     void addRow(QStringView text);
@@ -84,8 +88,10 @@ public:
     QAnyStringView cellView(int row, int column) const;
     QStringList row(int row) const;
 
-    // The rows in the order a click on that column's header sorts them (case-insensitive,
-    // ties kept in insertion order, also when descending).
+    // The rows in the order a click on that column's header sorts them, ties kept in insertion
+    // order, also when descending: a time column by its times and a number column by its
+    // numbers (cells that hold none, such as an empty one, come first, among themselves by
+    // their text), any other case-insensitively.
     std::vector<uint32_t> sortedOrder(int column, bool descending = false) const;
 
     const QString& panel1() const { return panel1_; }

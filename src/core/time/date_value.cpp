@@ -283,6 +283,101 @@ QString generalDateText(DateValue value, const QLocale& locale) {
     return longText.text;
 }
 
+namespace {
+
+// Reads a text written by write() from the same tokens; false when it does not match them.
+class TokenReader {
+public:
+    explicit TokenReader(QStringView text) : text_(text) {}
+    bool read(const std::vector<Token>& tokens, const Patterns& p) {
+        for (const Token& token : tokens) {
+            switch (token.kind) {
+                case Token::Text:
+                    if (!text_.mid(at_).startsWith(token.text)) return false;
+                    at_ += token.text.size();
+                    break;
+                case Token::Day: if (!number(&day)) return false; break;
+                case Token::Month: if (!number(&month)) return false; break;
+                case Token::MonthShort: if (!name(p.monthsShort, &month)) return false; break;
+                case Token::MonthLong: if (!name(p.monthsLong, &month)) return false; break;
+                case Token::Year2:
+                    if (!number(&year)) return false;
+                    year += year < 30 ? 2000 : 1900;
+                    break;
+                case Token::Year4: if (!number(&year)) return false; break;
+                case Token::Hour12: if (!number(&hour)) return false; break;
+                case Token::Hour24:
+                    if (!number(&hour)) return false;
+                    twelveHour = false;
+                    break;
+                case Token::Minute: if (!number(&minute)) return false; break;
+                case Token::Second: if (!number(&second)) return false; break;
+                case Token::AmPm:
+                    if (matches(p.pm[token.width])) {
+                        pm = true;
+                    } else if (!matches(p.am[token.width])) {
+                        return false;
+                    }
+                    break;
+            }
+        }
+        return true;
+    }
+    bool atEnd() const { return at_ == text_.size(); }
+    bool skip(QChar c) {
+        if (at_ >= text_.size() || text_[at_] != c) return false;
+        ++at_;
+        return true;
+    }
+    int day = 0, month = 0, year = 0, hour = 0, minute = 0, second = 0;
+    bool pm = false, twelveHour = true;
+
+private:
+    bool number(int* into) {
+        qsizetype end = at_;
+        while (end < text_.size() && end - at_ < 6 && text_[end].isDigit()) ++end;
+        if (end == at_) return false;
+        *into = text_.mid(at_, end - at_).toInt();
+        at_ = end;
+        return true;
+    }
+    bool matches(const QString& word) {
+        if (word.isEmpty() || !text_.mid(at_).startsWith(word, Qt::CaseInsensitive)) return false;
+        at_ += word.size();
+        return true;
+    }
+    // The longest name that the text goes on with (a long name may begin with a short one).
+    bool name(const QStringList& names, int* into) {
+        qsizetype best = 0;
+        for (int m = 0; m < names.size(); ++m) {
+            if (names[m].size() > best && text_.mid(at_).startsWith(names[m], Qt::CaseInsensitive)) {
+                best = names[m].size();
+                *into = m + 1;
+            }
+        }
+        at_ += best;
+        return best > 0;
+    }
+    QStringView text_;
+    qsizetype at_ = 0;
+};
+
+}  // namespace
+
+std::optional<qint64> generalDateSeconds(QStringView text, const QLocale& locale) {
+    const Patterns& patterns = patternsOf(locale);
+    TokenReader reader(text);
+    if (!reader.read(patterns.date, patterns)) return std::nullopt;
+    if (!reader.atEnd() && !(reader.skip(QLatin1Char(' ')) && reader.read(patterns.time, patterns) && reader.atEnd())) {
+        return std::nullopt;
+    }
+    int hour = reader.hour;
+    if (reader.twelveHour) hour = hour % 12 + (reader.pm ? 12 : 0);
+    const QDate date(reader.year, reader.month, reader.day);
+    if (!date.isValid() || hour > 23 || reader.minute > 59 || reader.second > 59) return std::nullopt;
+    return date.toJulianDay() * 86400 + hour * 3600 + reader.minute * 60 + reader.second;
+}
+
 QDate parseDateText(const QString& text, const QLocale& locale) {
     const QString trimmed = plainSpaces(text).trimmed();
     if (trimmed.isEmpty()) return {};

@@ -5,6 +5,7 @@
 #include <QDateTime>
 #include <QLocale>
 #include <QString>
+#include <optional>
 
 namespace kestrova {
 
@@ -32,5 +33,8 @@ QString shortDateText(const QDate& date, const QLocale& locale = QLocale());
 // the US form, day.month.year. Two-digit years 00-29 are 2000s, 30-99 1900s. An invalid QDate
 // when the text is no date at all.
 QDate parseDateText(const QString& text, const QLocale& locale = QLocale());
+// A text generalDateText wrote, read back as seconds on a running count (what sorting by time
+// needs: earlier is smaller); nullopt for any other text ("", "error440", a URL).
+std::optional<qint64> generalDateSeconds(QStringView text, const QLocale& locale = QLocale());
 
 }  // namespace kestrova
