@@ -1,6 +1,10 @@
 #include "gui/frm_viewer.h"
 
+#include <QActionGroup>
 #include <QApplication>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
 #include <QElapsedTimer>
 #include <QFileDialog>
 #include <QHeaderView>
@@ -16,6 +20,9 @@
 #include <QTreeWidget>
 
 #include "core/app/startup.h"
+#include "core/common/text.h"
+#include "core/settings/ini_file.h"
+#include "platform/clock/time_zone.h"
 #include "core/app/viewer_layout.h"
 #include "core/report/html_report.h"
 #include "core/time/date_value.h"
@@ -39,6 +46,7 @@ constexpr int kStatusHeight = 330;
 constexpr int kDefaultWidth = 14400;
 constexpr int kDefaultHeight = 9600;
 constexpr int kKeyRole = Qt::UserRole;
+const QString kTimeZoneKey = QStringLiteral("TimeZone");
 
 }  // namespace
 
@@ -67,6 +75,10 @@ FrmViewer::FrmViewer(Environment& env, Services services, QWidget* parent)
     panel2 = new QLabel(SBar1);
     SBar1->addWidget(panel1);
     SBar1->addWidget(panel2, 1);
+    outcomePanel = new QLabel(SBar1);
+    outcomePanel->setObjectName(QStringLiteral("outcomePanel"));
+    outcomePanel->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    SBar1->addPermanentWidget(outcomePanel, 2);
     PBar1 = new QProgressBar(canvas_);
     PBar1->setObjectName(QStringLiteral("PBar1"));
     Command1 = new QPushButton(QStringLiteral("Cancel"), canvas_);
@@ -95,6 +107,7 @@ FrmViewer::FrmViewer(Environment& env, Services services, QWidget* parent)
     env_.setFolderPicker([this](const QString& title) { return folderDialog(title); });
 
     buildMenus();
+    applyZoneSetting(false);
     newSession();
 
     // Load steps 1 to 4: the tree, the list in details view, the hidden progress bar and Cancel.
@@ -137,6 +150,8 @@ void FrmViewer::newSession() {
     URLs->setModel(nullptr);
     delete model_;
     session_ = std::make_unique<Session>(*env_.os, *env_.clock, run_, static_cast<ReaderHost&>(*this));
+    outcomePanel->clear();
+    outcomePanel->setToolTip(QString());
     session_->list.setListener([this] { listChanged_ = true; });
     model_ = new ResultListModel(session_->list, this);
     URLs->setModel(model_);
@@ -174,6 +189,22 @@ void FrmViewer::buildMenus() {
         // Windows dialog refuses it, never cut to another file's name.
         if (!chosen.isEmpty() && chosen.size() <= kDialogPathLimit) env_.desktop->open(chosen);
     });
+
+    QMenu* view = menuBar()->addMenu(QStringLiteral("View"));
+    QMenu* zones = view->addMenu(QStringLiteral("Times in"));
+    auto* zoneGroup = new QActionGroup(this);
+    const auto zoneAction = [&](const QString& caption, const QString& choice) {
+        QAction* action = zones->addAction(caption, this, [this, choice] {
+            if (!refuseWhileRunning()) chooseZone(choice);
+        });
+        action->setCheckable(true);
+        action->setData(choice);
+        zoneGroup->addAction(action);
+        return action;
+    };
+    mnuZoneLocal = zoneAction(QStringLiteral("This computer's zone"), QStringLiteral("local"));
+    mnuZoneUtc = zoneAction(QStringLiteral("UTC"), QStringLiteral("UTC"));
+    mnuZoneSystem = zoneAction(QStringLiteral("The examined system's zone"), QStringLiteral("system"));
 
     QMenu* help = menuBar()->addMenu(QStringLiteral("Help"));
     mnuhelp = help->addAction(QStringLiteral("Online Help"), this, [this] { env_.desktop->open(services_.vendor.helpPage); });
@@ -230,6 +261,10 @@ void FrmViewer::onNodeSelected(QTreeWidgetItem* item) {
 void FrmViewer::runCategory(const Category& category) {
     if (run_.running) return;
     session_->run(category);
+    const QString outcome = session_->lastOutcome().text();
+    // Long texts (many unreadable sources) are cut in the bar and whole in the tooltip.
+    outcomePanel->setText(outcomePanel->fontMetrics().elidedText(outcome, Qt::ElideRight, 900));
+    outcomePanel->setToolTip(outcome);
     syncView();
     if (!pendingKey_.isEmpty()) {
         const QString next = std::exchange(pendingKey_, QString());
@@ -310,8 +345,24 @@ void FrmViewer::WriteHTML(const QString& path, const ReportSelection& selection,
                                        QCoreApplication::processEvents();
                                        sincePump.restart();
                                    }};
-    // A file that cannot be created ends the report; nothing is retried, nothing is said.
-    if (kestrova::WriteHTML(path, selection, report)) env_.desktop->open(path);
+    // The report folder may not exist yet (a fresh account has no Documents folder): it is made.
+    // A file that still cannot be written is said, with the reason, and nothing is opened.
+    QFile file(path);
+    const QString folder = QFileInfo(path).absolutePath();
+    QString why;
+    if (!QDir().mkpath(folder)) {
+        why = QStringLiteral("the folder %1 cannot be created").arg(folder);
+    } else if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate)) {
+        why = file.errorString();
+    } else if (!kestrova::WriteHTML(file, selection, report)) {
+        why = file.errorString();
+    }
+    if (!why.isEmpty()) {
+        QMessageBox::warning(this, QStringLiteral("Kestrova"), QStringLiteral("The report cannot be written to %1: %2").arg(path, why));
+        return;
+    }
+    file.close();
+    env_.desktop->open(path);
 }
 
 void FrmViewer::bug(const QString& text) {
@@ -371,16 +422,48 @@ void FrmViewer::chooseSystem() {
     env_.select(chooseSource(chosen.root, chosen.user, env_.settings, chosen.root));
     env_.source.origin = QStringLiteral("kr.ini");
     TreeView1->setCurrentItem(nullptr);
+    applyZoneSetting(false);  // "the examined system's zone" is now another system's
     newSession();
     updateTitle();
 }
 
 void FrmViewer::updateTitle() {
     const QString computer = env_.os->ComputerName();
-    setWindowTitle(QStringLiteral("Kestrova %1 - %2 on %3 (%4)")
+    // The zone every local time of the list is in: the examiner must be able to tell.
+    setWindowTitle(QStringLiteral("Kestrova %1 - %2 on %3 (%4) - times in %5")
                        .arg(static_cast<double>(kProgramVersion))
-                       .arg(env_.source.user.isEmpty() ? QStringLiteral("no user") : env_.source.user,
-                            computer.isEmpty() ? QStringLiteral("unknown computer") : computer, env_.source.root));
+                       .arg(showEscapedBytes(env_.source.user.isEmpty() ? QStringLiteral("no user") : env_.source.user),
+                            computer.isEmpty() ? QStringLiteral("unknown computer") : computer, env_.source.root,
+                            zoneInForce()));
+}
+
+void FrmViewer::applyZoneSetting(bool rerun) {
+    QString choice = env_.settings.GetSetting(QStringLiteral("general"), kTimeZoneKey);
+    if (choice == kUnknownValue) choice.clear();
+    QString why;
+    auto zone = resolveZone(choice, env_.system->registry(), &why);
+    if (!zone) {
+        if (isVisible()) {
+            QMessageBox::warning(this, QStringLiteral("Kestrova"),
+                                 QStringLiteral("Times cannot be shown in the zone chosen: %1.\nThey are shown in this computer's zone.").arg(why));
+        }
+        zone = resolveZone(QString(), env_.system->registry(), &why);
+        choice = QStringLiteral("local");
+    }
+    applyZone(*zone);
+    for (QAction* action : {mnuZoneLocal, mnuZoneUtc, mnuZoneSystem}) {
+        action->setChecked(action->data().toString().compare(choice.isEmpty() ? QStringLiteral("local") : choice, Qt::CaseInsensitive) == 0);
+    }
+    updateTitle();
+    if (!rerun) return;
+    if (const QTreeWidgetItem* node = TreeView1->currentItem()) {
+        if (const Category* category = dispatch(node->data(0, kKeyRole).toString())) runCategory(*category);
+    }
+}
+
+void FrmViewer::chooseZone(const QString& choice) {
+    env_.settings.SaveSetting(QStringLiteral("general"), kTimeZoneKey, choice);
+    applyZoneSetting(true);
 }
 
 }  // namespace kestrova

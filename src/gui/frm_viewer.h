@@ -74,6 +74,9 @@ public:
     QStatusBar* SBar1;
     QLabel* panel1;
     QLabel* panel2;
+    // Beside the two classic panels: why the last category's list is empty, where it stopped,
+    // which sources could not be read.
+    QLabel* outcomePanel;
     QProgressBar* PBar1;
     QPushButton* Command1;
     QLabel* Label1;
@@ -85,6 +88,10 @@ public:
     QAction* mnuhelp;
     QAction* newversion;
     QAction* mnuAbout1;
+    // View > Times in: the zone local times are written in (kr.ini [general] TimeZone).
+    QAction* mnuZoneLocal;
+    QAction* mnuZoneUtc;
+    QAction* mnuZoneSystem;
 
 protected:
     void resizeEvent(QResizeEvent* event) override;
@@ -109,6 +116,10 @@ private:
     void newSession();
     void chooseSystem();
     void updateTitle();
+    // Puts the zone kr.ini names in force (this computer's where it names none or one that
+    // cannot be used, saying why); runs the shown category again when `rerun`.
+    void applyZoneSetting(bool rerun);
+    void chooseZone(const QString& choice);
     // True (and a beep) when a reader runs: the command must not replace or reset the session.
     bool refuseWhileRunning();
 

@@ -6,6 +6,7 @@
 #include <QHeaderView>
 #include <QLabel>
 #include <QLineEdit>
+#include <QMessageBox>
 #include <QProcess>
 #include <QProgressBar>
 #include <QPushButton>
@@ -59,6 +60,7 @@ private:
         world->volume.userHive(user);
         tools::HiveBuilder system = tools::sampleSystemHive();
         tools::addUsbDevices(system);
+        system.sz("ControlSet001\\Control\\TimeZoneInformation", "TimeZoneKeyName", "W. Europe Standard Time");
         world->volume.systemHive(system);
         world->volume.softwareHive(tools::sampleSoftwareHive());
         tools::addRecentItems(world->volume.root());
@@ -296,6 +298,8 @@ private slots:
             QCOMPARE(w->window->session().list.rowCount(), rowsAtStop);
             QVERIFY(rowsAtStop > 0);
             QCOMPARE(w->window->panel2->text(), QString("Total Records: %1").arg(rowsAtStop));
+            // Beside the classic panels, which look as after any run: it was stopped.
+            QVERIFY(w->window->outcomePanel->text().startsWith("Stopped before the end")); 
             QVERIFY(!w->window->runControl().running);
         }
     }
@@ -516,6 +520,56 @@ private slots:
         QVERIFY(!text.contains("Firefox-URL History"));
         QCOMPARE(report.Label1->text(), QString("Creating Windows Typed Paths report..."));
         QVERIFY(report.Command2->isHidden());
+    }
+
+    // An empty category says why beside the classic panels, which keep their texts.
+    void anEmptyCategorySaysWhyBesideThePanels() {
+        auto w = makeWorld();
+        w->window->selectKey("c1");
+        QCOMPARE(w->window->panel2->text(), QString("Total Records: 0"));
+        QCOMPARE(w->window->outcomePanel->toolTip(),
+                 QString("Nothing found. folder C:\\Users\\alice\\AppData\\Roaming\\Mozilla\\Firefox\\Profiles\\: missing"));
+        w->window->selectKey("b3");
+        QVERIFY(w->window->outcomePanel->text().isEmpty());
+    }
+
+    void reportIntoAFolderThatIsNotThereYetMakesItAndOneThatCannotBeWrittenSaysWhy() {
+        auto w = makeWorld();
+        QTemporaryDir out;
+        FrmCreateReport report(w->reportFolder, *w->env->os, w->window->runControl(), w->window.get());
+        report.Text1->setText(out.filePath("no/such/Documents/r.htm"));
+        for (QCheckBox* box : {report.Check1, report.Check3, report.Check4}) box->setChecked(false);
+        report.Command1->click();
+        QCOMPARE(w->desktop->opened.last(), out.filePath("no/such/Documents/r.htm"));
+        QVERIFY(QFile::exists(out.filePath("no/such/Documents/r.htm")));
+
+        QFile(out.filePath("a-file")).open(QIODevice::WriteOnly);
+        report.Text1->setText(out.filePath("a-file/r.htm"));  // under a file: no folder can be made there
+        QString said;
+        QTimer::singleShot(0, [&] {
+            auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+            if (!box) return;
+            said = box->text();
+            box->accept();
+        });
+        const int opened = w->desktop->opened.size();
+        report.Command1->click();
+        QVERIFY2(said.startsWith("The report cannot be written to " + out.filePath("a-file/r.htm")), qPrintable(said));
+        QCOMPARE(w->desktop->opened.size(), opened);
+    }
+
+    // The zone times are written in is in the title; View > Times in changes it (the examined
+    // system's zone from its SYSTEM hive) and is remembered.
+    void theTitleNamesTheZoneAndTheViewMenuChangesIt() {
+        auto w = makeWorld();
+        QVERIFY2(w->window->windowTitle().contains("times in UTC, UTC+00:00"), qPrintable(w->window->windowTitle()));
+        QVERIFY(w->window->mnuZoneLocal->isChecked());
+        w->window->mnuZoneSystem->trigger();
+        QVERIFY2(w->window->windowTitle().contains("times in Europe/Berlin, UTC+0"), qPrintable(w->window->windowTitle()));
+        QVERIFY(w->window->mnuZoneSystem->isChecked());
+        QCOMPARE(w->env->settings.GetSetting("general", "TimeZone"), QString("system"));
+        w->window->mnuZoneLocal->trigger();
+        QVERIFY(w->window->windowTitle().contains("times in UTC"));
     }
 
     void listShowsCellsUpToTheirFirstNul() {

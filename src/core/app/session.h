@@ -7,6 +7,19 @@
 
 namespace kestrova {
 
+// How a category's last run ended, for what the window says beside the classic panels: why the
+// list is empty, or why it may not hold everything.
+struct RunOutcome {
+    QString key;
+    int rows = 0;
+    bool stopped = false;    // a stop asked for by the user ended it before its end
+    QString endedEarly;      // a run-time error that ended it, in the error's words
+    QStringList findings;    // the sources it could not give, and why
+
+    // One line for the window; "" when there is nothing to say (rows, and nothing missing).
+    QString text() const;
+};
+
 class Session {
 public:
     Session(const OsApi& os, const Clock& clock, RunControl& run, ReaderHost& host);
@@ -23,6 +36,8 @@ public:
     SourceContext reportContext(const QString& mode = QString()) const;
 
     const OsApi& os() const { return os_; }
+    // How the last category run ended.
+    const RunOutcome& lastOutcome() const { return outcome_; }
     const ModTimeStamp& stamps() const { return stamps_; }
 
     ResultList list;
@@ -34,6 +49,7 @@ private:
     ModCovert covert_;
     RunControl& run_;
     ReaderHost& host_;
+    RunOutcome outcome_;
 };
 
 }  // namespace kestrova

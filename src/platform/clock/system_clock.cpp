@@ -1,5 +1,7 @@
 #include "platform/clock/system_clock.h"
 
+#include "platform/clock/time_zone.h"
+
 namespace kestrova {
 namespace {
 
@@ -16,8 +18,11 @@ const SystemClock::Second& SystemClock::thisSecond(long* milliseconds) const {
     // stamp read: conversions ask for it once a row.
     clock_gettime(CLOCK_REALTIME_COARSE, &now);
     if (milliseconds) *milliseconds = now.tv_nsec / 1000000;
-    if (now.tv_sec != cached_.at) {
+    // A zone put in force meanwhile (applyZone) makes the local record another one.
+    const unsigned zone = zoneGeneration();
+    if (now.tv_sec != cached_.at || zone != cached_.zone) {
         cached_.at = now.tv_sec;
+        cached_.zone = zone;
         localtime_r(&now.tv_sec, &cached_.local);
         gmtime_r(&now.tv_sec, &cached_.utc);
     }
@@ -43,7 +48,9 @@ ClockReading SystemClock::readBoth() const {
 std::optional<int64_t> SystemClock::secondNow() const {
     timespec now{};
     clock_gettime(CLOCK_REALTIME_COARSE, &now);
-    return now.tv_sec;
+    // What is kept per second must also be worked out again when another zone is put in force
+    // within it: the zone's generation is part of the value.
+    return now.tv_sec ^ (static_cast<int64_t>(zoneGeneration()) << 48);
 }
 
 int64_t SystemClock::currentUtcOffsetSeconds() const { return thisSecond(nullptr).local.tm_gmtoff; }

@@ -21,6 +21,7 @@ private:
     // The calendar records of the second they were made in.
     struct Second {
         std::time_t at = -1;
+        unsigned zone = 0;  // the zone generation the records were made in
         std::tm local{};
         std::tm utc{};
     };

@@ -1,6 +1,7 @@
 #include "platform/clock/time_zone.h"
 
 #include <QTimeZone>
+#include <atomic>
 #include <cstdlib>
 #include <ctime>
 
@@ -89,6 +90,12 @@ std::optional<ZoneChoice> resolveZone(const QString& choice, const RegistryBacke
     return std::nullopt;
 }
 
+namespace {
+std::atomic<unsigned> generation{0};
+}  // namespace
+
+unsigned zoneGeneration() { return generation.load(std::memory_order_relaxed); }
+
 void applyZone(const ZoneChoice& zone) {
     const std::optional<QByteArray>& start = startingTz();
     if (!zone.tz.isEmpty()) {
@@ -99,6 +106,7 @@ void applyZone(const ZoneChoice& zone) {
         ::unsetenv("TZ");
     }
     ::tzset();
+    generation.fetch_add(1, std::memory_order_relaxed);
 }
 
 QString zoneInForce() {

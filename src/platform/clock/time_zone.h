@@ -28,6 +28,9 @@ std::optional<ZoneChoice> resolveZone(const QString& choice, const RegistryBacke
 
 // Makes every local time written from now on a time in that zone.
 void applyZone(const ZoneChoice& zone);
+// Counts the zones put in force: what was worked out from the local clock in another generation
+// is out of date.
+unsigned zoneGeneration();
 
 // The zone in force now and its offset from UTC at this moment: "Europe/Berlin, UTC+01:00".
 QString zoneInForce();
