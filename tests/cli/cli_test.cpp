@@ -11,6 +11,10 @@
 #include "browsers/browser_data.h"
 #include "support/temp_volume.h"
 #include <QElapsedTimer>
+#include <QScopeGuard>
+#include <cstdio>
+#include <QDateTime>
+#include <QLocale>
 
 namespace kestrova {
 namespace {
@@ -195,6 +199,44 @@ TEST(CliOutputs, CsvIsATableOutputGoesToAFileAndTheReportToStandardOutput) {
     ASSERT_TRUE(html.startsWith("\xFF\xFE"));  // UTF-16 with its byte-order mark, as to a file
     EXPECT_TRUE(QString::fromUtf16(reinterpret_cast<const char16_t*>(html.constData() + 2), (html.size() - 2) / 2)
                     .contains("notepad, \"x\""));
+}
+
+// A profile folder whose name is not UTF-8 is listed as info shows it and chosen by that name.
+TEST(CliSource, AProfileNamedInAnotherEncodingIsListedAndCanBeChosen) {
+    test::TempVolume volume;
+    const QByteArray folder = QFile::encodeName(volume.root()) + "/Users/caf\xE9";
+    ASSERT_EQ(::mkdir(folder.constData(), 0755), 0);
+    QString error;
+    ASSERT_TRUE(tools::sampleUserHive().write(volume.root() + "/hive", &error)) << error.toStdString();
+    ASSERT_EQ(::rename(QFile::encodeName(volume.root() + "/hive").constData(), (folder + "/NTUSER.DAT").constData()), 0);
+    // Qt cannot name the folder to remove it; it goes by its bytes.
+    const auto cleanUp = qScopeGuard([&] {
+        ::unlink((folder + "/NTUSER.DAT").constData());
+        ::rmdir(folder.constData());
+    });
+    const CliRun info = runCli({"--root", volume.root(), "info"});
+    EXPECT_TRUE(info.out.startsWith("profiles: caf\\xE9\n")) << info.out.toStdString();
+    const CliRun chosen = runCli({"--root", volume.root(), "--user", "CAF\\xE9", "info"});
+    EXPECT_EQ(chosen.exitCode, 0) << chosen.err.toStdString();
+    EXPECT_TRUE(chosen.out.contains("user: caf\\xE9\n")) << chosen.out.toStdString();
+}
+
+// --tz: the classic categories' local times in the zone asked for.
+TEST(CliZone, LocalTimesAreWrittenInTheZoneAskedFor) {
+    test::TempVolume volume;
+    volume.userHive(tools::sampleUserHive());
+    ASSERT_TRUE(tools::addInternetExplorerCaches(volume.root()));
+    const auto firstVisit = [&](const QString& zone) {
+        const CliRun run = runCli({"--root", volume.root(), "--tz", zone, "rows", "a1"});
+        return run.out.section("\nrow\t", 1, 1).section('\n', 0, 0).section('\t', 2, 2);
+    };
+    const QString utc = firstVisit("UTC");
+    ASSERT_FALSE(utc.isEmpty());
+    const QString tokyo = firstVisit("Asia/Tokyo");
+    const QDateTime a = QLocale::c().toDateTime(utc, "d MMM yyyy HH:mm:ss");
+    const QDateTime b = QLocale::c().toDateTime(tokyo, "d MMM yyyy HH:mm:ss");
+    ASSERT_TRUE(a.isValid() && b.isValid()) << utc.toStdString() << " / " << tokyo.toStdString();
+    EXPECT_EQ(a.secsTo(b), 9 * 3600);
 }
 
 // Rows leave as they are read: the first of many is out long before the reader is done.
