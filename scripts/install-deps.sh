@@ -10,6 +10,7 @@ packages=(
   libmsiecf-dev libbfio-dev libmsiecf-utils   # MSIE cache files; -dev needs libbfio-dev beside it
   libsqlite3-dev sqlite3
   libgtest-dev
+  clang libclang-rt-14-dev         # libFuzzer harnesses (scripts/fuzz.sh), with ASan and UBSan
   xvfb xauth                       # a real display for screenshots and the GUI under CI
   xdg-utils                        # xdg-open, the desktop's "open" action
 )

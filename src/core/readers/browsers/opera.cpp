@@ -21,33 +21,40 @@ ByteOrderMark DetectByteOrderMark(QByteArrayView b) {
     return {0, 0};
 }
 
-QString ReadTextFile(const SourceContext& src, const QString& windowsPath, int& encoding, qint64 limit) {
+QString DecodeTextFile(QByteArrayView bytes, int& encoding) {
     if (encoding < -1 || encoding > 5) return QString();
-    const auto file = src.os.system().openFile(windowsPath, QStringLiteral("Opera history"));
-    if (!file) return QString();
-    const QByteArray bytes = file->read(std::min(limit, file->size()));
-    const ByteOrderMark mark = DetectByteOrderMark(QByteArrayView(bytes).first(std::min<qsizetype>(4, bytes.size())));
+    const ByteOrderMark mark = DetectByteOrderMark(bytes.first(std::min<qsizetype>(4, bytes.size())));
     int skip = mark.length;
     if (encoding == -1) {
         encoding = mark.code;
     } else if (encoding != mark.code) {
         skip = 0;  // a requested encoding other than the mark's: the first bytes are content
     }
-    const QByteArray body = bytes.mid(skip);
+    const QByteArrayView body = bytes.sliced(skip);
     switch (encoding) {
         case 0:
         case 1:
             return QString::fromUtf8(body);
         case 2:
-            return QString(reinterpret_cast<const QChar*>(body.constData()), body.size() / 2);
+            return QString(reinterpret_cast<const QChar*>(body.data()), body.size() / 2);
         case 3: {
-            QByteArray swapped = body;
-            for (qsizetype i = 0; i + 1 < swapped.size(); i += 2) std::swap(swapped[i], swapped[i + 1]);
-            return QString(reinterpret_cast<const QChar*>(swapped.constData()), swapped.size() / 2);
+            QString swapped(body.size() / 2, Qt::Uninitialized);
+            for (qsizetype i = 0; i < swapped.size(); ++i) {
+                swapped[i] = QChar(static_cast<char16_t>((static_cast<unsigned char>(body[2 * i]) << 8) |
+                                                         static_cast<unsigned char>(body[2 * i + 1])));
+            }
+            return swapped;
         }
         default:
             return QString();  // UTF-32 is not decoded
     }
+}
+
+QString ReadTextFile(const SourceContext& src, const QString& windowsPath, int& encoding, qint64 limit) {
+    if (encoding < -1 || encoding > 5) return QString();
+    const auto file = src.os.system().openFile(windowsPath, QStringLiteral("Opera history"));
+    if (!file) return QString();
+    return DecodeTextFile(file->read(std::min(limit, file->size())), encoding);
 }
 
 void operaHistoryRows(const SourceContext& src, RowSink& sink) {

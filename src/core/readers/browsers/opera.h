@@ -20,6 +20,8 @@ struct ByteOrderMark {
 // The first four bytes' mark, tested in this order: FF FE 00 00 (4), 00 00 FE FF (5), FF FE (2),
 // FE FF (3), EF BB BF (1), else none (0).
 ByteOrderMark DetectByteOrderMark(QByteArrayView firstBytes);
+// A file's bytes decoded by its mark (encoding in/out), as ReadTextFile decodes them.
+QString DecodeTextFile(QByteArrayView bytes, int& encoding);
 // The file's text by its mark (encoding in/out); "" for an unknown code, an unreadable file or
 // UTF-32, which is not decoded. Reads at most `limit` bytes of the file.
 QString ReadTextFile(const SourceContext& src, const QString& windowsPath, int& encoding,

@@ -1,0 +1,56 @@
+#!/usr/bin/env bash
+# Builds the libFuzzer harnesses of tests/fuzz with clang (AddressSanitizer and
+# UndefinedBehaviorSanitizer) into build/fuzz, makes their seed corpora from ../shared/realdata
+# (where it is there) and the project's own generators, and runs every harness under CTest.
+#   scripts/fuzz.sh [SECONDS]   each harness runs that long (default 5; the test command's run);
+#                               scripts/fuzz.sh 600 for a longer campaign
+# A crash, a leak-free hang past the timeout or a sanitizer finding fails its harness; the input
+# is kept in build/fuzz/artifacts/, what the runs found new in build/fuzz/corpus/.
+set -euo pipefail
+here="$(cd "$(dirname "$0")/.." && pwd)"
+seconds="${1:-5}"
+dir="$here/build/fuzz"
+release="$here/build/release"
+realdata="$here/../shared/realdata"
+
+CC=clang CXX=clang++ cmake -S "$here" -B "$dir" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DKESTROVA_FUZZ=ON \
+  -DKESTROVA_FUZZ_SECONDS="$seconds" >/dev/null
+cmake --build "$dir" -j"$(nproc)" >/dev/null
+
+# Seeds: real traces where they are, generated ones always (the sample system of the Release
+# build's own generator, and a few hand-made values).
+seeds="$dir/seeds"
+rm -rf "$seeds"
+mkdir -p "$seeds"/{index_scan,mru,utf8_column,text_file,cookie,ini,registry_path,history_header,cli_escape}
+sample="$(mktemp -d)"
+trap 'rm -rf "$sample"' EXIT
+"$release/bin/kestrova-mksample" "$sample" >/dev/null
+n=0
+seed() { n=$((n + 1)); cp "$2" "$seeds/$1/seed-$n"; }
+while IFS= read -r -d '' f; do seed index_scan "$f"; { printf '\0\0\x80\0\0\0\0\0'; cat "$f"; } > "$seeds/history_header/seed-$n"; done \
+  < <(find "$sample" -iname index.dat -print0)
+while IFS= read -r -d '' f; do seed cookie "$f"; done < <(find "$sample" -iname '*.txt' -path '*ookies*' -print0)
+while IFS= read -r -d '' f; do seed text_file "$f"; done < <(find "$sample" -iname global_history.dat -print0)
+cp "$release/bin/kr.ini" "$seeds/ini/delivered" 2>/dev/null || printf '[general]\nReportFolder=\nlastcheckupdate=2026-11-01\nCheckInterval=7\n' > "$seeds/ini/delivered"
+printf '[source]\r\nRoot=/mnt/windows\r\nUser=alice\r\n[general]\r\nlastcheckupdate=21 November 2026\r\n' > "$seeds/ini/crlf"
+printf 'HKEY_CURRENT_USER\\Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\RunMRU' > "$seeds/registry_path/hkcu"
+printf 'HKLM\\SYSTEM\\CurrentControlSet\\Enum\\USBSTOR' > "$seeds/registry_path/hklm"
+printf 'http://www.example.com/caf\xc3\xa9 \xe6\x97\xa5\xff\xfe' > "$seeds/utf8_column/mixed"
+printf 'a\tb\\c\nd\0e,"f"\xe9' > "$seeds/cli_escape/specials"
+printf '\0C\0:\0\\\0U\0s\0e\0r\0s\0\0\0' > "$seeds/mru/en-utf16"
+printf '\1\x82\xa0\x82\xa2\0\0' > "$seeds/mru/jan-sjis"
+printf '\2\x14\0\x1f\x50\xe0\x4f\xd0\x20\xea\x3a\x69\x10\xa2\xd8\x08\x00\x2b\x30\x30\x9d\0\0' > "$seeds/mru/asia-item"
+if [ -d "$realdata" ]; then
+  for f in "$realdata"/History.IE5-index.dat "$realdata"/Content.IE5-index.dat; do
+    [ -f "$f" ] && seed index_scan "$f" && { printf '\0\x80\0\0\0\0\0\0'; cat "$f"; } > "$seeds/history_header/real-$n"
+  done
+  for f in "$realdata"/chrome-History-v01 "$realdata"/firefox-places.sqlite; do [ -f "$f" ] && head -c 65536 "$f" > "$seeds/utf8_column/real-$((n++))"; done
+  for f in "$realdata"/shell/*.lnk; do [ -f "$f" ] && seed mru "$f"; done
+  [ -f "$realdata/logs/setupapi.dev.log" ] && head -c 65536 "$realdata/logs/setupapi.dev.log" > "$seeds/text_file/setupapi"
+  [ -f "$realdata/browsers/firefox39-profile/profiles.ini" ] && seed ini "$realdata/browsers/firefox39-profile/profiles.ini"
+else
+  echo "fuzz: ../shared/realdata not found; seeds are the generated ones only"
+fi
+
+cd "$dir"
+ctest --output-on-failure --no-tests=error -j"$(nproc)"
