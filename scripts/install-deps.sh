@@ -9,6 +9,9 @@ packages=(
   libhivex-dev libhivex-bin        # registry hives (hivexsh is the independent reference)
   libmsiecf-dev libbfio-dev libmsiecf-utils   # MSIE cache files; -dev needs libbfio-dev beside it
   libsqlite3-dev sqlite3
+  libewf-dev libvhdi-dev libvmdk-dev libqcow-dev   # disk image containers (EWF, VHD/VHDX, VMDK, QCOW2)
+  libfsntfs-dev                    # NTFS inside an image
+  ntfs-3g qemu-utils ewf-tools     # image fixtures at test time: mkntfs/ntfs-3g, qemu-img, ewfacquire
   libgtest-dev
   clang libclang-rt-14-dev         # libFuzzer harnesses (scripts/fuzz.sh), with ASan and UBSan
   xvfb xauth                       # a real display for screenshots and the GUI under CI

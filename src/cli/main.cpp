@@ -5,6 +5,7 @@
 #include <QCoreApplication>
 #include <QFile>
 #include <QTextStream>
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -30,7 +31,8 @@ using namespace kestrova;
 constexpr const char* kHelp =
     "usage: kestrova-cli [OPTIONS] COMMAND [ARGUMENTS]\n"
     "\n"
-    "Shows what a Windows computer has been used for, from a Windows volume given as a folder.\n"
+    "Shows what a Windows computer has been used for, from a Windows volume given as a folder or\n"
+    "as a disk image.\n"
     "\n"
     "Commands:\n"
     "  info                   the examined system: profiles, root, user, version, names, shell folders\n"
@@ -45,6 +47,10 @@ constexpr const char* kHelp =
     "\n"
     "Options:\n"
     "  --root DIR             the folder standing for C:\\ (a mounted partition or a copy)\n"
+    "  --image FILE           a disk image: EWF (.E01 and its segments), raw or split raw (.dd,\n"
+    "                         .raw, .img, .000/.001), VHD, VHDX, VMDK or QCOW2\n"
+    "  --partition N          the image's partition to examine (info lists them); default: the\n"
+    "                         one that holds a Windows system\n"
     "  --user NAME            the profile under Users\\ or Documents and Settings\\ (a name that is\n"
     "                         not UTF-8 as info shows it, caf\\xE9, or as its bytes)\n"
     "  --last                 without --root: the volume last chosen in the window (kr.ini);\n"
@@ -84,7 +90,7 @@ private:
 };
 
 struct Options {
-    QString root, user, indexFile, tz, output;
+    QString root, image, partition, user, indexFile, tz, output;
     std::optional<QString> format, groups;
     bool verbose = false, last = false, help = false, keys = false;
     QString command;
@@ -99,7 +105,8 @@ int usageError(const QString& why) {
 
 // The arguments as their bytes: a profile or a path whose name is not UTF-8 stays itself.
 std::optional<QString> parse(const QStringList& args, Options& o) {
-    const std::pair<const char*, QString*> valued[] = {{"--root", &o.root}, {"--user", &o.user},
+    const std::pair<const char*, QString*> valued[] = {{"--root", &o.root}, {"--image", &o.image},
+                                                       {"--partition", &o.partition}, {"--user", &o.user},
                                                        {"--index-file", &o.indexFile}, {"--tz", &o.tz},
                                                        {"-o", &o.output}, {"--output", &o.output}};
     const std::pair<const char*, bool*> flags[] = {{"--verbose", &o.verbose}, {"--last", &o.last}, {"--help", &o.help},
@@ -153,6 +160,13 @@ std::optional<QString> misplaced(const Options& o) {
     if (o.groups && o.command != QLatin1String("report")) return QStringLiteral("--groups goes with the report command");
     if (o.keys && o.command != QLatin1String("categories")) return QStringLiteral("--keys goes with the categories command");
     if (o.last && !o.root.isEmpty()) return QStringLiteral("--last and --root exclude each other");
+    if (!o.image.isEmpty() && !o.root.isEmpty()) return QStringLiteral("--root and --image exclude each other: a folder or an image");
+    if (o.last && !o.image.isEmpty()) return QStringLiteral("--last and --image exclude each other");
+    if (!o.partition.isEmpty() && o.image.isEmpty()) return QStringLiteral("--partition goes with --image");
+    bool number = false;
+    if (!o.partition.isEmpty() && (o.partition.toInt(&number) < 1 || !number)) {
+        return QStringLiteral("--partition takes a partition's number (1, 2, ...), not \"%1\"").arg(o.partition);
+    }
     return std::nullopt;
 }
 
@@ -175,12 +189,33 @@ int categories(QTextStream& out, bool keysOnly) {
 
 // False, with the reason on stderr after what was already written, when the chosen volume cannot
 // be read at all.
-bool sourceUsable(const Source& source, QTextStream& out) {
-    const auto problem = sourceProblem(source);
+bool sourceUsable(const Environment& env, QTextStream& out) {
+    const auto problem = env.problem();
     if (!problem) return true;
     out.flush();
     std::fprintf(stderr, "kestrova-cli: %s\n", qPrintable(*problem));
     return false;
+}
+
+// The image: its container, what it records of its acquisition, its partitions.
+void describeImage(const ImageSource& image, QTextStream& out) {
+    if (!image.disk) return;
+    out << "image: " << image.disk->files().join(QStringLiteral(", ")) << '\n'
+        << "container: " << image.disk->format() << ", " << image.disk->size() << " bytes\n";
+    for (const auto& [name, value] : image.disk->metadata()) out << "  " << name << ": " << value << '\n';
+    for (const Partition& p : image.partitions) {
+        const bool windows = std::find(image.windows.begin(), image.windows.end(), p.number) != image.windows.end();
+        out << "partition " << p.number << ": " << p.scheme << (p.type.isEmpty() ? QString() : QLatin1Char(' ') + p.type)
+            << (p.name.isEmpty() ? QString() : QStringLiteral(" \"%1\"").arg(p.name)) << ", offset " << p.offset << ", "
+            << p.size << " bytes, " << (p.fileSystem.isEmpty() ? QStringLiteral("unknown file system") : p.fileSystem);
+        if (image.volume && p.number == image.chosen) {
+            const QString label = image.volume->label();
+            if (!label.isEmpty()) out << ", label \"" << label << '"';
+        }
+        if (windows) out << ", Windows";
+        if (p.number == image.chosen) out << " (examined)";
+        out << '\n';
+    }
 }
 
 int rows(Environment& env, const Options& o) {
@@ -267,11 +302,12 @@ int report(Environment& env, const Options& o) {
 }
 
 int info(Environment& env, QTextStream& out, bool verbose) {
-    out << "profiles: " << showEscapedBytes(VolumeSystem::profiles(env.source.root).join(QStringLiteral(", "))) << '\n';
-    if (!sourceUsable(env.source, out)) return 1;
+    if (env.image) describeImage(*env.image, out);
+    out << "profiles: " << showEscapedBytes(VolumeSystem::profiles(env.system->volume()).join(QStringLiteral(", "))) << '\n';
+    if (!sourceUsable(env, out)) return 1;
     const OsApi& os = *env.os;
     const auto version = env.system->versionRecord();
-    out << "root: " << env.source.root << '\n'
+    out << "root: " << env.system->volume().description() << '\n'
         << "user: " << showEscapedBytes(env.source.user) << '\n'
         << "chosen by: " << env.source.origin << '\n'
         << "version tag: " << os.WindowsVersionTag() << '\n'
@@ -331,7 +367,8 @@ int main(int argc, char** argv) {
 
     QTextStream out(stdout);
     if (o.command == QLatin1String("categories")) return categories(out, o.keys);
-    auto env = Environment::create(o.root, o.user, o.last ? LastChoice::Take : LastChoice::Ignore);
+    auto env = o.image.isEmpty() ? Environment::create(o.root, o.user, o.last ? LastChoice::Take : LastChoice::Ignore)
+                                 : Environment::createForImage(o.image, o.partition.toInt(), o.user);
     QString why;
     const auto zone = resolveZone(o.tz, env->system->registry(), &why);
     if (!zone) {
@@ -341,7 +378,7 @@ int main(int argc, char** argv) {
     applyZone(*zone);
     if (o.verbose) std::fprintf(stderr, "times in: %s (%s)\n", qPrintable(zone->name), qPrintable(zoneInForce()));
     if (o.command == QLatin1String("info")) return info(*env, out, o.verbose);
-    if (!sourceUsable(env->source, out)) return 1;
+    if (!sourceUsable(*env, out)) return 1;
     if (o.command == QLatin1String("report")) return report(*env, o);
     return rows(*env, o);
 }

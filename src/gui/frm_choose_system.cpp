@@ -70,7 +70,7 @@ void FrmChooseSystem::accept() {
 }
 
 Source FrmChooseSystem::chosen() const {
-    return Source{rootEdit->text().trimmed(), userBox->currentText(), QStringLiteral("kr.ini")};
+    return Source{.root = rootEdit->text().trimmed(), .user = userBox->currentText(), .origin = QStringLiteral("kr.ini")};
 }
 
 }  // namespace kestrova

@@ -398,7 +398,7 @@ private slots:
         FrmOptions options(w->reportFolder, w->env->settings, *w->env->os);
         options.Command3->click();
         QCOMPARE(options.Text1->text(), QString("/srv/reports"));
-        w->env->select(Source{w->volume.root(), "alice", "kr.ini"});
+        w->env->select(Source{.root = w->volume.root(), .user = "alice", .origin = "kr.ini"});
         FrmOptions after(w->reportFolder, w->env->settings, *w->env->os);
         after.Text1->clear();
         after.Command3->click();
@@ -412,7 +412,7 @@ private slots:
         other.file("Users/carol/NTUSER.DAT", "x");
         test::TempVolume first;
         first.userHive(tools::sampleUserHive());
-        FrmChooseSystem dialog(Source{first.root(), "alice", "kr.ini"});
+        FrmChooseSystem dialog(Source{.root = first.root(), .user = "alice", .origin = "kr.ini"});
         QCOMPARE(dialog.userBox->currentText(), QString("alice"));
         QVERIFY(dialog.buttons->button(QDialogButtonBox::Ok)->isEnabled());
         dialog.rootEdit->setText(other.root());

@@ -159,10 +159,10 @@ TEST_F(HostileVolume, OnlyRegularFilesAreHandedOutForReading) {
     volume_.file("Users/alice/data.bin", "x");
     ASSERT_EQ(mkfifo(local("Users/alice/pipe").constData(), 0600), 0);
     open();
-    EXPECT_TRUE(system_->readableFile("C:\\Users\\alice\\data.bin", "data"));
-    EXPECT_FALSE(system_->readableFile("C:\\Users\\alice\\pipe", "data"));
-    EXPECT_FALSE(system_->readableFile("C:\\Users\\alice", "data"));
-    EXPECT_FALSE(system_->readableFile("C:\\Users\\alice\\none", "data"));
+    EXPECT_TRUE(system_->openFile("C:\\Users\\alice\\data.bin", "data"));
+    EXPECT_FALSE(system_->openFile("C:\\Users\\alice\\pipe", "data"));
+    EXPECT_FALSE(system_->openFile("C:\\Users\\alice", "data"));
+    EXPECT_FALSE(system_->openFile("C:\\Users\\alice\\none", "data"));
     QStringList notes;
     for (const Finding& f : system_->findings().all()) notes << f.text();
     EXPECT_EQ(notes, (QStringList{"data C:\\Users\\alice\\pipe: unreadable: not a regular file",

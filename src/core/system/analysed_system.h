@@ -57,15 +57,15 @@ public:
     virtual QString windowsDirectory() const = 0; // a Windows path such as "C:\Windows"
     virtual QString systemDirectory() const = 0;  // "C:\Windows\system32"
 
-    // The local file or folder a Windows path names (matched case-insensitively, as NTFS does);
-    // nullopt when it names nothing on this volume or leads out of it.
+    // Whether a Windows path names a file or folder on the volume (matched case-insensitively, as
+    // NTFS does); false also for one that leads out of it.
+    virtual bool exists(const QString& windowsPath) const = 0;
+    // A local file standing for a file of the volume, for the desktop's open action (the file
+    // itself in a folder tree, a copy taken out of an image); nullopt when there is none.
     virtual std::optional<QString> localPath(const QString& windowsPath) const = 0;
-    // The local path of a regular file that can be read, for a reader's source named by label
-    // ("places database"); nullopt, with the reason noted in findings(), when it is missing,
+    // A regular file of the volume opened for reading, for a reader's source named by label
+    // ("places database"); nullptr, with the reason noted in findings(), when it is missing,
     // unreadable or not a regular file. Only such files are ever opened.
-    virtual std::optional<QString> readableFile(const QString& windowsPath, const QString& label) const = 0;
-    // A regular file of the volume opened for reading; nullptr, with the reason noted, when it
-    // cannot be (the same rules as readableFile).
     virtual std::unique_ptr<QIODevice> openFile(const QString& windowsPath, const QString& label) const = 0;
     // The entries of a Windows folder in the order Windows lists them; empty, with the reason
     // noted, when the folder does not exist or cannot be read.

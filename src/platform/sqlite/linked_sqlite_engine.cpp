@@ -17,7 +17,7 @@ sqlite3_stmt* asStatement(SqlHandle h) { return reinterpret_cast<sqlite3_stmt*>(
 bool copyOut(const AnalysedSystem& system, const QString& windowsPath, const QString& label, const QString& to,
              bool noteMissing) {
     // A missing -wal or -journal is the normal case, not worth a note.
-    if (!noteMissing && !system.localPath(windowsPath)) return false;
+    if (!noteMissing && !system.exists(windowsPath)) return false;
     const auto in = system.openFile(windowsPath, label);
     if (!in) return false;
     QFile out(to);
@@ -66,7 +66,7 @@ int LinkedSqliteEngine::open(const QByteArray& name, SqlHandle* db) {
     int code = SQLITE_CANTOPEN;
     Opened opened;
     bool copy = !path.isEmpty();
-    if (copy && !system_.localPath(path + QStringLiteral("-wal")) && !system_.localPath(path + QStringLiteral("-journal"))) {
+    if (copy && !system_.exists(path + QStringLiteral("-wal")) && !system_.exists(path + QStringLiteral("-journal"))) {
         // Nothing beside the database to replay or roll back: the file alone is the whole
         // database, read in place through the descriptor the volume layer checked (so the name
         // cannot be swapped for a link meanwhile). Immutable and read-only: no lock, no journal,

@@ -26,9 +26,31 @@ QString Environment::settingsPath(const LocalDesktop& desktop) {
     return named.isEmpty() ? desktop.programFolder() + QStringLiteral("/kr.ini") : named;
 }
 
+std::unique_ptr<Environment> Environment::createForImage(const QString& imagePath, int partition, const QString& user) {
+    auto env = std::make_unique<Environment>();
+    env->desktop = std::make_unique<XdgDesktop>();
+    env->clock = std::make_unique<SystemClock>();
+    env->settings.setPath(settingsPath(*env->desktop));
+    env->select(Source{QString(), user, QStringLiteral("command line"), imagePath, partition});
+    return env;
+}
+
 void Environment::select(const Source& chosen) {
     source = chosen;
     os.reset();
+    image.reset();
+    if (!source.image.isEmpty()) {
+        image = openImageSource(source.image, source.partition, privateTemp.path());
+        if (image->volume) {
+            source.user = matchProfile(VolumeSystem::profiles(*image->volume), source.user);
+            system = std::make_unique<VolumeSystem>(image->volume, source.user);
+        } else {
+            system = std::make_unique<VolumeSystem>(QString(), source.user);
+        }
+        os = std::make_unique<OsApi>(*system, *desktop);
+        os->setFolderPicker(folderPicker);
+        return;
+    }
     system = std::make_unique<VolumeSystem>(source.root, source.user);
     os = std::make_unique<OsApi>(*system, *desktop);
     os->setFolderPicker(folderPicker);
@@ -37,6 +59,12 @@ void Environment::select(const Source& chosen) {
 void Environment::setFolderPicker(FolderPickerFn picker) {
     folderPicker = std::move(picker);
     os->setFolderPicker(folderPicker);
+}
+
+std::optional<QString> Environment::problem() const {
+    if (!image) return sourceProblem(source);
+    if (!image->problem.isEmpty()) return image->problem;
+    return profileProblem(*image->volume, QStringLiteral("%1, partition %2").arg(source.image).arg(image->chosen), source.user);
 }
 
 }  // namespace kestrova

@@ -2,11 +2,14 @@
 // desktop and clocks, the settings file beside the program, the chosen Windows system.
 #pragma once
 
+#include <QTemporaryDir>
 #include <memory>
+#include <optional>
 
 #include "core/settings/ini_file.h"
 #include "core/settings/os_api.h"
 #include "core/time/clock.h"
+#include "platform/system/image_source.h"
 #include "platform/system/source.h"
 #include "platform/system/volume_system.h"
 
@@ -22,6 +25,10 @@ struct Environment {
     // The desktop's folder browser, installed by the window for the whole run: every OsApi made
     // for another system gets it too.
     FolderPickerFn folderPicker;
+    // The disk image examined, when the source is one.
+    std::optional<ImageSource> image;
+    // The program's private temporary folder (files taken out of an image), removed at exit.
+    QTemporaryDir privateTemp{QDir::tempPath() + QStringLiteral("/kestrova-XXXXXX")};
 
     // The settings file (settingsPath(), below), and the system chosen by the arguments, the last
     // choice kept in it where `last` says so, or the sample.
@@ -34,8 +41,12 @@ struct Environment {
     // kr.ini beside the program, or the file the environment variable KESTROVA_SETTINGS names (a
     // test's own, or an examiner's per-case settings).
     static QString settingsPath(const LocalDesktop& desktop);
+    // A disk image as the source (partition from 1, 0: the one that holds Windows).
+    static std::unique_ptr<Environment> createForImage(const QString& image, int partition, const QString& user);
     // Switches to another analysed system.
     void select(const Source& chosen);
+    // What keeps the chosen system from being examined, in the user's words; nullopt when nothing.
+    std::optional<QString> problem() const;
     void setFolderPicker(FolderPickerFn picker);
 };
 

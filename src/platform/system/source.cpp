@@ -4,6 +4,7 @@
 
 #include "core/common/text.h"
 #include "platform/system/volume_system.h"
+#include "platform/volume/windows_volume.h"
 
 namespace kestrova {
 namespace {
@@ -26,18 +27,37 @@ Source chooseSource(const QString& cliRoot, const QString& cliUser, const IniFil
     } else {
         source = {sampleRoot, cliUser, QStringLiteral("sample")};
     }
-    const QStringList profiles = VolumeSystem::profiles(source.root);
-    if (source.user.isEmpty()) {
-        source.user = profiles.isEmpty() ? QString() : profiles.first();
-    } else {
-        for (const QString& profile : profiles) {
-            if (profile.compare(source.user, Qt::CaseInsensitive) == 0 ||
-                showEscapedBytes(profile).compare(source.user, Qt::CaseInsensitive) == 0) {
-                source.user = profile;
-            }
+    source.user = matchProfile(VolumeSystem::profiles(source.root), source.user);
+    return source;
+}
+
+QString matchProfile(const QStringList& profiles, const QString& user) {
+    if (user.isEmpty()) return profiles.isEmpty() ? QString() : profiles.first();
+    for (const QString& profile : profiles) {
+        if (profile.compare(user, Qt::CaseInsensitive) == 0 || showEscapedBytes(profile).compare(user, Qt::CaseInsensitive) == 0) {
+            return profile;
         }
     }
-    return source;
+    return user;
+}
+
+std::optional<QString> profileProblem(const Volume& volume, const QString& where, const QString& user) {
+    if (user.isEmpty()) {
+        return QStringLiteral("%1 holds no user profile (no Users\\NAME\\NTUSER.DAT or Documents and "
+                              "Settings\\NAME\\NTUSER.DAT); choose the folder that stands for C:\\")
+            .arg(where);
+    }
+    // A profile folder whose hive is missing or broken is still examined: the readers say why
+    // its categories are empty.
+    const QStringList profiles = VolumeSystem::profiles(volume);
+    const bool folderOnly = volume.exists(QStringLiteral("C:\\Users\\") + user) ||
+                            volume.exists(QStringLiteral("C:\\Documents and Settings\\") + user);
+    if (!profiles.contains(user, Qt::CaseInsensitive) && !folderOnly) {
+        return QStringLiteral("%1 holds no profile named \"%2\"; profiles found: %3")
+            .arg(where, showEscapedBytes(user),
+                 profiles.isEmpty() ? QStringLiteral("none") : showEscapedBytes(profiles.join(QStringLiteral(", "))));
+    }
+    return std::nullopt;
 }
 
 std::optional<QString> sourceProblem(const Source& source) {
@@ -48,23 +68,7 @@ std::optional<QString> sourceProblem(const Source& source) {
     if (!root.isReadable() || !root.isExecutable()) {
         return QStringLiteral("the Windows folder %1 cannot be read (permission denied)").arg(source.root);
     }
-    const QStringList profiles = VolumeSystem::profiles(source.root);
-    if (source.user.isEmpty()) {
-        return QStringLiteral("%1 holds no user profile (no Users\\NAME\\NTUSER.DAT or Documents and "
-                              "Settings\\NAME\\NTUSER.DAT); choose the folder that stands for C:\\")
-            .arg(source.root);
-    }
-    // A profile folder whose hive is missing or broken is still examined: the readers say why
-    // its categories are empty.
-    const WindowsVolume volume(source.root);
-    const bool folderOnly = volume.resolve(QStringLiteral("C:\\Users\\") + source.user) ||
-                            volume.resolve(QStringLiteral("C:\\Documents and Settings\\") + source.user);
-    if (!profiles.contains(source.user, Qt::CaseInsensitive) && !folderOnly) {
-        return QStringLiteral("%1 holds no profile named \"%2\"; profiles found: %3")
-            .arg(source.root, showEscapedBytes(source.user),
-                 profiles.isEmpty() ? QStringLiteral("none") : showEscapedBytes(profiles.join(QStringLiteral(", "))));
-    }
-    return std::nullopt;
+    return profileProblem(WindowsVolume(source.root), source.root, source.user);
 }
 
 }  // namespace kestrova

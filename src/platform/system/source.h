@@ -13,9 +13,11 @@
 namespace kestrova {
 
 struct Source {
-    QString root;
-    QString user;
-    QString origin;  // "command line", "kr.ini" or "sample"
+    QString root{};    // the folder standing for C:\ ("" when an image is examined)
+    QString user{};
+    QString origin{};  // "command line", "kr.ini" or "sample"
+    QString image{};   // the disk image examined ("" for a folder)
+    int partition = 0;  // the image's partition, from 1; 0: the one that holds Windows
 };
 
 inline const QString kSourceSection = QStringLiteral("source");
@@ -27,6 +29,14 @@ enum class LastChoice { Ignore, Take };
 // name as it is shown ("caf\xE9" for a folder whose name is not UTF-8).
 Source chooseSource(const QString& cliRoot, const QString& cliUser, const IniFile& ini,
                     const QString& sampleRoot, LastChoice last = LastChoice::Take);
+
+// The profile of that name among a volume's (as its folder or as it is shown), the first by name
+// when none is named; "" when the volume has none.
+QString matchProfile(const QStringList& profiles, const QString& user);
+
+// What is wrong with the user chosen on a volume ("... holds no profile named bob; profiles found:
+// alice"); where: the volume as the user named it.
+std::optional<QString> profileProblem(const class Volume& volume, const QString& where, const QString& user);
 
 // What is wrong with a source, in the user's words ("... does not exist", "... holds no user
 // profile", "no profile named bob; profiles found: alice, Default"); nullopt when it can be

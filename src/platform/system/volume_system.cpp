@@ -9,6 +9,7 @@
 #include "platform/historystore/history_file.h"
 #include "platform/sqlite/linked_sqlite_engine.h"
 #include "platform/volume/regular_file.h"
+#include "platform/volume/windows_volume.h"
 
 namespace kestrova {
 namespace {
@@ -28,13 +29,14 @@ std::optional<std::pair<uint32_t, uint32_t>> parseVersion(const QString& text) {
 
 }  // namespace
 
-QStringList VolumeSystem::profiles(const QString& root) {
-    const WindowsVolume volume(root);
+QStringList VolumeSystem::profiles(const QString& root) { return profiles(WindowsVolume(root)); }
+
+QStringList VolumeSystem::profiles(const Volume& volume) {
     QStringList names;
     for (const QString& parent : kProfileParents) {
-        for (const DirEntry& entry : volume.list(QStringLiteral("C:\\") + parent)) {
+        for (const DirEntry& entry : volume.list(QStringLiteral("C:\\") + parent, nullptr)) {
             const QString hive = QStringLiteral("C:\\%1\\%2\\NTUSER.DAT").arg(parent, entry.name);
-            if (volume.resolve(hive) && !names.contains(entry.name, Qt::CaseInsensitive)) {
+            if (volume.exists(hive) && !names.contains(entry.name, Qt::CaseInsensitive)) {
                 names.append(entry.name);
             }
         }
@@ -50,14 +52,17 @@ QString VolumeSystem::defaultProfile(const QString& root) {
     return names.isEmpty() ? QString() : names.first();
 }
 
-VolumeSystem::VolumeSystem(const QString& root, const QString& user) : volume_(root, &findings_), user_(user) {
+VolumeSystem::VolumeSystem(const QString& root, const QString& user)
+    : VolumeSystem(std::make_shared<WindowsVolume>(root), user) {}
+
+VolumeSystem::VolumeSystem(std::shared_ptr<const Volume> volume, const QString& user) : volume_(std::move(volume)), user_(user) {
     // The profile holding the user's hive; else a profile folder of that name without one, so
     // that the hive is reported missing where it should be.
     for (const bool withHive : {true, false}) {
         for (const QString& parent : kProfileParents) {
             const QString folder = QStringLiteral("C:\\%1\\%2").arg(parent, user);
             if (profileFolder_.isEmpty() && !user.isEmpty() &&
-                volume_.resolve(withHive ? folder + QStringLiteral("\\NTUSER.DAT") : folder)) {
+                volume_->exists(withHive ? folder + QStringLiteral("\\NTUSER.DAT") : folder)) {
                 profileFolder_ = folder;
             }
         }
@@ -81,7 +86,7 @@ std::unique_ptr<QIODevice> VolumeSystem::openFileOrWhy(const QString& windowsPat
     // Sources read once and kept (hives, the history) keep their reason to say it again at every
     // reader that asks for them; the system's own findings are a reader run's.
     Findings local;
-    auto file = WindowsVolume(volume_.root(), &local).openFile(windowsPath, label);
+    auto file = volume_->openFile(windowsPath, label, &local);
     if (!file) {
         *why = local.all().empty() ? Finding{FindingKind::Absent, label + QLatin1Char(' ') + windowsPath, QString()}
                                    : local.all().front();

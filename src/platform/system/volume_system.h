@@ -8,7 +8,7 @@
 
 #include "core/system/analysed_system.h"
 #include "platform/hive/hive_registry.h"
-#include "platform/volume/windows_volume.h"
+#include "platform/volume/volume.h"
 
 namespace kestrova {
 
@@ -16,8 +16,11 @@ class VolumeSystem : public AnalysedSystem {
 public:
     // root: the local folder standing for C:\; user: the profile folder's name.
     VolumeSystem(const QString& root, const QString& user);
+    // The same on any volume (an image's NTFS partition).
+    VolumeSystem(std::shared_ptr<const Volume> volume, const QString& user);
 
     // Profile names under Users\ and Documents and Settings\ that hold an NTUSER.DAT, by name.
+    static QStringList profiles(const Volume& volume);
     static QStringList profiles(const QString& root);
     // The profile to examine when none is named: the only one, else the first by name; "" if none.
     static QString defaultProfile(const QString& root);
@@ -29,23 +32,19 @@ public:
     uint32_t systemLocaleId() const override { return localeId_; }
     QString windowsDirectory() const override { return windowsDirectory_; }
     QString systemDirectory() const override { return windowsDirectory_ + QStringLiteral("\\system32"); }
-    std::optional<QString> localPath(const QString& windowsPath) const override {
-        return volume_.resolve(windowsPath);
-    }
-    std::optional<QString> readableFile(const QString& windowsPath, const QString& label) const override {
-        return volume_.readableFile(windowsPath, label);
-    }
+    bool exists(const QString& windowsPath) const override { return volume_->exists(windowsPath); }
+    std::optional<QString> localPath(const QString& windowsPath) const override { return volume_->localPath(windowsPath); }
     std::unique_ptr<QIODevice> openFile(const QString& windowsPath, const QString& label) const override {
-        return volume_.openFile(windowsPath, label);
+        return volume_->openFile(windowsPath, label, &findings_);
     }
     std::vector<DirEntry> listFolder(const QString& windowsFolder) const override {
-        return volume_.list(windowsFolder);
+        return volume_->list(windowsFolder, &findings_);
     }
     Findings& findings() const override { return findings_; }
     UrlHistoryStore& urlHistory() const override;
     SqliteEngine& sqliteEngine() const override;
 
-    const WindowsVolume& volume() const { return volume_; }
+    const Volume& volume() const { return *volume_; }
     // The Windows path of the profile folder, "" when the user has none on this volume.
     const QString& profileFolder() const { return profileFolder_; }
     // One line per hive: where it was found and whether it could be read.
@@ -61,7 +60,7 @@ private:
     mutable Findings findings_;  // declared first: the volume and the registry note into it
     mutable std::unique_ptr<UrlHistoryStore> history_;  // read on first use
     mutable std::unique_ptr<SqliteEngine> sqlite_;
-    WindowsVolume volume_;
+    std::shared_ptr<const Volume> volume_;
     QString user_;
     QString profileFolder_;
     std::unique_ptr<HiveRegistry> registry_;

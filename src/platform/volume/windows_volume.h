@@ -15,10 +15,11 @@
 
 #include "core/common/findings.h"
 #include "core/system/analysed_system.h"
+#include "platform/volume/volume.h"
 
 namespace kestrova {
 
-class WindowsVolume {
+class WindowsVolume : public Volume {
 public:
     // findings: where refusals are noted (may be nullptr).
     explicit WindowsVolume(QString root, Findings* findings = nullptr);
@@ -36,11 +37,27 @@ public:
     // The entries of a folder inside the volume; empty, with the reason noted, when there is none.
     std::vector<DirEntry> list(const QString& windowsFolder) const;
 
+    // Volume: the same, with the findings given.
+    QString description() const override { return root_; }
+    bool exists(const QString& windowsPath) const override { return resolve(windowsPath).has_value(); }
+    std::unique_ptr<QIODevice> openFile(const QString& windowsPath, const QString& label, Findings* findings) const override {
+        return withFindings(findings).openFile(windowsPath, label);
+    }
+    std::vector<DirEntry> list(const QString& windowsFolder, Findings* findings) const override {
+        return withFindings(findings).list(windowsFolder);
+    }
+    std::optional<QString> localPath(const QString& windowsPath) const override { return resolve(windowsPath); }
+
     // The NTFS attribute value: from ntfs-3g's extended attribute where the volume offers it,
     // otherwise made up from what Linux can tell (folder 16, file 32, hidden 2, read-only 1).
     static uint32_t attributesOf(const QString& localPath);
 
 private:
+    WindowsVolume withFindings(Findings* findings) const {
+        WindowsVolume copy = *this;
+        copy.findings_ = findings;
+        return copy;
+    }
     enum class Outcome { Found, Missing, Outside };
     Outcome locate(const QString& windowsPath, QString* local) const;
     // The local path of a name inside the volume; nullopt, noted under `what`, when it is missing

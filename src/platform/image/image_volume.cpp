@@ -1,0 +1,314 @@
+#include "platform/image/image_volume.h"
+
+#include <QDir>
+#include <QFile>
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <libbfio.h>
+#include <libfsntfs.h>
+#include <unistd.h>
+
+#include "core/common/text.h"
+
+namespace kestrova {
+namespace {
+
+// --- the partition's bytes as a libbfio handle ------------------------------------------------
+
+struct Range {
+    std::shared_ptr<const DiskImage> disk;
+    uint64_t offset = 0;
+    uint64_t size = 0;
+    uint64_t position = 0;
+};
+
+Range* rangeOf(intptr_t* handle) { return reinterpret_cast<Range*>(handle); }
+
+int freeRange(intptr_t** handle, libbfio_error_t**) {
+    delete rangeOf(*handle);
+    *handle = nullptr;
+    return 1;
+}
+int cloneRange(intptr_t** into, intptr_t* from, libbfio_error_t**) {
+    *into = reinterpret_cast<intptr_t*>(new Range(*rangeOf(from)));
+    return 1;
+}
+int openRange(intptr_t*, int, libbfio_error_t**) { return 1; }
+int closeRange(intptr_t*, libbfio_error_t**) { return 0; }
+ssize_t readRange(intptr_t* handle, uint8_t* buffer, size_t size, libbfio_error_t**) {
+    Range* r = rangeOf(handle);
+    if (r->position >= r->size) return 0;
+    const size_t want = static_cast<size_t>(std::min<uint64_t>(size, r->size - r->position));
+    const int64_t got = r->disk->read(r->offset + r->position, buffer, want);
+    if (got < 0) return -1;
+    r->position += static_cast<uint64_t>(got);
+    return static_cast<ssize_t>(got);
+}
+ssize_t writeRange(intptr_t*, const uint8_t*, size_t, libbfio_error_t**) { return -1; }  // never written
+off64_t seekRange(intptr_t* handle, off64_t offset, int whence, libbfio_error_t**) {
+    Range* r = rangeOf(handle);
+    const int64_t base = whence == SEEK_CUR ? static_cast<int64_t>(r->position) : whence == SEEK_END ? static_cast<int64_t>(r->size) : 0;
+    const int64_t to = base + offset;
+    if (to < 0) return -1;
+    r->position = static_cast<uint64_t>(to);
+    return to;
+}
+int existsRange(intptr_t*, libbfio_error_t**) { return 1; }
+int isOpenRange(intptr_t*, libbfio_error_t**) { return 1; }
+int sizeOfRange(intptr_t* handle, size64_t* size, libbfio_error_t**) {
+    *size = rangeOf(handle)->size;
+    return 1;
+}
+
+QString ntfsError(libfsntfs_error_t* error) {
+    if (!error) return QStringLiteral("unknown error");
+    char text[1024] = {};
+    libfsntfs_error_sprint(error, text, sizeof text);
+    libfsntfs_error_free(&error);
+    return QString::fromLocal8Bit(text).trimmed().section(QLatin1Char('\n'), -1).trimmed();
+}
+
+struct EntryFree {
+    void operator()(libfsntfs_file_entry_t* entry) const { libfsntfs_file_entry_free(&entry, nullptr); }
+};
+using Entry = std::unique_ptr<libfsntfs_file_entry_t, EntryFree>;
+
+QString nameOf(libfsntfs_file_entry_t* entry) {
+    size_t size = 0;
+    if (libfsntfs_file_entry_get_utf16_name_size(entry, &size, nullptr) != 1 || size == 0) return QString();
+    std::vector<uint16_t> units(size);
+    if (libfsntfs_file_entry_get_utf16_name(entry, units.data(), size, nullptr) != 1) return QString();
+    return QString(reinterpret_cast<const QChar*>(units.data()), static_cast<qsizetype>(size - 1));
+}
+
+bool isFolder(libfsntfs_file_entry_t* entry) { return libfsntfs_file_entry_has_directory_entries_index(entry, nullptr) == 1; }
+
+QStringList components(QString path) {
+    if (path.size() >= 2 && path[1] == QLatin1Char(':')) {
+        if (path[0].toUpper() != QLatin1Char('C')) return {QStringLiteral("\\:other drive")};
+        path = path.mid(2);
+    }
+    path.replace(QLatin1Char('/'), QLatin1Char('\\'));
+    QStringList parts;
+    for (const QString& part : path.split(QLatin1Char('\\'), Qt::SkipEmptyParts)) {
+        if (part == QLatin1String(".")) continue;
+        if (part == QLatin1String("..")) {
+            if (!parts.isEmpty()) parts.removeLast();
+            continue;
+        }
+        parts << part;
+    }
+    return parts;
+}
+
+}  // namespace
+
+// libfsntfs over one partition. Its handles keep state: every use is under one lock.
+class NtfsReader {
+public:
+    ~NtfsReader() {
+        if (opened_) libfsntfs_volume_close(volume_, nullptr);
+        if (volume_) libfsntfs_volume_free(&volume_, nullptr);
+        if (io_) libbfio_handle_free(&io_, nullptr);
+    }
+
+    bool open(std::shared_ptr<const DiskImage> disk, uint64_t offset, uint64_t size, QString* why) {
+        libbfio_error_t* bfioError = nullptr;
+        auto* range = new Range{std::move(disk), offset, size, 0};
+        if (libbfio_handle_initialize(&io_, reinterpret_cast<intptr_t*>(range), freeRange, cloneRange, openRange, closeRange,
+                                      readRange, writeRange, seekRange, existsRange, isOpenRange, sizeOfRange,
+                                      LIBBFIO_FLAG_IO_HANDLE_MANAGED | LIBBFIO_FLAG_IO_HANDLE_CLONE_BY_FUNCTION, &bfioError) != 1) {
+            delete range;
+            libbfio_error_free(&bfioError);
+            *why = QStringLiteral("the partition cannot be read");
+            return false;
+        }
+        libfsntfs_error_t* error = nullptr;
+        if (libfsntfs_volume_initialize(&volume_, &error) != 1 ||
+            libfsntfs_volume_open_file_io_handle(volume_, io_, LIBFSNTFS_OPEN_READ, &error) != 1) {
+            *why = QStringLiteral("damaged NTFS (%1)").arg(ntfsError(error));
+            return false;
+        }
+        opened_ = true;
+        if (libfsntfs_volume_has_bitlocker_drive_encryption(volume_, nullptr) == 1) {
+            *why = QStringLiteral("encrypted with BitLocker");
+            return false;
+        }
+        return true;
+    }
+
+    QString label() const {
+        const std::lock_guard lock(mutex_);
+        size_t size = 0;
+        if (libfsntfs_volume_get_utf16_name_size(volume_, &size, nullptr) != 1 || size <= 1) return QString();
+        std::vector<uint16_t> units(size);
+        if (libfsntfs_volume_get_utf16_name(volume_, units.data(), size, nullptr) != 1) return QString();
+        return QString(reinterpret_cast<const QChar*>(units.data()), static_cast<qsizetype>(size - 1));
+    }
+
+    // The entry a Windows path names; nullptr when there is none.
+    Entry find(const QString& windowsPath) const {
+        const std::lock_guard lock(mutex_);
+        return findLocked(windowsPath);
+    }
+
+    std::vector<DirEntry> list(const QString& windowsFolder, bool* found) const {
+        const std::lock_guard lock(mutex_);
+        std::vector<DirEntry> entries;
+        const Entry folder = findLocked(windowsFolder);
+        *found = folder && isFolder(folder.get());
+        if (!*found) return entries;
+        int count = 0;
+        libfsntfs_file_entry_get_number_of_sub_file_entries(folder.get(), &count, nullptr);
+        for (int i = 0; i < count; ++i) {
+            libfsntfs_file_entry_t* raw = nullptr;
+            if (libfsntfs_file_entry_get_sub_file_entry_by_index(folder.get(), i, &raw, nullptr) != 1) continue;
+            const Entry child(raw);
+            uint32_t attributes = 0;
+            libfsntfs_file_entry_get_file_attribute_flags(child.get(), &attributes, nullptr);
+            // The directory bit NTFS keeps in a folder's $FILE_NAME (0x10000000) is Windows' 16.
+            if (isFolder(child.get())) attributes = (attributes & ~0x10000000u) | fileattr::Directory;
+            entries.push_back({nameOf(child.get()), attributes});
+        }
+        return entries;
+    }
+
+    // Copies a file's bytes into fd; false when they cannot all be read.
+    bool copy(libfsntfs_file_entry_t* entry, int fd) const {
+        const std::lock_guard lock(mutex_);
+        size64_t size = 0;
+        if (libfsntfs_file_entry_get_size(entry, &size, nullptr) != 1) return false;
+        std::vector<uint8_t> buffer(1 << 20);
+        for (uint64_t at = 0; at < size;) {
+            const size_t want = static_cast<size_t>(std::min<uint64_t>(buffer.size(), size - at));
+            const ssize_t got = libfsntfs_file_entry_read_buffer_at_offset(entry, buffer.data(), want, static_cast<off64_t>(at), nullptr);
+            if (got <= 0) return false;
+            if (::pwrite(fd, buffer.data(), static_cast<size_t>(got), static_cast<off_t>(at)) != got) return false;
+            at += static_cast<uint64_t>(got);
+        }
+        return true;
+    }
+
+private:
+    Entry findLocked(const QString& windowsPath) const {
+        const QStringList parts = components(windowsPath);
+        if (!parts.isEmpty() && parts.front().startsWith(QLatin1String("\\:"))) return nullptr;
+        libfsntfs_file_entry_t* raw = nullptr;
+        // The directory index first: most lookups name the entry as it is stored.
+        const QString exact = QLatin1Char('\\') + parts.join(QLatin1Char('\\'));
+        if (libfsntfs_volume_get_file_entry_by_utf16_path(volume_, reinterpret_cast<const uint16_t*>(exact.utf16()),
+                                                          static_cast<size_t>(exact.size()), &raw, nullptr) == 1) {
+            return Entry(raw);
+        }
+        if (libfsntfs_volume_get_root_directory(volume_, &raw, nullptr) != 1) return nullptr;
+        Entry current(raw);
+        for (const QString& part : parts) {
+            int count = 0;
+            libfsntfs_file_entry_get_number_of_sub_file_entries(current.get(), &count, nullptr);
+            Entry next;
+            for (int i = 0; i < count && !next; ++i) {
+                libfsntfs_file_entry_t* child = nullptr;
+                if (libfsntfs_file_entry_get_sub_file_entry_by_index(current.get(), i, &child, nullptr) != 1) continue;
+                Entry candidate(child);
+                if (nameOf(candidate.get()).compare(part, Qt::CaseInsensitive) == 0) next = std::move(candidate);
+            }
+            if (!next) return nullptr;
+            current = std::move(next);
+        }
+        return current;
+    }
+
+    mutable std::mutex mutex_;
+    libbfio_handle_t* io_ = nullptr;
+    libfsntfs_volume_t* volume_ = nullptr;
+    bool opened_ = false;
+};
+
+std::unique_ptr<ImageVolume> ImageVolume::open(std::shared_ptr<const DiskImage> disk, const Partition& partition,
+                                               const QString& imagePath, const QString& tempFolder, QString* why) {
+    if (partition.fileSystem == QLatin1String("BitLocker")) {
+        *why = QStringLiteral("partition %1 is encrypted with BitLocker").arg(partition.number);
+        return nullptr;
+    }
+    if (partition.fileSystem != QLatin1String("NTFS")) {
+        *why = QStringLiteral("partition %1 holds no NTFS file system (%2)")
+                   .arg(partition.number)
+                   .arg(partition.fileSystem.isEmpty() ? QStringLiteral("unknown") : partition.fileSystem);
+        return nullptr;
+    }
+    auto volume = std::unique_ptr<ImageVolume>(new ImageVolume);
+    volume->ntfs_ = std::make_unique<NtfsReader>();
+    QString problem;
+    if (!volume->ntfs_->open(std::move(disk), partition.offset, partition.size, &problem)) {
+        *why = QStringLiteral("partition %1: %2").arg(partition.number).arg(problem);
+        return nullptr;
+    }
+    volume->description_ = QStringLiteral("%1, partition %2 (NTFS)").arg(imagePath).arg(partition.number);
+    volume->tempFolder_ = tempFolder;
+    return volume;
+}
+
+ImageVolume::~ImageVolume() = default;
+
+QString ImageVolume::label() const { return ntfs_->label(); }
+
+bool ImageVolume::exists(const QString& windowsPath) const { return ntfs_->find(windowsPath) != nullptr; }
+
+std::unique_ptr<QIODevice> ImageVolume::openFile(const QString& windowsPath, const QString& label, Findings* findings) const {
+    const QString what = label + QLatin1Char(' ') + windowsPath;
+    const auto refuse = [&](FindingKind kind, const QString& why) -> std::unique_ptr<QIODevice> {
+        if (findings) findings->note(kind, what, why);
+        return nullptr;
+    };
+    const Entry entry = ntfs_->find(windowsPath);
+    if (!entry) return refuse(FindingKind::Absent, QString());
+    if (isFolder(entry.get())) return refuse(FindingKind::Unreadable, QStringLiteral("not a regular file"));
+    // Unnamed: nothing is left behind in the temporary folder, whatever ends the program.
+    const int fd = ::open(QFile::encodeName(tempFolder_).constData(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
+    if (fd < 0) return refuse(FindingKind::Unreadable, QStringLiteral("no room for it in %1 (%2)").arg(tempFolder_, QString::fromLocal8Bit(std::strerror(errno))));
+    if (!ntfs_->copy(entry.get(), fd)) {
+        ::close(fd);
+        return refuse(FindingKind::Damaged, QStringLiteral("its data cannot be read from the image"));
+    }
+    auto file = std::make_unique<QFile>();
+    if (!file->open(fd, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle)) {
+        ::close(fd);
+        return refuse(FindingKind::Unreadable, file->errorString());
+    }
+    return file;
+}
+
+std::vector<DirEntry> ImageVolume::list(const QString& windowsFolder, Findings* findings) const {
+    bool found = false;
+    std::vector<DirEntry> entries = ntfs_->list(windowsFolder, &found);
+    if (!found && findings) findings->note(FindingKind::Absent, QStringLiteral("folder ") + windowsFolder);
+    return entries;
+}
+
+std::optional<QString> ImageVolume::localPath(const QString& windowsPath) const {
+    const Entry entry = ntfs_->find(windowsPath);
+    if (!entry || isFolder(entry.get())) return std::nullopt;
+    // Taken out under its own name, for the desktop to open; removed with the temporary folder.
+    const QString name = windowsPath.section(QLatin1Char('\\'), -1);
+    QDir().mkpath(tempFolder_ + QStringLiteral("/opened"));
+    const QString local = tempFolder_ + QStringLiteral("/opened/") + name;
+    const int fd = ::open(toFileNameBytes(local).constData(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+    if (fd < 0) return std::nullopt;
+    const bool copied = ntfs_->copy(entry.get(), fd);
+    ::close(fd);
+    return copied ? std::optional<QString>(local) : std::nullopt;
+}
+
+bool holdsWindows(const Volume& volume) {
+    if (volume.exists(QStringLiteral("C:\\Windows\\System32\\config\\SYSTEM"))) return true;
+    for (const char* parent : {"C:\\Users", "C:\\Documents and Settings"}) {
+        for (const DirEntry& entry : volume.list(QLatin1String(parent), nullptr)) {
+            if (volume.exists(QLatin1String(parent) + QLatin1Char('\\') + entry.name + QStringLiteral("\\NTUSER.DAT"))) return true;
+        }
+    }
+    return false;
+}
+
+}  // namespace kestrova

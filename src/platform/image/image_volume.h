@@ -1,0 +1,55 @@
+// An NTFS file system inside a disk image, as the examined volume: libfsntfs reads it through a
+// libbfio handle over the partition's bytes of the image (no mount, nothing written).
+//
+// Windows paths are resolved component by component as NTFS matches names: the directory index
+// first (libfsntfs), then the folder's entries compared case-insensitively, so that names in any
+// script and any case are found. Listings come in the index's order, which is NTFS's own, with
+// the entries' attribute values as stored.
+//
+// Readers and the libraries under them (hivex, SQLite, libmsiecf) read local files: a file is
+// handed out as an unnamed temporary file in the private temporary folder holding its bytes,
+// made when it is opened and gone when it is closed.
+#pragma once
+
+#include <QString>
+#include <memory>
+#include <mutex>
+#include <unordered_map>
+
+#include "platform/image/disk_image.h"
+#include "platform/image/partitions.h"
+#include "platform/volume/volume.h"
+
+namespace kestrova {
+
+class NtfsReader;
+
+class ImageVolume : public Volume {
+public:
+    // The NTFS file system of a partition; nullptr with the reason in *why ("encrypted with
+    // BitLocker", "not an NTFS file system (FAT32)", "damaged: ...").
+    static std::unique_ptr<ImageVolume> open(std::shared_ptr<const DiskImage> disk, const Partition& partition,
+                                             const QString& imagePath, const QString& tempFolder, QString* why);
+    ~ImageVolume() override;
+
+    QString description() const override { return description_; }
+    bool exists(const QString& windowsPath) const override;
+    std::unique_ptr<QIODevice> openFile(const QString& windowsPath, const QString& label, Findings* findings) const override;
+    std::vector<DirEntry> list(const QString& windowsFolder, Findings* findings) const override;
+    std::optional<QString> localPath(const QString& windowsPath) const override;
+
+    // The volume label ("" when it has none).
+    QString label() const;
+
+private:
+    ImageVolume() = default;
+    std::unique_ptr<NtfsReader> ntfs_;
+    QString description_;
+    QString tempFolder_;
+};
+
+// Whether a partition of an image holds a Windows system: Windows\System32\config\SYSTEM, or a
+// profile with an NTUSER.DAT under Users or Documents and Settings.
+bool holdsWindows(const Volume& volume);
+
+}  // namespace kestrova
