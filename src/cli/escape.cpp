@@ -97,78 +97,99 @@ char* putLatin1Scalar(char* to, const char* from, const char* end, const EscapeT
     return to;
 }
 
-// Sixteen bytes at a time. Plain bytes (printable ASCII other than a backslash or a quote) are
-// copied as a block; where NULs are escaped as two characters (TSV, CSV), runs of NULs and plain
-// bytes together are expanded by a byte shuffle, eight input bytes at a time: a NUL-padded field
-// (the 150 bytes of an index.dat URL) then costs a few instructions per eight bytes instead of a
-// look-up per byte. Any other byte goes through the table.
-struct Expansion {
+// Sixteen bytes at a time, with SSSE3. In TSV and CSV every byte becomes one or two: itself, an
+// escape of two characters ("\0", "\t", "\\" in TSV; "\0", a doubled quote in CSV) or, from 0x80
+// up, its two UTF-8 bytes. Each input byte is spread into a pair (its first and its second output
+// byte) and a byte shuffle keeps the second only where there is one: a NUL-padded field (the 150
+// bytes of an index.dat URL) costs a few instructions per sixteen bytes instead of a look-up per
+// byte. JSON's control escapes are six characters long: there, plain bytes are copied sixteen at
+// a time and the others go through the table.
+
+// For each set of two-byte outputs among eight inputs: which bytes of the pairs (f0 s0 f1 s1 ...)
+// are kept, and how many.
+struct Compaction {
     alignas(16) int8_t shuffle[16];
-    uint8_t length;
 };
 
-// For each set of NULs among eight bytes: where each output byte comes from. Lanes 0-7 of the
-// shuffled vector hold the eight input bytes, lanes 8 and 9 the two characters of "\0".
-constexpr std::array<Expansion, 256> makeExpansions() {
-    std::array<Expansion, 256> all{};
-    for (unsigned nuls = 0; nuls < 256; ++nuls) {
-        Expansion& e = all[nuls];
-        uint8_t n = 0;
+constexpr std::array<Compaction, 256> makeCompactions() {
+    std::array<Compaction, 256> all{};
+    for (unsigned pairs = 0; pairs < 256; ++pairs) {
+        int8_t n = 0;
         for (int8_t i = 0; i < 8; ++i) {
-            if (nuls & (1u << i)) {
-                e.shuffle[n++] = 8;
-                e.shuffle[n++] = 9;
-            } else {
-                e.shuffle[n++] = i;
-            }
+            all[pairs].shuffle[n++] = static_cast<int8_t>(2 * i);
+            if (pairs & (1u << i)) all[pairs].shuffle[n++] = static_cast<int8_t>(2 * i + 1);
         }
-        e.length = n;
-        for (; n < 16; ++n) e.shuffle[n] = -128;  // zero
+        for (; n < 16; ++n) all[pairs].shuffle[n] = -128;  // zero
     }
     return all;
 }
 
-constexpr std::array<Expansion, 256> kExpansions = makeExpansions();
+constexpr std::array<Compaction, 256> kCompactions = makeCompactions();
 
-// Writes the expansion of eight bytes (lanes 0-7 of source) of which the first `count` are kept;
-// returns where it ends.
-__attribute__((target("ssse3,popcnt"))) inline char* expand(char* to, __m128i source, unsigned nuls, int count) {
-    const Expansion& e = kExpansions[nuls];
+__attribute__((target("ssse3,popcnt"))) inline char* putPairs(char* to, __m128i pairs, unsigned two) {
     _mm_storeu_si128(reinterpret_cast<__m128i*>(to),
-                     _mm_shuffle_epi8(source, _mm_load_si128(reinterpret_cast<const __m128i*>(e.shuffle))));
-    return to + (count == 8 ? e.length : count + std::popcount(nuls & ((1u << count) - 1)));
+                     _mm_shuffle_epi8(pairs, _mm_load_si128(reinterpret_cast<const __m128i*>(kCompactions[two].shuffle))));
+    return to + 8 + std::popcount(two);
 }
 
-__attribute__((target("ssse3,popcnt"))) char* putLatin1Ssse3(char* to, const char* from, const char* end,
-                                                      const EscapeTable& table, bool expandNuls) {
-    const __m128i nulEscape = _mm_setr_epi8(table[0].text[0], table[0].text[1], 0, 0, 0, 0, 0, 0, table[0].text[0],
-                                            table[0].text[1], 0, 0, 0, 0, 0, 0);
+__attribute__((target("ssse3,popcnt"))) char* putLatin1Pairs(char* to, const char* from, const char* end,
+                                                             const EscapeTable& table, Format format) {
+    const auto is = [](__m128i v, char c) { return _mm_cmpeq_epi8(v, _mm_set1_epi8(c)); };
+    const auto when = [](__m128i mask, char c) { return _mm_and_si128(mask, _mm_set1_epi8(c)); };
+    const bool tsv = format == Format::Tsv;
+    while (end - from >= 16) {
+        const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(from));
+        const __m128i high = _mm_cmplt_epi8(v, _mm_setzero_si128());  // signed: 0x80 and up
+        const __m128i nul = is(v, '\0');
+        __m128i first, second, escaped;
+        if (tsv) {
+            const __m128i tab = is(v, '\t'), lf = is(v, '\n'), cr = is(v, '\r'), backslash = is(v, '\\');
+            escaped = _mm_or_si128(_mm_or_si128(nul, tab), _mm_or_si128(_mm_or_si128(lf, cr), backslash));
+            first = when(escaped, '\\');
+            second = _mm_or_si128(_mm_or_si128(when(nul, '0'), when(tab, 't')),
+                                  _mm_or_si128(_mm_or_si128(when(lf, 'n'), when(cr, 'r')), when(backslash, '\\')));
+        } else {
+            const __m128i quote = is(v, '"');
+            escaped = _mm_or_si128(nul, quote);
+            first = _mm_or_si128(when(nul, '\\'), when(quote, '"'));
+            second = _mm_or_si128(when(nul, '0'), when(quote, '"'));
+        }
+        // From 0x80 up: 0xC2 or 0xC3, then 0x80 and the low six bits. (A 16-bit shift: each byte's
+        // top two bits land in its own low two, whatever its neighbour holds above them.)
+        const __m128i lead = _mm_or_si128(_mm_and_si128(_mm_srli_epi16(v, 6), _mm_set1_epi8(0x03)), _mm_set1_epi8(char(0xC0)));
+        const __m128i trail = _mm_or_si128(_mm_and_si128(v, _mm_set1_epi8(0x3F)), _mm_set1_epi8(char(0x80)));
+        const __m128i two = _mm_or_si128(escaped, high);
+        first = _mm_or_si128(_mm_or_si128(first, _mm_and_si128(high, lead)), _mm_andnot_si128(two, v));
+        second = _mm_or_si128(second, _mm_and_si128(high, trail));
+        const auto mask = static_cast<unsigned>(_mm_movemask_epi8(two));
+        if (mask == 0) {
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(to), v);
+            to += 16;
+        } else {
+            to = putPairs(to, _mm_unpacklo_epi8(first, second), mask & 0xFF);
+            to = putPairs(to, _mm_unpackhi_epi8(first, second), mask >> 8);
+        }
+        from += 16;
+    }
+    return putLatin1Scalar(to, from, end, table);
+}
+
+__attribute__((target("ssse3,popcnt"))) char* putLatin1Json(char* to, const char* from, const char* end, const EscapeTable& table) {
     const __m128i space = _mm_set1_epi8(0x20);
     const __m128i del = _mm_set1_epi8(0x7F);
     const __m128i backslash = _mm_set1_epi8('\\');
     const __m128i quote = _mm_set1_epi8('"');
-    const __m128i zero = _mm_setzero_si128();
     while (end - from >= 16) {
         const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(from));
         // Signed compare: bytes from 0x80 up are below 0x20 too.
         const __m128i special = _mm_or_si128(_mm_or_si128(_mm_cmplt_epi8(v, space), _mm_cmpeq_epi8(v, del)),
                                              _mm_or_si128(_mm_cmpeq_epi8(v, backslash), _mm_cmpeq_epi8(v, quote)));
-        const auto specialMask = static_cast<unsigned>(_mm_movemask_epi8(special));
-        if (specialMask == 0) {
-            _mm_storeu_si128(reinterpret_cast<__m128i*>(to), v);
-            to += 16;
-            from += 16;
-            continue;
-        }
-        const unsigned nuls = expandNuls ? static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(v, zero))) : 0;
-        const unsigned other = specialMask & ~nuls;
-        const int run = other ? std::countr_zero(other) : 16;
-        if (run > 0) {
-            to = expand(to, _mm_unpacklo_epi64(v, nulEscape), nuls & 0xFF, std::min(run, 8));
-            if (run > 8) to = expand(to, _mm_unpackhi_epi64(v, nulEscape), (nuls >> 8) & 0xFF, run - 8);
-            from += run;
-        }
-        if (run < 16) to = putLatin1Char(to, static_cast<unsigned char>(*from++), table);
+        const auto mask = static_cast<unsigned>(_mm_movemask_epi8(special));
+        const int plain = mask ? std::countr_zero(mask) : 16;
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(to), v);  // what lies beyond the plain bytes is written over
+        to += plain;
+        from += plain;
+        if (plain < 16) to = putLatin1Char(to, static_cast<unsigned char>(*from++), table);
     }
     return putLatin1Scalar(to, from, end, table);
 }
@@ -177,7 +198,8 @@ char* putLatin1(char* to, QLatin1StringView text, Format format, const EscapeTab
     static const bool ssse3 = __builtin_cpu_supports("ssse3") && __builtin_cpu_supports("popcnt");
     const char* from = text.data();
     const char* end = from + text.size();
-    return ssse3 ? putLatin1Ssse3(to, from, end, table, format != Format::Json) : putLatin1Scalar(to, from, end, table);
+    if (!ssse3) return putLatin1Scalar(to, from, end, table);
+    return format == Format::Json ? putLatin1Json(to, from, end, table) : putLatin1Pairs(to, from, end, table, format);
 }
 
 // A byte that is not UTF-8, shown as "\xFF" (its backslash escaped in JSON, where it is text).

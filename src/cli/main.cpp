@@ -72,6 +72,8 @@ public:
     CliHost(bool verbose, QString indexFile) : verbose_(verbose), indexFile_(std::move(indexFile)) {}
     // The index.dat chooser's answer: --index-file, else what the dialog proposes.
     QString chooseIndexFile(const QString& proposed) override { return indexFile_.isEmpty() ? proposed : indexFile_; }
+    // Progress is not shown: readers need not count their rows first.
+    bool showsProgress() const override { return false; }
     // A message box's text becomes part of the category's output.
     void message(const QString& text) override { messages.append(text); }
     QStringList messages;

@@ -1,6 +1,7 @@
 #include "cli/output.h"
 
 #include <cerrno>
+#include <cstring>
 #include <unistd.h>
 
 namespace kestrova::cli {
@@ -34,17 +35,21 @@ void ByteOutput::putEscaped(QAnyStringView text, Format format) {
 
 template <typename Fields>
 void Printer::line(std::string_view kind, const Fields& fields) {
+    // Room for the whole line at once: one check a row, not one a cell.
+    size_t need = kind.size() + 1;
+    for (const auto& field : fields) need += escapedRoom(QAnyStringView(field)) + 1;
+    char* to = out_.room(need);
+    std::memcpy(to, kind.data(), kind.size());
+    to += kind.size();
     const char separator = format_ == Format::Csv ? ',' : '\t';
-    out_.put(kind);
     bool first = kind.empty();
     for (const auto& field : fields) {
-        const QAnyStringView text(field);
-        char* to = out_.room(escapedRoom(text) + 1);
         if (!first) *to++ = separator;
         first = false;
-        out_.commit(putEscaped(to, text, format_));
+        to = putEscaped(to, QAnyStringView(field), format_);
     }
-    out_.put("\n");
+    *to++ = '\n';
+    out_.commit(to);
 }
 
 void Printer::jsonArray(std::span<const QAnyStringView> items) {

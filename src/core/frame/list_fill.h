@@ -52,6 +52,7 @@ public:
     bool stopRequested() override;
     void clearStop() override { run_.stopRequested = false; }
     void showProgress(int maximum) override;
+    bool showsProgress() const override { return host_.showsProgress(); }
     // Kept and handed to the window when events next run: a label per row would cost more
     // than the rows.
     void setProgress(int value, const char* prefix, qint64 count) override;

@@ -37,6 +37,9 @@ public:
     // bounded rate, never per row.
     virtual void processEvents() {}
     virtual void showProgress(int maximum) { (void)maximum; }
+    // Whether a progress window is shown at all: where none is (the command line), a reader need
+    // not work out its maximum, which for some is a query over the whole table.
+    virtual bool showsProgress() const { return true; }
     virtual void setProgress(int value, const QString& label) { (void)value; (void)label; }
     virtual void closeProgress() {}
     // Shows or hides the main window's Cancel button.

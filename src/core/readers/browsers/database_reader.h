@@ -130,7 +130,7 @@ void countedRows(const SourceContext& src, RowSink& sink, const DatabaseQuery& q
     if (query.path.isEmpty()) return;
     MSQLite sql = sqliteFor(src);
     if (!openDatabase(sql, query.path)) return;
-    sink.showProgress(sql.CountRows(countSql));
+    sink.showProgress(sink.showsProgress() ? sql.CountRows(countSql) : 0);
     sink.clearStop();
     if (sql.DbPrepare(sql.db, query.sql, 0, &sql.statement) == sqlitecode::Ok) {
         qint64 rows = 0;

@@ -114,8 +114,7 @@ void firefoxHistoryRows(const SourceContext& src, RowSink& sink, MSQLite& sql) {
     if (query.path.isEmpty()) return;
     if (!openDatabase(sql, query.path)) return;
     // The progress maximum is the last visit's place id, not a count of rows.
-    const int maximum = sql.CountRows(kVisits);
-    sink.showProgress(maximum);
+    sink.showProgress(sink.showsProgress() ? sql.CountRows(kVisits) : 0);
     sink.clearStop();
     // Visits are taken through the join where it stands in for the lookups; should it fail on
     // the way (a damaged page), the visits query takes over from the first visit the join did
