@@ -47,6 +47,8 @@ constexpr int kDefaultWidth = 14400;
 constexpr int kDefaultHeight = 9600;
 constexpr int kKeyRole = Qt::UserRole;
 const QString kTimeZoneKey = QStringLiteral("TimeZone");
+const QString kDiskImageFilter = QStringLiteral(
+    "Disk images (*.E01 *.e01 *.Ex01 *.dd *.raw *.img *.bin *.000 *.001 *.vhd *.vhdx *.vmdk *.qcow2 *.qcow);;All files (*)");
 
 }  // namespace
 
@@ -169,6 +171,11 @@ void FrmViewer::buildMenus() {
     QMenu* file = menuBar()->addMenu(QStringLiteral("File"));
     mnuChooseSystem = file->addAction(QStringLiteral("Choose Windows System..."), this, [this] {
         if (!refuseWhileRunning()) chooseSystem();
+    });
+    mnuOpenImage = file->addAction(QStringLiteral("Open Disk Image..."), this, [this] {
+        if (refuseWhileRunning()) return;
+        const QString chosen = openFileDialog(QStringLiteral("Open Disk Image"), kDiskImageFilter);
+        if (!chosen.isEmpty()) openImage(chosen);
     });
     mnuOptions = file->addAction(QStringLiteral("Options"), this, [this] {
         FrmOptions options(*services_.reportFolder, env_.settings, *env_.os, this);
@@ -419,8 +426,26 @@ void FrmViewer::chooseSystem() {
     const Source chosen = dialog.chosen();
     env_.settings.SaveSetting(kSourceSection, QStringLiteral("Root"), chosen.root);
     env_.settings.SaveSetting(kSourceSection, QStringLiteral("User"), chosen.user);
+    env_.settings.SaveSetting(kSourceSection, QStringLiteral("Image"), QString());
     env_.select(chooseSource(chosen.root, chosen.user, env_.settings, chosen.root));
     env_.source.origin = QStringLiteral("kr.ini");
+    systemChanged();
+}
+
+void FrmViewer::openImage(const QString& path) {
+    const ImageSource image = openImageSource(path, 0, env_.privateTemp.path());
+    if (!image.problem.isEmpty()) {
+        QMessageBox::warning(this, QStringLiteral("Kestrova"), image.problem);
+        return;
+    }
+    env_.settings.SaveSetting(kSourceSection, QStringLiteral("Image"), path);
+    env_.settings.SaveSetting(kSourceSection, QStringLiteral("Root"), QString());
+    env_.settings.SaveSetting(kSourceSection, QStringLiteral("User"), QString());
+    env_.select(Source{.origin = QStringLiteral("kr.ini"), .image = path});
+    systemChanged();
+}
+
+void FrmViewer::systemChanged() {
     TreeView1->setCurrentItem(nullptr);
     applyZoneSetting(false);  // "the examined system's zone" is now another system's
     newSession();
@@ -433,7 +458,7 @@ void FrmViewer::updateTitle() {
     setWindowTitle(QStringLiteral("Kestrova %1 - %2 on %3 (%4) - times in %5")
                        .arg(static_cast<double>(kProgramVersion))
                        .arg(showEscapedBytes(env_.source.user.isEmpty() ? QStringLiteral("no user") : env_.source.user),
-                            computer.isEmpty() ? QStringLiteral("unknown computer") : computer, env_.source.root,
+                            computer.isEmpty() ? QStringLiteral("unknown computer") : computer, env_.system->volume().description(),
                             zoneInForce()));
 }
 

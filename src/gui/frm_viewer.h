@@ -81,6 +81,7 @@ public:
     QPushButton* Command1;
     QLabel* Label1;
     QAction* mnuChooseSystem;
+    QAction* mnuOpenImage;  // File > Open Disk Image...
     QAction* mnuOptions;
     QAction* mnuExit;
     QAction* mnuCreate;
@@ -115,6 +116,9 @@ private:
     void syncView();
     void newSession();
     void chooseSystem();
+    // Examines a disk image (its Windows partition); says why and changes nothing when it cannot.
+    void openImage(const QString& path);
+    void systemChanged();
     void updateTitle();
     // Puts the zone kr.ini names in force (this computer's where it names none or one that
     // cannot be used, saying why); runs the shown category again when `rerun`.

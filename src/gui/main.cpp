@@ -39,7 +39,7 @@ int main(int argc, char** argv) {
     if (!instance.acquire()) return 0;
 
     auto env = kestrova::Environment::create(root, user);
-    const auto problem = kestrova::sourceProblem(env->source);
+    const auto problem = env->problem();
     if (problem && env->source.origin == QLatin1String("command line")) {
         // A wrong --root or --user would otherwise look like a system without traces.
         std::fprintf(stderr, "kestrova: %s\n", qPrintable(*problem));

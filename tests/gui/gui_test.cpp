@@ -572,6 +572,35 @@ private slots:
         QVERIFY(w->window->windowTitle().contains("times in UTC"));
     }
 
+    // File > Open Disk Image: an image that cannot be examined says why and changes nothing.
+    void openDiskImageSaysWhyAnImageCannotBeExamined() {
+        auto w = makeWorld();
+        QTemporaryDir dir;
+        QFile text(dir.filePath("notes.E01"));
+        QVERIFY(text.open(QIODevice::WriteOnly));
+        text.write("not an image");
+        text.close();
+        w->window->openFileDialog = [&](const QString& title, const QString& filter) {
+            [&] {
+                QCOMPARE(title, QString("Open Disk Image"));
+                QVERIFY(filter.contains("*.E01") && filter.contains("*.vhdx") && filter.contains("*.qcow2"));
+            }();
+            return text.fileName();
+        };
+        QString said;
+        QTimer::singleShot(0, [&] {
+            auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+            if (!box) return;
+            said = box->text();
+            box->accept();
+        });
+        const QString title = w->window->windowTitle();
+        w->window->mnuOpenImage->trigger();
+        QVERIFY2(said.contains("holds no partition table and no file system"), qPrintable(said));
+        QCOMPARE(w->window->windowTitle(), title);
+        QCOMPARE(w->env->settings.GetSetting("source", "Image"), QString("unknown value"));
+    }
+
     void listShowsCellsUpToTheirFirstNul() {
         ResultList list;
         list.addColumn("URLs In Index.dat File", 8000);

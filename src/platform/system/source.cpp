@@ -19,6 +19,12 @@ Source chooseSource(const QString& cliRoot, const QString& cliUser, const IniFil
     const bool takeLast = last == LastChoice::Take && cliRoot.isEmpty();
     const QString iniRoot = takeLast ? ini.GetSetting(kSourceSection, QStringLiteral("Root")) : QString();
     const QString iniUser = takeLast ? ini.GetSetting(kSourceSection, QStringLiteral("User")) : QString();
+    const QString iniImage = takeLast ? ini.GetSetting(kSourceSection, QStringLiteral("Image")) : QString();
+    if (cliRoot.isEmpty() && isSet(iniImage)) {
+        // The window's last choice was a disk image: its profiles are looked up when it is opened.
+        return Source{.user = cliUser.isEmpty() && isSet(iniUser) ? iniUser : cliUser, .origin = QStringLiteral("kr.ini"),
+                      .image = iniImage};
+    }
     if (!cliRoot.isEmpty()) {
         source = {cliRoot, cliUser, QStringLiteral("command line")};
     } else if (isSet(iniRoot)) {
