@@ -175,6 +175,13 @@ public:
         return entries;
     }
 
+    // The entry's MFT reference: the same file under every spelling of its path.
+    static uint64_t referenceOf(libfsntfs_file_entry_t* entry) {
+        uint64_t reference = 0;
+        libfsntfs_file_entry_get_file_reference(entry, &reference, nullptr);
+        return reference;
+    }
+
     // Copies a file's bytes into fd; false when they cannot all be read.
     bool copy(libfsntfs_file_entry_t* entry, int fd) const {
         const std::lock_guard lock(mutex_);
@@ -250,7 +257,9 @@ std::unique_ptr<ImageVolume> ImageVolume::open(std::shared_ptr<const DiskImage> 
     return volume;
 }
 
-ImageVolume::~ImageVolume() = default;
+ImageVolume::~ImageVolume() {
+    for (const auto& [reference, fd] : copies_) ::close(fd);
+}
 
 QString ImageVolume::label() const { return ntfs_->label(); }
 
@@ -265,17 +274,34 @@ std::unique_ptr<QIODevice> ImageVolume::openFile(const QString& windowsPath, con
     const Entry entry = ntfs_->find(windowsPath);
     if (!entry) return refuse(FindingKind::Absent, QString());
     if (isFolder(entry.get())) return refuse(FindingKind::Unreadable, QStringLiteral("not a regular file"));
-    // Unnamed: nothing is left behind in the temporary folder, whatever ends the program.
-    const int fd = ::open(QFile::encodeName(tempFolder_).constData(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
-    if (fd < 0) return refuse(FindingKind::Unreadable, QStringLiteral("no room for it in %1 (%2)").arg(tempFolder_, QString::fromLocal8Bit(std::strerror(errno))));
-    if (!ntfs_->copy(entry.get(), fd)) {
-        ::close(fd);
-        return refuse(FindingKind::Damaged, QStringLiteral("its data cannot be read from the image"));
+    // A file is taken out of the image once: categories that read the same database after one
+    // another (the Firefox ones all open places.sqlite) get the same copy, each with a file
+    // position of its own.
+    const uint64_t reference = NtfsReader::referenceOf(entry.get());
+    int copy = -1;
+    {
+        const std::lock_guard lock(copiesMutex_);
+        if (const auto it = copies_.find(reference); it != copies_.end()) copy = it->second;
     }
+    if (copy < 0) {
+        // Unnamed: nothing is left behind in the temporary folder, whatever ends the program.
+        copy = ::open(QFile::encodeName(tempFolder_).constData(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
+        if (copy < 0) {
+            return refuse(FindingKind::Unreadable,
+                          QStringLiteral("no room for it in %1 (%2)").arg(tempFolder_, QString::fromLocal8Bit(std::strerror(errno))));
+        }
+        if (!ntfs_->copy(entry.get(), copy)) {
+            ::close(copy);
+            return refuse(FindingKind::Damaged, QStringLiteral("its data cannot be read from the image"));
+        }
+        const std::lock_guard lock(copiesMutex_);
+        copies_.emplace(reference, copy);
+    }
+    const int fd = ::open(("/proc/self/fd/" + QByteArray::number(copy)).constData(), O_RDONLY | O_CLOEXEC);
     auto file = std::make_unique<QFile>();
-    if (!file->open(fd, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle)) {
-        ::close(fd);
-        return refuse(FindingKind::Unreadable, file->errorString());
+    if (fd < 0 || !file->open(fd, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle)) {
+        if (fd >= 0) ::close(fd);
+        return refuse(FindingKind::Unreadable, QString::fromLocal8Bit(std::strerror(errno)));
     }
     return file;
 }

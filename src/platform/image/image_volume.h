@@ -8,7 +8,7 @@
 //
 // Readers and the libraries under them (hivex, SQLite, libmsiecf) read local files: a file is
 // handed out as an unnamed temporary file in the private temporary folder holding its bytes,
-// made when it is opened and gone when it is closed.
+// made when it is first opened and kept while the volume is examined.
 #pragma once
 
 #include <QString>
@@ -46,6 +46,9 @@ private:
     std::unique_ptr<NtfsReader> ntfs_;
     QString description_;
     QString tempFolder_;
+    // The files taken out so far, by MFT reference: unnamed temporary files, kept for the run.
+    mutable std::mutex copiesMutex_;
+    mutable std::unordered_map<uint64_t, int> copies_;
 };
 
 // Whether a partition of an image holds a Windows system: Windows\System32\config\SYSTEM, or a
