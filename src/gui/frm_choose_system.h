@@ -1,10 +1,13 @@
-// Chooses the Windows system to examine: the folder standing for C:\ and one of its profiles.
-// The profile list follows the folder; a folder that cannot be examined says why, and OK waits
-// until it can.
+// Chooses the Windows system to examine: the folder standing for C:\, or a disk image, and one of
+// its profiles. The profile list follows the folder or image; one that cannot be examined says
+// why, and OK waits until it can.
 #pragma once
 
 #include <QDialog>
+#include <memory>
+#include <optional>
 
+#include "platform/system/image_source.h"
 #include "platform/system/source.h"
 
 class QComboBox;
@@ -13,6 +16,10 @@ class QLabel;
 class QLineEdit;
 
 namespace kestrova {
+
+// The file dialogs' filter for disk images.
+inline const QString kDiskImageFilter = QStringLiteral(
+    "Disk images (*.E01 *.e01 *.Ex01 *.dd *.raw *.img *.bin *.000 *.001 *.vhd *.vhdx *.vmdk *.qcow2 *.qcow);;All files (*)");
 
 class FrmChooseSystem : public QDialog {
     Q_OBJECT
@@ -29,6 +36,9 @@ public:
 private:
     void refreshProfiles();
     void showProblem();
+    std::optional<QString> problem() const;
+    // The image the path names, opened to list its profiles (nullopt for a folder).
+    std::optional<ImageSource> image_;
 };
 
 }  // namespace kestrova

@@ -47,8 +47,6 @@ constexpr int kDefaultWidth = 14400;
 constexpr int kDefaultHeight = 9600;
 constexpr int kKeyRole = Qt::UserRole;
 const QString kTimeZoneKey = QStringLiteral("TimeZone");
-const QString kDiskImageFilter = QStringLiteral(
-    "Disk images (*.E01 *.e01 *.Ex01 *.dd *.raw *.img *.bin *.000 *.001 *.vhd *.vhdx *.vmdk *.qcow2 *.qcow);;All files (*)");
 
 }  // namespace
 
@@ -426,9 +424,13 @@ void FrmViewer::chooseSystem() {
     const Source chosen = dialog.chosen();
     env_.settings.SaveSetting(kSourceSection, QStringLiteral("Root"), chosen.root);
     env_.settings.SaveSetting(kSourceSection, QStringLiteral("User"), chosen.user);
-    env_.settings.SaveSetting(kSourceSection, QStringLiteral("Image"), QString());
-    env_.select(chooseSource(chosen.root, chosen.user, env_.settings, chosen.root));
-    env_.source.origin = QStringLiteral("kr.ini");
+    env_.settings.SaveSetting(kSourceSection, QStringLiteral("Image"), chosen.image);
+    if (chosen.image.isEmpty()) {
+        env_.select(chooseSource(chosen.root, chosen.user, env_.settings, chosen.root));
+        env_.source.origin = QStringLiteral("kr.ini");
+    } else {
+        env_.select(chosen);
+    }
     systemChanged();
 }
 
