@@ -21,7 +21,7 @@ cmake --build "$dir" -j"$(nproc)" >/dev/null
 # build's own generator, and a few hand-made values).
 seeds="$dir/seeds"
 rm -rf "$seeds"
-mkdir -p "$seeds"/{index_scan,mru,utf8_column,text_file,cookie,ini,registry_path,history_header,cli_escape}
+mkdir -p "$seeds"/{index_scan,mru,utf8_column,text_file,cookie,ini,registry_path,history_header,cli_escape,partitions}
 sample="$(mktemp -d)"
 trap 'rm -rf "$sample"' EXIT
 "$release/bin/kestrova-mksample" "$sample" >/dev/null
@@ -40,7 +40,27 @@ printf 'a\tb\\c\nd\0e,"f"\xe9' > "$seeds/cli_escape/specials"
 printf '\0C\0:\0\\\0U\0s\0e\0r\0s\0\0\0' > "$seeds/mru/en-utf16"
 printf '\1\x82\xa0\x82\xa2\0\0' > "$seeds/mru/jan-sjis"
 printf '\2\x14\0\x1f\x50\xe0\x4f\xd0\x20\xea\x3a\x69\x10\xa2\xd8\x08\x00\x2b\x30\x30\x9d\0\0' > "$seeds/mru/asia-item"
+# Partition tables: the first 64 KiB of real disks, and tables written here.
+python3 - "$seeds/partitions" <<'PY'
+import struct, sys
+out = sys.argv[1]
+def mbr(entries):
+    b = bytearray(512)
+    for i, (t, start, count) in enumerate(entries):
+        struct.pack_into('<B3xII', b, 446 + 16 * i + 4, t, start, count)
+    b[510:512] = b'\x55\xaa'
+    return b
+disk = mbr([(0x07, 1, 20), (0x0f, 24, 40)]) + bytes(512 * 23) + mbr([(0x83, 1, 8), (0x05, 16, 16)]) + bytes(512 * 40)
+open(out + '/mbr-extended', 'wb').write(disk)
+gpt = mbr([(0xee, 1, 100)]) + b'EFI PART' + bytes(64) + struct.pack('<QII', 2, 4, 128) + bytes(512 - 88) + bytes(512 * 4)
+open(out + '/gpt', 'wb').write(gpt)
+ntfs = bytearray(1024); ntfs[3:11] = b'NTFS    '; ntfs[510:512] = b'\x55\xaa'
+open(out + '/bare-ntfs', 'wb').write(ntfs)
+PY
 if [ -d "$realdata" ]; then
+  for f in "$realdata"/images/tsk_volume_system.raw "$realdata"/images/ext2.splitraw.000; do
+    [ -f "$f" ] && head -c 65536 "$f" > "$seeds/partitions/real-$((n++))"
+  done
   for f in "$realdata"/History.IE5-index.dat "$realdata"/Content.IE5-index.dat; do
     [ -f "$f" ] && seed index_scan "$f" && { printf '\0\x80\0\0\0\0\0\0'; cat "$f"; } > "$seeds/history_header/real-$n"
   done

@@ -14,6 +14,7 @@ packages=(
   ntfs-3g qemu-utils ewf-tools     # image fixtures at test time: mkntfs/ntfs-3g, qemu-img, ewfacquire
   libgtest-dev
   clang libclang-rt-14-dev         # libFuzzer harnesses (scripts/fuzz.sh), with ASan and UBSan
+  python3                          # writes a few of the fuzzing seeds
   xvfb xauth                       # a real display for screenshots and the GUI under CI
   xdg-utils                        # xdg-open, the desktop's "open" action
 )
