@@ -201,21 +201,18 @@ bool sourceUsable(const Environment& env, QTextStream& out) {
 
 // The image: its container, what it records of its acquisition, its partitions.
 void describeImage(const ImageSource& image, QTextStream& out) {
-    if (!image.disk) return;
-    out << "image: " << image.disk->files().join(QStringLiteral(", ")) << '\n'
-        << "container: " << image.disk->format() << ", " << image.disk->size() << " bytes\n";
-    for (const auto& [name, value] : image.disk->metadata()) out << "  " << name << ": " << value << '\n';
-    for (const Partition& p : image.partitions) {
-        const bool windows = std::find(image.windows.begin(), image.windows.end(), p.number) != image.windows.end();
+    const ImageSummary& s = image.summary();
+    if (s.format.isEmpty()) return;
+    out << "image: " << s.files.join(QStringLiteral(", ")) << '\n' << "container: " << s.format << ", " << s.size << " bytes\n";
+    for (const auto& [name, value] : s.metadata) out << "  " << name << ": " << value << '\n';
+    for (const Partition& p : s.partitions) {
+        const bool windows = std::find(s.windows.begin(), s.windows.end(), p.number) != s.windows.end();
         out << "partition " << p.number << ": " << p.scheme << (p.type.isEmpty() ? QString() : QLatin1Char(' ') + p.type)
             << (p.name.isEmpty() ? QString() : QStringLiteral(" \"%1\"").arg(p.name)) << ", offset " << p.offset << ", "
             << p.size << " bytes, " << (p.fileSystem.isEmpty() ? QStringLiteral("unknown file system") : p.fileSystem);
-        if (image.volume && p.number == image.chosen) {
-            const QString label = image.volume->label();
-            if (!label.isEmpty()) out << ", label \"" << label << '"';
-        }
+        if (p.number == s.chosen && !s.label.isEmpty()) out << ", label \"" << s.label << '"';
         if (windows) out << ", Windows";
-        if (p.number == image.chosen) out << " (examined)";
+        if (p.number == s.chosen) out << " (examined)";
         out << '\n';
     }
 }

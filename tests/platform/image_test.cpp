@@ -3,6 +3,7 @@
 // the same volume shows as a folder (an ntfs-3g mount of it), and stay unchanged.
 #include <QCryptographicHash>
 #include <QProcess>
+#include <csignal>
 #include <gtest/gtest.h>
 
 #include "mksample/sample_system.h"
@@ -281,6 +282,24 @@ TEST_F(WindowsImages, NamesInAnyScriptAreFoundInAnyCase) {
     Findings findings;
     EXPECT_FALSE(image.volume->openFile("C:\\Users\\alice", "folder", &findings));
     EXPECT_EQ(findings.all().front().text(), "folder C:\\Users\\alice: unreadable: not a regular file");
+}
+
+// The image is read by a child process of its own: whatever ends it (here a kill, as a crash in a
+// container or file system library would), the program goes on and says why.
+TEST_F(WindowsImages, AReaderThatDiesLeavesTheProgramRunningAndSaysWhy) {
+    const ImageSource image = openImageSource(dir_.filePath("windows.ntfs"), 0, dir_.path());
+    ASSERT_TRUE(image.volume) << image.problem.toStdString();
+    Findings findings;
+    EXPECT_TRUE(image.volume->openFile("C:\\Users\\alice\\NTUSER.DAT", "user hive", &findings));
+    ASSERT_GT(image.server->pid(), 0);
+    ::kill(image.server->pid(), SIGKILL);
+    EXPECT_FALSE(image.volume->openFile("C:\\Windows\\System32\\config\\SYSTEM", "SYSTEM hive", &findings));
+    EXPECT_TRUE(image.volume->list("C:\\Users", &findings).empty());
+    ASSERT_EQ(findings.all().size(), 2u);
+    EXPECT_EQ(findings.all()[0].text(), "SYSTEM hive C:\\Windows\\System32\\config\\SYSTEM: damaged: the image's reader was killed "
+                                        "(it may have run out of memory)");
+    EXPECT_EQ(findings.all()[1].text(), "folder C:\\Users: damaged: the image's reader was killed (it may have run out of memory)");
+    EXPECT_FALSE(image.volume->exists("C:\\Users"));
 }
 
 }  // namespace

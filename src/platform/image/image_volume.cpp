@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include "core/common/text.h"
+#include "platform/image/image_server.h"
 
 namespace kestrova {
 namespace {
@@ -323,6 +324,104 @@ std::optional<QString> ImageVolume::localPath(const QString& windowsPath) const 
     const int fd = ::open(toFileNameBytes(local).constData(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
     if (fd < 0) return std::nullopt;
     const bool copied = ntfs_->copy(entry.get(), fd);
+    ::close(fd);
+    return copied ? std::optional<QString>(local) : std::nullopt;
+}
+
+std::optional<quint64> ImageVolume::referenceOf(const QString& windowsPath, bool* folder) const {
+    const Entry entry = ntfs_->find(windowsPath);
+    if (!entry) return std::nullopt;
+    *folder = isFolder(entry.get());
+    return NtfsReader::referenceOf(entry.get());
+}
+
+std::vector<DirEntry> ImageVolume::listFolder(const QString& windowsPath, bool* found) const { return ntfs_->list(windowsPath, found); }
+
+bool ImageVolume::copyTo(const QString& windowsPath, int fd) const {
+    const Entry entry = ntfs_->find(windowsPath);
+    return entry && !isFolder(entry.get()) && ntfs_->copy(entry.get(), fd);
+}
+
+ServedVolume::ServedVolume(std::shared_ptr<ImageServer> server, QString description, QString tempFolder)
+    : server_(std::move(server)), description_(std::move(description)), tempFolder_(std::move(tempFolder)) {}
+
+ServedVolume::~ServedVolume() {
+    for (const auto& [reference, fd] : copies_) ::close(fd);
+}
+
+QString ServedVolume::label() const { return server_->summary().label; }
+
+bool ServedVolume::exists(const QString& windowsPath) const {
+    const auto stat = server_->stat(windowsPath);
+    return stat && stat->exists;
+}
+
+std::unique_ptr<QIODevice> ServedVolume::openFile(const QString& windowsPath, const QString& label, Findings* findings) const {
+    const QString what = label + QLatin1Char(' ') + windowsPath;
+    const auto refuse = [&](FindingKind kind, const QString& why) -> std::unique_ptr<QIODevice> {
+        if (findings) findings->note(kind, what, why);
+        return nullptr;
+    };
+    const auto stat = server_->stat(windowsPath);
+    if (!stat) return refuse(FindingKind::Damaged, QStringLiteral("the image's reader %1").arg(server_->failure()));
+    if (!stat->exists) return refuse(FindingKind::Absent, QString());
+    if (stat->folder) return refuse(FindingKind::Unreadable, QStringLiteral("not a regular file"));
+    // A file is taken out of the image once: categories that read the same database after one
+    // another (the Firefox ones all open places.sqlite) get the same copy, each with a file
+    // position of its own.
+    int copy = -1;
+    {
+        const std::lock_guard lock(copiesMutex_);
+        if (const auto it = copies_.find(stat->reference); it != copies_.end()) copy = it->second;
+    }
+    if (copy < 0) {
+        // Unnamed: nothing is left behind in the temporary folder, whatever ends the program.
+        copy = ::open(QFile::encodeName(tempFolder_).constData(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
+        if (copy < 0) {
+            return refuse(FindingKind::Unreadable,
+                          QStringLiteral("no room for it in %1 (%2)").arg(tempFolder_, QString::fromLocal8Bit(std::strerror(errno))));
+        }
+        QString why;
+        if (!server_->copy(windowsPath, copy, &why)) {
+            ::close(copy);
+            return refuse(FindingKind::Damaged, why);
+        }
+        const std::lock_guard lock(copiesMutex_);
+        copies_.emplace(stat->reference, copy);
+    }
+    const int fd = ::open(("/proc/self/fd/" + QByteArray::number(copy)).constData(), O_RDONLY | O_CLOEXEC);
+    auto file = std::make_unique<QFile>();
+    if (fd < 0 || !file->open(fd, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle)) {
+        if (fd >= 0) ::close(fd);
+        return refuse(FindingKind::Unreadable, QString::fromLocal8Bit(std::strerror(errno)));
+    }
+    return file;
+}
+
+std::vector<DirEntry> ServedVolume::list(const QString& windowsFolder, Findings* findings) const {
+    bool found = false;
+    const auto entries = server_->list(windowsFolder, &found);
+    if (!entries) {
+        if (findings) {
+            findings->note(FindingKind::Damaged, QStringLiteral("folder ") + windowsFolder,
+                           QStringLiteral("the image's reader %1").arg(server_->failure()));
+        }
+        return {};
+    }
+    if (!found && findings) findings->note(FindingKind::Absent, QStringLiteral("folder ") + windowsFolder);
+    return *entries;
+}
+
+std::optional<QString> ServedVolume::localPath(const QString& windowsPath) const {
+    const auto stat = server_->stat(windowsPath);
+    if (!stat || !stat->exists || stat->folder) return std::nullopt;
+    // Taken out under its own name, for the desktop to open; removed with the temporary folder.
+    QDir().mkpath(tempFolder_ + QStringLiteral("/opened"));
+    const QString local = tempFolder_ + QStringLiteral("/opened/") + windowsPath.section(QLatin1Char('\\'), -1);
+    const int fd = ::open(toFileNameBytes(local).constData(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+    if (fd < 0) return std::nullopt;
+    QString why;
+    const bool copied = server_->copy(windowsPath, fd, &why);
     ::close(fd);
     return copied ? std::optional<QString>(local) : std::nullopt;
 }

@@ -64,7 +64,7 @@ void Environment::setFolderPicker(FolderPickerFn picker) {
 std::optional<QString> Environment::problem() const {
     if (!image) return sourceProblem(source);
     if (!image->problem.isEmpty()) return image->problem;
-    return profileProblem(*image->volume, QStringLiteral("%1, partition %2").arg(source.image).arg(image->chosen), source.user);
+    return profileProblem(*image->volume, QStringLiteral("%1, partition %2").arg(source.image).arg(image->summary().chosen), source.user);
 }
 
 }  // namespace kestrova

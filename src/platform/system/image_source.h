@@ -7,19 +7,18 @@
 #include <memory>
 #include <vector>
 
-#include "platform/image/disk_image.h"
+#include "platform/image/image_server.h"
 #include "platform/image/image_volume.h"
-#include "platform/image/partitions.h"
 
 namespace kestrova {
 
+// The image is read by a child process of its own (platform/image/image_server.h): what it found
+// when it opened the image, and the partition it serves as the examined volume.
 struct ImageSource {
-    std::shared_ptr<DiskImage> disk;
-    std::vector<Partition> partitions;
-    int chosen = 0;                        // the partition examined, from 1; 0 when none is
-    std::shared_ptr<ImageVolume> volume;   // its file system
-    std::vector<int> windows;              // the partitions that hold a Windows system
+    std::shared_ptr<ImageServer> server;
+    std::shared_ptr<ServedVolume> volume;  // the partition examined; nullptr when none is
     QString problem;                       // why none can be examined, in the user's words
+    const ImageSummary& summary() const { return server->summary(); }
 };
 
 // partition: from 1, or 0 for the one that holds Windows. tempFolder: where files taken out of

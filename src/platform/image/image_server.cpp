@@ -1,0 +1,373 @@
+#include "platform/image/image_server.h"
+
+#include <QDataStream>
+#include <QElapsedTimer>
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <poll.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "platform/image/disk_image.h"
+#include "platform/image/image_volume.h"
+
+namespace kestrova {
+namespace {
+
+// Requests, one byte each, then their arguments (QDataStream).
+enum Op : quint8 { OpStat = 1, OpList = 2, OpCopy = 3 };
+
+// How long one request may take: a copy of a large file from a compressed image takes a while,
+// a loop in a damaged file system forever.
+constexpr int kRequestSeconds = 300;
+
+#if defined(__SANITIZE_ADDRESS__)
+constexpr bool kAddressLimitWorks = false;  // AddressSanitizer reserves terabytes of shadow memory
+#else
+constexpr bool kAddressLimitWorks = true;
+#endif
+constexpr rlim_t kChildMemory = rlim_t{4} << 30;
+
+// A frame on the socket: its length (4 bytes, host order) and its bytes, with a file descriptor
+// riding along on the first byte where one is passed.
+bool sendFrame(int socket, const QByteArray& payload, int fd = -1) {
+    QByteArray frame(4, '\0');
+    const auto size = static_cast<quint32>(payload.size());
+    std::memcpy(frame.data(), &size, 4);
+    frame += payload;
+    const char* at = frame.constData();
+    size_t left = static_cast<size_t>(frame.size());
+    bool first = true;
+    while (left > 0) {
+        iovec io{const_cast<char*>(at), left};
+        msghdr message{};
+        message.msg_iov = &io;
+        message.msg_iovlen = 1;
+        alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int))] = {};
+        if (first && fd >= 0) {
+            message.msg_control = control;
+            message.msg_controllen = sizeof control;
+            cmsghdr* header = CMSG_FIRSTHDR(&message);
+            header->cmsg_level = SOL_SOCKET;
+            header->cmsg_type = SCM_RIGHTS;
+            header->cmsg_len = CMSG_LEN(sizeof(int));
+            std::memcpy(CMSG_DATA(header), &fd, sizeof(int));
+        }
+        const ssize_t sent = ::sendmsg(socket, &message, MSG_NOSIGNAL);
+        if (sent < 0) {
+            if (errno == EINTR) continue;
+            return false;
+        }
+        first = false;
+        at += sent;
+        left -= static_cast<size_t>(sent);
+    }
+    return true;
+}
+
+// Receives one frame; false at the end of the stream, on an error or when `deadline` (ms, -1:
+// none) passes. *fd gets a descriptor that came with it (-1 when none).
+bool receiveFrame(int socket, QByteArray* payload, int* fd, qint64 deadlineMs, bool* timedOut) {
+    QElapsedTimer clock;
+    clock.start();
+    QByteArray bytes;
+    qsizetype want = 4;
+    if (fd) *fd = -1;
+    while (bytes.size() < want) {
+        if (deadlineMs >= 0) {
+            const qint64 left = deadlineMs - clock.elapsed();
+            pollfd watch{socket, POLLIN, 0};
+            const int ready = left > 0 ? ::poll(&watch, 1, static_cast<int>(std::min<qint64>(left, 1000))) : 0;
+            if (ready < 0 && errno == EINTR) continue;
+            if (ready == 0) {
+                if (clock.elapsed() < deadlineMs) continue;
+                if (timedOut) *timedOut = true;
+                return false;
+            }
+        }
+        char buffer[65536];
+        iovec io{buffer, static_cast<size_t>(std::min<qsizetype>(sizeof buffer, want - bytes.size()))};
+        msghdr message{};
+        message.msg_iov = &io;
+        message.msg_iovlen = 1;
+        alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int))] = {};
+        message.msg_control = control;
+        message.msg_controllen = sizeof control;
+        const ssize_t got = ::recvmsg(socket, &message, MSG_CMSG_CLOEXEC);
+        if (got < 0 && errno == EINTR) continue;
+        if (got <= 0) return false;
+        for (cmsghdr* header = CMSG_FIRSTHDR(&message); header; header = CMSG_NXTHDR(&message, header)) {
+            if (header->cmsg_level == SOL_SOCKET && header->cmsg_type == SCM_RIGHTS && fd) std::memcpy(fd, CMSG_DATA(header), sizeof(int));
+        }
+        bytes.append(buffer, got);
+        if (want == 4 && bytes.size() >= 4) {
+            quint32 size = 0;
+            std::memcpy(&size, bytes.constData(), 4);
+            if (size > (256u << 20)) return false;  // no answer of ours is that large
+            want = 4 + static_cast<qsizetype>(size);
+        }
+    }
+    *payload = bytes.mid(4);
+    return true;
+}
+
+QDataStream& operator<<(QDataStream& out, const Partition& p) {
+    return out << p.number << quint64(p.offset) << quint64(p.size) << p.scheme << p.type << p.name << p.fileSystem << p.reservedOrEfi;
+}
+QDataStream& operator>>(QDataStream& in, Partition& p) {
+    quint64 offset = 0, size = 0;
+    in >> p.number >> offset >> size >> p.scheme >> p.type >> p.name >> p.fileSystem >> p.reservedOrEfi;
+    p.offset = offset;
+    p.size = size;
+    return in;
+}
+
+// --- the child ------------------------------------------------------------------------------------
+
+[[noreturn]] void serve(int socket, const QString& path, int partition) {
+    ::signal(SIGPIPE, SIG_IGN);
+    for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT}) std::signal(fault, SIG_DFL);
+    const rlimit noCore{0, 0};
+    ::setrlimit(RLIMIT_CORE, &noCore);
+    if (kAddressLimitWorks) {
+        const rlimit memory{kChildMemory, kChildMemory};
+        ::setrlimit(RLIMIT_AS, &memory);
+    }
+    ImageSummary summary;
+    std::unique_ptr<ImageVolume> served;
+    QString why;
+    std::shared_ptr<DiskImage> disk = DiskImage::open(path, &why);
+    if (!disk) {
+        summary.problem = why;
+    } else {
+        summary.format = disk->format();
+        summary.size = disk->size();
+        summary.files = disk->files();
+        summary.metadata = disk->metadata();
+        summary.partitions = listPartitions(*disk);
+        QStringList refused;
+        for (const Partition& p : summary.partitions) {
+            const bool ntfs = p.fileSystem == QLatin1String("NTFS") || p.fileSystem == QLatin1String("BitLocker");
+            if (partition > 0 ? p.number != partition : (p.reservedOrEfi || !ntfs)) continue;
+            auto volume = ImageVolume::open(disk, p, path, QString(), &why);
+            if (!volume) {
+                refused << why;
+                continue;
+            }
+            const bool windows = holdsWindows(*volume);
+            if (windows) summary.windows.push_back(p.number);
+            if (!served && (windows || partition > 0)) {
+                summary.chosen = p.number;
+                summary.label = volume->label();
+                served = std::move(volume);
+            }
+        }
+        if (summary.partitions.empty()) {
+            summary.problem = QStringLiteral("%1 holds no partition table and no file system this program knows").arg(path);
+        } else if (partition > 0 && !served) {
+            summary.problem = refused.isEmpty() ? QStringLiteral("%1 has no partition %2").arg(path).arg(partition)
+                                                : QStringLiteral("%1: %2").arg(path, refused.join(QStringLiteral("; ")));
+        } else if (!served) {
+            summary.problem = QStringLiteral("no partition of %1 holds a Windows system%2; name one with --partition")
+                                  .arg(path, refused.isEmpty() ? QString()
+                                                               : QStringLiteral(" (") + refused.join(QStringLiteral("; ")) + QLatin1Char(')'));
+        }
+    }
+    {
+        QByteArray reply;
+        QDataStream out(&reply, QIODevice::WriteOnly);
+        out << summary.format << summary.size << summary.files << quint32(summary.metadata.size());
+        for (const auto& [name, value] : summary.metadata) out << name << value;
+        out << quint32(summary.partitions.size());
+        for (const Partition& p : summary.partitions) out << p;
+        out << quint32(summary.windows.size());
+        for (const int w : summary.windows) out << w;
+        out << summary.chosen << summary.label << summary.problem;
+        if (!sendFrame(socket, reply)) ::_exit(0);
+    }
+    for (;;) {
+        QByteArray request;
+        int fd = -1;
+        if (!receiveFrame(socket, &request, &fd, -1, nullptr)) ::_exit(0);  // the program is done
+        QDataStream in(request);
+        quint8 op = 0;
+        QString windowsPath;
+        in >> op >> windowsPath;
+        QByteArray reply;
+        QDataStream out(&reply, QIODevice::WriteOnly);
+        if (!served) {
+            out << false;
+        } else if (op == OpStat) {
+            bool folder = false;
+            const auto reference = served->referenceOf(windowsPath, &folder);
+            out << reference.has_value() << folder << quint64(reference.value_or(0));
+        } else if (op == OpList) {
+            bool found = false;
+            const std::vector<DirEntry> entries = served->listFolder(windowsPath, &found);
+            out << found << quint32(entries.size());
+            for (const DirEntry& e : entries) out << e.name << e.attributes;
+        } else if (op == OpCopy) {
+            out << (fd >= 0 && served->copyTo(windowsPath, fd));
+        }
+        if (fd >= 0) ::close(fd);
+        if (!sendFrame(socket, reply)) ::_exit(0);
+    }
+}
+
+QString describe(int status) {
+    if (WIFEXITED(status)) return QStringLiteral("stopped with status %1").arg(WEXITSTATUS(status));
+    if (WIFSIGNALED(status)) {
+        if (WTERMSIG(status) == SIGKILL) return QStringLiteral("was killed (it may have run out of memory)");
+        return QStringLiteral("crashed (%1)").arg(QString::fromLocal8Bit(::strsignal(WTERMSIG(status))));
+    }
+    return QStringLiteral("ended");
+}
+
+}  // namespace
+
+std::shared_ptr<ImageServer> ImageServer::start(const QString& path, int partition) {
+    auto server = std::shared_ptr<ImageServer>(new ImageServer);
+    int pair[2];
+    if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, pair) != 0) {
+        server->summary_.problem = QStringLiteral("%1 cannot be read: %2").arg(path, QString::fromLocal8Bit(std::strerror(errno)));
+        return server;
+    }
+    std::fflush(nullptr);
+    const pid_t pid = ::fork();
+    if (pid == 0) {
+        ::close(pair[0]);
+        serve(pair[1], path, partition);
+    }
+    ::close(pair[1]);
+    server->socket_ = pair[0];
+    server->pid_ = pid;
+    if (pid < 0) {
+        server->summary_.problem = QStringLiteral("%1 cannot be read: %2").arg(path, QString::fromLocal8Bit(std::strerror(errno)));
+        return server;
+    }
+    QByteArray reply;
+    bool timedOut = false;
+    if (!receiveFrame(server->socket_, &reply, nullptr, qint64{kRequestSeconds} * 1000, &timedOut)) {
+        server->fail(timedOut ? QStringLiteral("took longer than %1 s").arg(kRequestSeconds) : QString());
+        server->summary_.problem = QStringLiteral("%1 cannot be read as a disk image: its reader %2").arg(path, server->failure());
+        return server;
+    }
+    QDataStream in(reply);
+    ImageSummary& s = server->summary_;
+    quint32 count = 0;
+    in >> s.format >> s.size >> s.files >> count;
+    for (quint32 i = 0; i < count && !in.atEnd(); ++i) {
+        QString name, value;
+        in >> name >> value;
+        s.metadata.emplace_back(name, value);
+    }
+    in >> count;
+    for (quint32 i = 0; i < count && !in.atEnd(); ++i) {
+        Partition p;
+        in >> p;
+        s.partitions.push_back(p);
+    }
+    in >> count;
+    for (quint32 i = 0; i < count && !in.atEnd(); ++i) {
+        int w = 0;
+        in >> w;
+        s.windows.push_back(w);
+    }
+    in >> s.chosen >> s.label >> s.problem;
+    return server;
+}
+
+ImageServer::~ImageServer() {
+    if (socket_ >= 0) ::close(socket_);  // the child ends at the end of its stream
+    if (pid_ > 0) {
+        int status = 0;
+        while (::waitpid(pid_, &status, 0) < 0 && errno == EINTR) {
+        }
+    }
+}
+
+QString ImageServer::failure() const { return failure_; }
+
+void ImageServer::fail(const QString& why) {
+    if (!failure_.isEmpty()) return;
+    if (pid_ > 0) {
+        ::kill(pid_, SIGKILL);
+        int status = 0;
+        while (::waitpid(pid_, &status, 0) < 0 && errno == EINTR) {
+        }
+        failure_ = why.isEmpty() ? describe(status) : why;
+        pid_ = -1;
+    } else {
+        failure_ = why.isEmpty() ? QStringLiteral("is not running") : why;
+    }
+}
+
+std::optional<QByteArray> ImageServer::request(const QByteArray& message, int fd) {
+    if (!failure_.isEmpty()) return std::nullopt;
+    QByteArray reply;
+    bool timedOut = false;
+    if (!sendFrame(socket_, message, fd) || !receiveFrame(socket_, &reply, nullptr, qint64{kRequestSeconds} * 1000, &timedOut)) {
+        // Gone or stuck: whatever it was doing, it does no more. Its status says which.
+        if (timedOut) {
+            fail(QStringLiteral("took longer than %1 s").arg(kRequestSeconds));
+        } else {
+            int status = 0;
+            while (::waitpid(pid_, &status, 0) < 0 && errno == EINTR) {
+            }
+            failure_ = describe(status);
+            pid_ = -1;
+        }
+        return std::nullopt;
+    }
+    return reply;
+}
+
+std::optional<ImageServer::Stat> ImageServer::stat(const QString& windowsPath) {
+    const std::lock_guard lock(mutex_);
+    QByteArray message;
+    QDataStream(&message, QIODevice::WriteOnly) << quint8(OpStat) << windowsPath;
+    const auto reply = request(message);
+    if (!reply) return std::nullopt;
+    ImageServer::Stat stat;
+    QDataStream(*reply) >> stat.exists >> stat.folder >> stat.reference;
+    return stat;
+}
+
+std::optional<std::vector<DirEntry>> ImageServer::list(const QString& windowsPath, bool* found) {
+    const std::lock_guard lock(mutex_);
+    QByteArray message;
+    QDataStream(&message, QIODevice::WriteOnly) << quint8(OpList) << windowsPath;
+    const auto reply = request(message);
+    if (!reply) return std::nullopt;
+    QDataStream in(*reply);
+    quint32 count = 0;
+    in >> *found >> count;
+    std::vector<DirEntry> entries;
+    for (quint32 i = 0; i < count && !in.atEnd(); ++i) {
+        DirEntry e;
+        in >> e.name >> e.attributes;
+        entries.push_back(e);
+    }
+    return entries;
+}
+
+bool ImageServer::copy(const QString& windowsPath, int fd, QString* why) {
+    const std::lock_guard lock(mutex_);
+    QByteArray message;
+    QDataStream(&message, QIODevice::WriteOnly) << quint8(OpCopy) << windowsPath;
+    const auto reply = request(message, fd);
+    if (!reply) {
+        *why = QStringLiteral("the image's reader %1").arg(failure_);
+        return false;
+    }
+    bool copied = false;
+    QDataStream(*reply) >> copied;
+    if (!copied) *why = QStringLiteral("its data cannot be read from the image");
+    return copied;
+}
+
+}  // namespace kestrova

@@ -1,0 +1,73 @@
+// A disk image read in a child process of its own. The container libraries (libewf, libvhdi,
+// libvmdk, libqcow) and libfsntfs parse bytes of the evidence and are older than their own
+// fuzzing fixes: a crafted image may crash them, exhaust memory or loop. So the image is opened,
+// its partitions listed and its NTFS file system read by a child process with a memory limit and
+// no core dump, which answers the program's requests (does a path exist, list a folder, copy a
+// file into a file the program hands it) over a socket. A request that finds the child gone, or
+// that it does not answer in time, fails with the reason; the program goes on, and everything
+// read before stays.
+#pragma once
+
+#include <QString>
+#include <QStringList>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <sys/types.h>
+#include <utility>
+#include <vector>
+
+#include "core/system/analysed_system.h"
+#include "platform/image/partitions.h"
+
+namespace kestrova {
+
+// What the child found when it opened the image.
+struct ImageSummary {
+    QString format;                                   // "EWF", "VHDX", "raw (split)" ...
+    quint64 size = 0;                                 // the disk's size in bytes
+    QStringList files;                                // segments, extents
+    std::vector<std::pair<QString, QString>> metadata;  // EWF's acquisition data
+    std::vector<Partition> partitions;
+    std::vector<int> windows;                         // the partitions that hold Windows
+    int chosen = 0;                                   // the partition served, 0 when none
+    QString label;                                    // its volume label
+    QString problem;                                  // why none is served, in the user's words
+};
+
+class ImageServer {
+public:
+    // Starts the child on the image: partition from 1, or 0 for the one that holds Windows.
+    static std::shared_ptr<ImageServer> start(const QString& path, int partition);
+    ~ImageServer();
+
+    const ImageSummary& summary() const { return summary_; }
+    // Why the child no longer answers ("" while it does).
+    QString failure() const;
+    pid_t pid() const { return pid_; }
+
+    // Requests on the served partition; nullopt when the child did not answer (failure() says why).
+    struct Stat {
+        bool exists = false;
+        bool folder = false;
+        quint64 reference = 0;  // the MFT reference: one file under every spelling of its path
+    };
+    std::optional<Stat> stat(const QString& windowsPath);
+    // The folder's entries; nullopt when it did not answer; found false when there is no folder.
+    std::optional<std::vector<DirEntry>> list(const QString& windowsPath, bool* found);
+    // Copies a file's bytes into fd (a file of this process); false with the reason.
+    bool copy(const QString& windowsPath, int fd, QString* why);
+
+private:
+    ImageServer() = default;
+    std::optional<QByteArray> request(const QByteArray& message, int fd = -1);
+    void fail(const QString& why);
+
+    std::mutex mutex_;  // one request at a time
+    int socket_ = -1;
+    pid_t pid_ = -1;
+    ImageSummary summary_;
+    QString failure_;
+};
+
+}  // namespace kestrova
