@@ -188,7 +188,7 @@ public:
         const std::lock_guard lock(mutex_);
         size64_t size = 0;
         if (libfsntfs_file_entry_get_size(entry, &size, nullptr) != 1) return false;
-        std::vector<uint8_t> buffer(1 << 20);
+        std::vector<uint8_t> buffer(4 << 20);
         for (uint64_t at = 0; at < size;) {
             const size_t want = static_cast<size_t>(std::min<uint64_t>(buffer.size(), size - at));
             const ssize_t got = libfsntfs_file_entry_read_buffer_at_offset(entry, buffer.data(), want, static_cast<off64_t>(at), nullptr);
