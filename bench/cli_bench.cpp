@@ -23,56 +23,14 @@
 #include <vector>
 
 #include "browsers/browser_data.h"
+#include "process_run.h"
 #include "index_file.h"
 #include "msiecf/cache_file_writer.h"
 #include "mksample/sample_system.h"
 
-extern char** environ;
-
 namespace {
 
 using namespace kestrova;
-
-struct Run {
-    double seconds = 1e9;
-    long peakKiB = 0;
-};
-
-// Runs a program with its output to /dev/null; its time from start to exit and its peak memory.
-Run run(const std::vector<QByteArray>& args) {
-    std::vector<char*> argv;
-    for (const QByteArray& a : args) argv.push_back(const_cast<char*>(a.constData()));
-    argv.push_back(nullptr);
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
-    QElapsedTimer timer;
-    timer.start();
-    pid_t pid = 0;
-    Run result;
-    if (posix_spawnp(&pid, argv[0], &actions, nullptr, argv.data(), environ) != 0) {
-        std::fprintf(stderr, "cannot start %s\n", argv[0]);
-        return result;
-    }
-    int status = 0;
-    rusage usage{};
-    ::wait4(pid, &status, 0, &usage);
-    result.seconds = timer.nsecsElapsed() / 1e9;
-    result.peakKiB = usage.ru_maxrss;
-    posix_spawn_file_actions_destroy(&actions);
-    if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) std::fprintf(stderr, "%s failed (status %d)\n", argv[0], status);
-    return result;
-}
-
-Run best(const std::vector<QByteArray>& args) {
-    Run b;
-    for (int round = 0; round < 3; ++round) {
-        const Run r = run(args);
-        b.seconds = std::min(b.seconds, r.seconds);
-        b.peakKiB = std::max(b.peakKiB, r.peakKiB);
-    }
-    return b;
-}
 
 }  // namespace
 
@@ -129,9 +87,9 @@ int main(int argc, char** argv) {
         {"a1", "msiecfexport", {"msiecfexport", QFile::encodeName(historyIndex)}, kestrova({"rows", "a1"}), 0},
     };
     for (const Case& c : cases) {
-        run(c.referenceArgs);  // the file into the page cache, for both
-        const Run reference = best(c.referenceArgs);
-        const Run measured = best(c.cliArgs);
+        bench::runProcess(c.referenceArgs);  // the file into the page cache, for both
+        const bench::ProcessRun reference = bench::bestOfThree(c.referenceArgs);
+        const bench::ProcessRun measured = bench::bestOfThree(c.cliArgs);
         std::printf("%s: %s %.3f s, kestrova-cli rows %s %.3f s (peak %ld KiB)\n", c.key, c.reference, reference.seconds, c.key,
                     measured.seconds, measured.peakKiB);
         if (c.target > 0) {

@@ -18,39 +18,16 @@
 #include <sys/wait.h>
 #include <vector>
 
+#include "process_run.h"
 #include "browsers/browser_data.h"
 #include "mksample/sample_system.h"
 #include "../tests/support/image_fixture.h"
-
-extern char** environ;
 
 namespace {
 
 using namespace kestrova;
 
-double run(const std::vector<QByteArray>& args) {
-    std::vector<char*> argv;
-    for (const QByteArray& a : args) argv.push_back(const_cast<char*>(a.constData()));
-    argv.push_back(nullptr);
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
-    QElapsedTimer timer;
-    timer.start();
-    pid_t pid = 0;
-    if (posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), environ) != 0) return 1e9;
-    int status = 0;
-    ::waitpid(pid, &status, 0);
-    posix_spawn_file_actions_destroy(&actions);
-    if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) std::fprintf(stderr, "%s failed\n", argv[0]);
-    return timer.nsecsElapsed() / 1e9;
-}
-
-double best(const std::vector<QByteArray>& args) {
-    double b = 1e9;
-    for (int round = 0; round < 3; ++round) b = std::min(b, run(args));
-    return b;
-}
+double best(const std::vector<QByteArray>& args) { return bench::bestOfThree(args).seconds; }
 
 }  // namespace
 
@@ -81,8 +58,8 @@ int main(int argc, char** argv) {
         for (const QString& k : rows) a.push_back(k.toLatin1());
         return a;
     };
-    run(args("--root", tree, keys));  // both into the page cache
-    run(args("--image", image, keys));
+    bench::runProcess(args("--root", tree, keys));  // both into the page cache
+    bench::runProcess(args("--image", image, keys));
     const double folderAll = best(args("--root", tree, keys));
     const double imageAll = best(args("--image", image, keys));
     const double folderD1 = best(args("--root", tree, {"d1"}));

@@ -53,6 +53,16 @@ private:
         std::unique_ptr<FrmViewer> window;
     };
 
+    // Accepts the message box the next command shows, keeping its text.
+    static void acceptNextMessageBox(QString* said) {
+        QTimer::singleShot(0, [said] {
+            if (auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget())) {
+                *said = box->text();
+                box->accept();
+            }
+        });
+    }
+
     std::unique_ptr<World> makeWorld() {
         auto world = std::make_unique<World>();
         tools::HiveBuilder user = tools::sampleUserHive();
@@ -546,12 +556,7 @@ private slots:
         QFile(out.filePath("a-file")).open(QIODevice::WriteOnly);
         report.Text1->setText(out.filePath("a-file/r.htm"));  // under a file: no folder can be made there
         QString said;
-        QTimer::singleShot(0, [&] {
-            auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
-            if (!box) return;
-            said = box->text();
-            box->accept();
-        });
+        acceptNextMessageBox(&said);
         const int opened = w->desktop->opened.size();
         report.Command1->click();
         QVERIFY2(said.startsWith("The report cannot be written to " + out.filePath("a-file/r.htm")), qPrintable(said));
@@ -588,12 +593,7 @@ private slots:
             return text.fileName();
         };
         QString said;
-        QTimer::singleShot(0, [&] {
-            auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
-            if (!box) return;
-            said = box->text();
-            box->accept();
-        });
+        acceptNextMessageBox(&said);
         const QString title = w->window->windowTitle();
         w->window->mnuOpenImage->trigger();
         QVERIFY2(said.contains("holds no partition table and no file system"), qPrintable(said));

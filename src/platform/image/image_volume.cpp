@@ -254,57 +254,25 @@ std::unique_ptr<ImageVolume> ImageVolume::open(std::shared_ptr<const DiskImage> 
         return nullptr;
     }
     volume->description_ = QStringLiteral("%1, partition %2 (NTFS)").arg(imagePath).arg(partition.number);
-    volume->tempFolder_ = tempFolder;
+    volume->takenOut_.setFolder(tempFolder);
     return volume;
 }
 
-ImageVolume::~ImageVolume() {
-    for (const auto& [reference, fd] : copies_) ::close(fd);
-}
+ImageVolume::~ImageVolume() = default;
 
 QString ImageVolume::label() const { return ntfs_->label(); }
 
 bool ImageVolume::exists(const QString& windowsPath) const { return ntfs_->find(windowsPath) != nullptr; }
 
 std::unique_ptr<QIODevice> ImageVolume::openFile(const QString& windowsPath, const QString& label, Findings* findings) const {
-    const QString what = label + QLatin1Char(' ') + windowsPath;
-    const auto refuse = [&](FindingKind kind, const QString& why) -> std::unique_ptr<QIODevice> {
-        if (findings) findings->note(kind, what, why);
-        return nullptr;
-    };
     const Entry entry = ntfs_->find(windowsPath);
-    if (!entry) return refuse(FindingKind::Absent, QString());
-    if (isFolder(entry.get())) return refuse(FindingKind::Unreadable, QStringLiteral("not a regular file"));
-    // A file is taken out of the image once: categories that read the same database after one
-    // another (the Firefox ones all open places.sqlite) get the same copy, each with a file
-    // position of its own.
-    const uint64_t reference = NtfsReader::referenceOf(entry.get());
-    int copy = -1;
-    {
-        const std::lock_guard lock(copiesMutex_);
-        if (const auto it = copies_.find(reference); it != copies_.end()) copy = it->second;
-    }
-    if (copy < 0) {
-        // Unnamed: nothing is left behind in the temporary folder, whatever ends the program.
-        copy = ::open(QFile::encodeName(tempFolder_).constData(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
-        if (copy < 0) {
-            return refuse(FindingKind::Unreadable,
-                          QStringLiteral("no room for it in %1 (%2)").arg(tempFolder_, QString::fromLocal8Bit(std::strerror(errno))));
-        }
-        if (!ntfs_->copy(entry.get(), copy)) {
-            ::close(copy);
-            return refuse(FindingKind::Damaged, QStringLiteral("its data cannot be read from the image"));
-        }
-        const std::lock_guard lock(copiesMutex_);
-        copies_.emplace(reference, copy);
-    }
-    const int fd = ::open(("/proc/self/fd/" + QByteArray::number(copy)).constData(), O_RDONLY | O_CLOEXEC);
-    auto file = std::make_unique<QFile>();
-    if (fd < 0 || !file->open(fd, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle)) {
-        if (fd >= 0) ::close(fd);
-        return refuse(FindingKind::Unreadable, QString::fromLocal8Bit(std::strerror(errno)));
-    }
-    return file;
+    const auto copy = [&](int fd, QString* why) {
+        if (ntfs_->copy(entry.get(), fd)) return true;
+        *why = QStringLiteral("its data cannot be read from the image");
+        return false;
+    };
+    return takenOut_.open(label + QLatin1Char(' ') + windowsPath, findings, entry != nullptr, entry && isFolder(entry.get()),
+                          entry ? NtfsReader::referenceOf(entry.get()) : 0, copy);
 }
 
 std::vector<DirEntry> ImageVolume::list(const QString& windowsFolder, Findings* findings) const {
@@ -317,15 +285,7 @@ std::vector<DirEntry> ImageVolume::list(const QString& windowsFolder, Findings* 
 std::optional<QString> ImageVolume::localPath(const QString& windowsPath) const {
     const Entry entry = ntfs_->find(windowsPath);
     if (!entry || isFolder(entry.get())) return std::nullopt;
-    // Taken out under its own name, for the desktop to open; removed with the temporary folder.
-    const QString name = windowsPath.section(QLatin1Char('\\'), -1);
-    QDir().mkpath(tempFolder_ + QStringLiteral("/opened"));
-    const QString local = tempFolder_ + QStringLiteral("/opened/") + name;
-    const int fd = ::open(toFileNameBytes(local).constData(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
-    if (fd < 0) return std::nullopt;
-    const bool copied = ntfs_->copy(entry.get(), fd);
-    ::close(fd);
-    return copied ? std::optional<QString>(local) : std::nullopt;
+    return takenOut_.named(windowsPath, [&](int fd) { return ntfs_->copy(entry.get(), fd); });
 }
 
 std::optional<quint64> ImageVolume::referenceOf(const QString& windowsPath, bool* folder) const {
@@ -343,11 +303,7 @@ bool ImageVolume::copyTo(const QString& windowsPath, int fd) const {
 }
 
 ServedVolume::ServedVolume(std::shared_ptr<ImageServer> server, QString description, QString tempFolder)
-    : server_(std::move(server)), description_(std::move(description)), tempFolder_(std::move(tempFolder)) {}
-
-ServedVolume::~ServedVolume() {
-    for (const auto& [reference, fd] : copies_) ::close(fd);
-}
+    : server_(std::move(server)), description_(std::move(description)), takenOut_(std::move(tempFolder)) {}
 
 QString ServedVolume::label() const { return server_->summary().label; }
 
@@ -358,44 +314,13 @@ bool ServedVolume::exists(const QString& windowsPath) const {
 
 std::unique_ptr<QIODevice> ServedVolume::openFile(const QString& windowsPath, const QString& label, Findings* findings) const {
     const QString what = label + QLatin1Char(' ') + windowsPath;
-    const auto refuse = [&](FindingKind kind, const QString& why) -> std::unique_ptr<QIODevice> {
-        if (findings) findings->note(kind, what, why);
-        return nullptr;
-    };
     const auto stat = server_->stat(windowsPath);
-    if (!stat) return refuse(FindingKind::Damaged, QStringLiteral("the image's reader %1").arg(server_->failure()));
-    if (!stat->exists) return refuse(FindingKind::Absent, QString());
-    if (stat->folder) return refuse(FindingKind::Unreadable, QStringLiteral("not a regular file"));
-    // A file is taken out of the image once: categories that read the same database after one
-    // another (the Firefox ones all open places.sqlite) get the same copy, each with a file
-    // position of its own.
-    int copy = -1;
-    {
-        const std::lock_guard lock(copiesMutex_);
-        if (const auto it = copies_.find(stat->reference); it != copies_.end()) copy = it->second;
+    if (!stat) {
+        if (findings) findings->note(FindingKind::Damaged, what, QStringLiteral("the image's reader %1").arg(server_->failure()));
+        return nullptr;
     }
-    if (copy < 0) {
-        // Unnamed: nothing is left behind in the temporary folder, whatever ends the program.
-        copy = ::open(QFile::encodeName(tempFolder_).constData(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
-        if (copy < 0) {
-            return refuse(FindingKind::Unreadable,
-                          QStringLiteral("no room for it in %1 (%2)").arg(tempFolder_, QString::fromLocal8Bit(std::strerror(errno))));
-        }
-        QString why;
-        if (!server_->copy(windowsPath, copy, &why)) {
-            ::close(copy);
-            return refuse(FindingKind::Damaged, why);
-        }
-        const std::lock_guard lock(copiesMutex_);
-        copies_.emplace(stat->reference, copy);
-    }
-    const int fd = ::open(("/proc/self/fd/" + QByteArray::number(copy)).constData(), O_RDONLY | O_CLOEXEC);
-    auto file = std::make_unique<QFile>();
-    if (fd < 0 || !file->open(fd, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle)) {
-        if (fd >= 0) ::close(fd);
-        return refuse(FindingKind::Unreadable, QString::fromLocal8Bit(std::strerror(errno)));
-    }
-    return file;
+    return takenOut_.open(what, findings, stat->exists, stat->folder, stat->reference,
+                          [&](int fd, QString* why) { return server_->copy(windowsPath, fd, why); });
 }
 
 std::vector<DirEntry> ServedVolume::list(const QString& windowsFolder, Findings* findings) const {
@@ -415,13 +340,61 @@ std::vector<DirEntry> ServedVolume::list(const QString& windowsFolder, Findings*
 std::optional<QString> ServedVolume::localPath(const QString& windowsPath) const {
     const auto stat = server_->stat(windowsPath);
     if (!stat || !stat->exists || stat->folder) return std::nullopt;
+    return takenOut_.named(windowsPath, [&](int fd) {
+        QString why;
+        return server_->copy(windowsPath, fd, &why);
+    });
+}
+
+TakenOutFiles::~TakenOutFiles() {
+    for (const auto& [reference, fd] : copies_) ::close(fd);
+}
+
+std::unique_ptr<QIODevice> TakenOutFiles::open(const QString& what, Findings* findings, bool exists, bool folder, quint64 reference,
+                                               const std::function<bool(int, QString*)>& copyInto) const {
+    const auto refuse = [&](FindingKind kind, const QString& why) -> std::unique_ptr<QIODevice> {
+        if (findings) findings->note(kind, what, why);
+        return nullptr;
+    };
+    if (!exists) return refuse(FindingKind::Absent, QString());
+    if (folder) return refuse(FindingKind::Unreadable, QStringLiteral("not a regular file"));
+    int copy = -1;
+    {
+        const std::lock_guard lock(mutex_);
+        if (const auto it = copies_.find(reference); it != copies_.end()) copy = it->second;
+    }
+    if (copy < 0) {
+        // Unnamed: nothing is left behind in the temporary folder, whatever ends the program.
+        copy = ::open(QFile::encodeName(folder_).constData(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
+        if (copy < 0) {
+            return refuse(FindingKind::Unreadable,
+                          QStringLiteral("no room for it in %1 (%2)").arg(folder_, QString::fromLocal8Bit(std::strerror(errno))));
+        }
+        QString why;
+        if (!copyInto(copy, &why)) {
+            ::close(copy);
+            return refuse(FindingKind::Damaged, why);
+        }
+        const std::lock_guard lock(mutex_);
+        copies_.emplace(reference, copy);
+    }
+    // Opened anew: each reader has a file position of its own.
+    const int fd = ::open(("/proc/self/fd/" + QByteArray::number(copy)).constData(), O_RDONLY | O_CLOEXEC);
+    auto file = std::make_unique<QFile>();
+    if (fd < 0 || !file->open(fd, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle)) {
+        if (fd >= 0) ::close(fd);
+        return refuse(FindingKind::Unreadable, QString::fromLocal8Bit(std::strerror(errno)));
+    }
+    return file;
+}
+
+std::optional<QString> TakenOutFiles::named(const QString& windowsPath, const std::function<bool(int)>& copyInto) const {
     // Taken out under its own name, for the desktop to open; removed with the temporary folder.
-    QDir().mkpath(tempFolder_ + QStringLiteral("/opened"));
-    const QString local = tempFolder_ + QStringLiteral("/opened/") + windowsPath.section(QLatin1Char('\\'), -1);
+    QDir().mkpath(folder_ + QStringLiteral("/opened"));
+    const QString local = folder_ + QStringLiteral("/opened/") + windowsPath.section(QLatin1Char('\\'), -1);
     const int fd = ::open(toFileNameBytes(local).constData(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
     if (fd < 0) return std::nullopt;
-    QString why;
-    const bool copied = server_->copy(windowsPath, fd, &why);
+    const bool copied = copyInto(fd);
     ::close(fd);
     return copied ? std::optional<QString>(local) : std::nullopt;
 }

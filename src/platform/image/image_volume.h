@@ -12,6 +12,7 @@
 #pragma once
 
 #include <QString>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <unordered_map>
@@ -23,6 +24,28 @@
 namespace kestrova {
 
 class NtfsReader;
+
+// Files taken out of an image for the readers and the libraries under them: each an unnamed
+// temporary file in the private temporary folder, made the first time the file is opened and
+// shared (each opening with a file position of its own) by the readers that open it after one
+// another, as the Firefox categories all open places.sqlite.
+class TakenOutFiles {
+public:
+    explicit TakenOutFiles(QString folder = QString()) : folder_(std::move(folder)) {}
+    ~TakenOutFiles();
+    void setFolder(const QString& folder) { folder_ = folder; }
+    // The file opened for reading, taken out through copyInto(fd, why) the first time; nullptr,
+    // with the reason noted under `what`, when it is missing, a folder or cannot be taken out.
+    std::unique_ptr<QIODevice> open(const QString& what, Findings* findings, bool exists, bool folder, quint64 reference,
+                                    const std::function<bool(int, QString*)>& copyInto) const;
+    // A copy under the file's own name, for the desktop's open action.
+    std::optional<QString> named(const QString& windowsPath, const std::function<bool(int)>& copyInto) const;
+
+private:
+    QString folder_;
+    mutable std::mutex mutex_;
+    mutable std::unordered_map<quint64, int> copies_;  // by MFT reference
+};
 
 class ImageVolume : public Volume {
 public:
@@ -51,10 +74,7 @@ private:
     ImageVolume() = default;
     std::unique_ptr<NtfsReader> ntfs_;
     QString description_;
-    QString tempFolder_;
-    // The files taken out so far, by MFT reference: unnamed temporary files, kept for the run.
-    mutable std::mutex copiesMutex_;
-    mutable std::unordered_map<uint64_t, int> copies_;
+    TakenOutFiles takenOut_;
 };
 
 class ImageServer;
@@ -66,7 +86,6 @@ class ImageServer;
 class ServedVolume : public Volume {
 public:
     ServedVolume(std::shared_ptr<ImageServer> server, QString description, QString tempFolder);
-    ~ServedVolume() override;
     QString description() const override { return description_; }
     bool exists(const QString& windowsPath) const override;
     std::unique_ptr<QIODevice> openFile(const QString& windowsPath, const QString& label, Findings* findings) const override;
@@ -77,9 +96,7 @@ public:
 private:
     std::shared_ptr<ImageServer> server_;
     QString description_;
-    QString tempFolder_;
-    mutable std::mutex copiesMutex_;
-    mutable std::unordered_map<quint64, int> copies_;  // MFT reference to the file taken out
+    TakenOutFiles takenOut_;
 };
 
 // Whether a partition of an image holds a Windows system: Windows\System32\config\SYSTEM, or a
