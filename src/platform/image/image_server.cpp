@@ -203,8 +203,9 @@ QDataStream& operator>>(QDataStream& in, Partition& p) {
             out << false;
         } else if (op == OpStat) {
             bool folder = false;
-            const auto reference = served->referenceOf(windowsPath, &folder);
-            out << reference.has_value() << folder << quint64(reference.value_or(0));
+            quint64 size = 0;
+            const auto reference = served->referenceOf(windowsPath, &folder, &size);
+            out << reference.has_value() << folder << quint64(reference.value_or(0)) << size;
         } else if (op == OpList) {
             bool found = false;
             const std::vector<DirEntry> entries = served->listFolder(windowsPath, &found);
@@ -333,7 +334,7 @@ std::optional<ImageServer::Stat> ImageServer::stat(const QString& windowsPath) {
     const auto reply = request(message);
     if (!reply) return std::nullopt;
     ImageServer::Stat stat;
-    QDataStream(*reply) >> stat.exists >> stat.folder >> stat.reference;
+    QDataStream(*reply) >> stat.exists >> stat.folder >> stat.reference >> stat.size;
     return stat;
 }
 

@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
+#include <sys/mman.h>
 #include <libbfio.h>
 #include <libfsntfs.h>
 #include <unistd.h>
@@ -116,6 +117,9 @@ public:
     }
 
     bool open(std::shared_ptr<const DiskImage> disk, uint64_t offset, uint64_t size, QString* why) {
+        disk_ = disk;
+        offset_ = offset;
+        size_ = size;
         libbfio_error_t* bfioError = nullptr;
         auto* range = new Range{std::move(disk), offset, size, 0};
         if (libbfio_handle_initialize(&io_, reinterpret_cast<intptr_t*>(range), freeRange, cloneRange, openRange, closeRange,
@@ -183,11 +187,15 @@ public:
         return reference;
     }
 
-    // Copies a file's bytes into fd; false when they cannot all be read.
+    // Copies a file's bytes into fd; false when they cannot all be read. A file stored in plain
+    // runs of clusters is read run by run straight from the disk in large pieces (libfsntfs would
+    // read it a cluster at a time); sparse runs stay holes. Resident and compressed data are read
+    // through libfsntfs.
     bool copy(libfsntfs_file_entry_t* entry, int fd) const {
         const std::lock_guard lock(mutex_);
         size64_t size = 0;
         if (libfsntfs_file_entry_get_size(entry, &size, nullptr) != 1) return false;
+        if (copyRuns(entry, size, fd)) return true;
         std::vector<uint8_t> buffer(4 << 20);
         for (uint64_t at = 0; at < size;) {
             const size_t want = static_cast<size_t>(std::min<uint64_t>(buffer.size(), size - at));
@@ -200,6 +208,44 @@ public:
     }
 
 private:
+    // The copy by runs; false (nothing said) where it does not apply and libfsntfs must read.
+    bool copyRuns(libfsntfs_file_entry_t* entry, uint64_t size, int fd) const {
+        int count = 0;
+        if (size == 0 || libfsntfs_file_entry_get_number_of_extents(entry, &count, nullptr) != 1 || count <= 0) return false;
+        struct Run {
+            uint64_t offset, size;
+            bool sparse;
+        };
+        std::vector<Run> runs;
+        uint64_t covered = 0;
+        for (int i = 0; i < count; ++i) {
+            off64_t offset = 0;
+            size64_t length = 0;
+            uint32_t flags = 0;
+            if (libfsntfs_file_entry_get_extent_by_index(entry, i, &offset, &length, &flags, nullptr) != 1) return false;
+            if (flags & LIBFSNTFS_EXTENT_FLAG_IS_COMPRESSED) return false;
+            const bool sparse = flags & LIBFSNTFS_EXTENT_FLAG_IS_SPARSE;
+            if (!sparse && (offset < 0 || static_cast<uint64_t>(offset) + length > size_)) return false;
+            runs.push_back({static_cast<uint64_t>(offset), length, sparse});
+            covered += length;
+        }
+        if (covered < size) return false;
+        std::vector<char> buffer(4 << 20);
+        uint64_t logical = 0;
+        for (const Run& run : runs) {
+            const uint64_t take = std::min<uint64_t>(run.size, size - logical);
+            for (uint64_t done = 0; !run.sparse && done < take;) {
+                const size_t want = static_cast<size_t>(std::min<uint64_t>(buffer.size(), take - done));
+                if (disk_->read(offset_ + run.offset + done, buffer.data(), want) != static_cast<int64_t>(want)) return false;
+                if (::pwrite(fd, buffer.data(), want, static_cast<off_t>(logical + done)) != static_cast<ssize_t>(want)) return false;
+                done += want;
+            }
+            logical += take;
+            if (logical >= size) break;
+        }
+        return ::ftruncate(fd, static_cast<off_t>(size)) == 0;
+    }
+
     Entry findLocked(const QString& windowsPath) const {
         const QStringList parts = components(windowsPath);
         if (!parts.isEmpty() && parts.front().startsWith(QLatin1String("\\:"))) return nullptr;
@@ -229,6 +275,9 @@ private:
     }
 
     mutable std::mutex mutex_;
+    std::shared_ptr<const DiskImage> disk_;  // the partition's bytes, for copies by runs
+    uint64_t offset_ = 0;
+    uint64_t size_ = 0;
     libbfio_handle_t* io_ = nullptr;
     libfsntfs_volume_t* volume_ = nullptr;
     bool opened_ = false;
@@ -266,13 +315,15 @@ bool ImageVolume::exists(const QString& windowsPath) const { return ntfs_->find(
 
 std::unique_ptr<QIODevice> ImageVolume::openFile(const QString& windowsPath, const QString& label, Findings* findings) const {
     const Entry entry = ntfs_->find(windowsPath);
+    size64_t size = 0;
+    if (entry) libfsntfs_file_entry_get_size(entry.get(), &size, nullptr);
     const auto copy = [&](int fd, QString* why) {
         if (ntfs_->copy(entry.get(), fd)) return true;
         *why = QStringLiteral("its data cannot be read from the image");
         return false;
     };
     return takenOut_.open(label + QLatin1Char(' ') + windowsPath, findings, entry != nullptr, entry && isFolder(entry.get()),
-                          entry ? NtfsReader::referenceOf(entry.get()) : 0, copy);
+                          entry ? NtfsReader::referenceOf(entry.get()) : 0, size, copy);
 }
 
 std::vector<DirEntry> ImageVolume::list(const QString& windowsFolder, Findings* findings) const {
@@ -288,10 +339,13 @@ std::optional<QString> ImageVolume::localPath(const QString& windowsPath) const 
     return takenOut_.named(windowsPath, [&](int fd) { return ntfs_->copy(entry.get(), fd); });
 }
 
-std::optional<quint64> ImageVolume::referenceOf(const QString& windowsPath, bool* folder) const {
+std::optional<quint64> ImageVolume::referenceOf(const QString& windowsPath, bool* folder, quint64* size) const {
     const Entry entry = ntfs_->find(windowsPath);
     if (!entry) return std::nullopt;
     *folder = isFolder(entry.get());
+    size64_t bytes = 0;
+    libfsntfs_file_entry_get_size(entry.get(), &bytes, nullptr);
+    *size = bytes;
     return NtfsReader::referenceOf(entry.get());
 }
 
@@ -319,7 +373,7 @@ std::unique_ptr<QIODevice> ServedVolume::openFile(const QString& windowsPath, co
         if (findings) findings->note(FindingKind::Damaged, what, QStringLiteral("the image's reader %1").arg(server_->failure()));
         return nullptr;
     }
-    return takenOut_.open(what, findings, stat->exists, stat->folder, stat->reference,
+    return takenOut_.open(what, findings, stat->exists, stat->folder, stat->reference, stat->size,
                           [&](int fd, QString* why) { return server_->copy(windowsPath, fd, why); });
 }
 
@@ -351,7 +405,7 @@ TakenOutFiles::~TakenOutFiles() {
 }
 
 std::unique_ptr<QIODevice> TakenOutFiles::open(const QString& what, Findings* findings, bool exists, bool folder, quint64 reference,
-                                               const std::function<bool(int, QString*)>& copyInto) const {
+                                               quint64 size, const std::function<bool(int, QString*)>& copyInto) const {
     const auto refuse = [&](FindingKind kind, const QString& why) -> std::unique_ptr<QIODevice> {
         if (findings) findings->note(kind, what, why);
         return nullptr;
@@ -364,8 +418,9 @@ std::unique_ptr<QIODevice> TakenOutFiles::open(const QString& what, Findings* fi
         if (const auto it = copies_.find(reference); it != copies_.end()) copy = it->second;
     }
     if (copy < 0) {
-        // Unnamed: nothing is left behind in the temporary folder, whatever ends the program.
-        copy = ::open(QFile::encodeName(folder_).constData(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
+        // Unnamed: nothing is left behind, whatever ends the program.
+        copy = size <= kInMemory ? ::memfd_create("kestrova-evidence", MFD_CLOEXEC) : -1;
+        if (copy < 0) copy = ::open(QFile::encodeName(folder_).constData(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
         if (copy < 0) {
             return refuse(FindingKind::Unreadable,
                           QStringLiteral("no room for it in %1 (%2)").arg(folder_, QString::fromLocal8Bit(std::strerror(errno))));

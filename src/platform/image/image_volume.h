@@ -25,8 +25,9 @@ namespace kestrova {
 
 class NtfsReader;
 
-// Files taken out of an image for the readers and the libraries under them: each an unnamed
-// temporary file in the private temporary folder, made the first time the file is opened and
+// Files taken out of an image for the readers and the libraries under them: each an unnamed file
+// in memory (memfd; one larger than kInMemory goes to the private temporary folder, unnamed
+// too), made the first time the file is opened and
 // shared (each opening with a file position of its own) by the readers that open it after one
 // another, as the Firefox categories all open places.sqlite.
 class TakenOutFiles {
@@ -37,9 +38,12 @@ public:
     // The file opened for reading, taken out through copyInto(fd, why) the first time; nullptr,
     // with the reason noted under `what`, when it is missing, a folder or cannot be taken out.
     std::unique_ptr<QIODevice> open(const QString& what, Findings* findings, bool exists, bool folder, quint64 reference,
-                                    const std::function<bool(int, QString*)>& copyInto) const;
+                                    quint64 size, const std::function<bool(int, QString*)>& copyInto) const;
     // A copy under the file's own name, for the desktop's open action.
     std::optional<QString> named(const QString& windowsPath, const std::function<bool(int)>& copyInto) const;
+
+    // Writing a file into memory is several times faster than into a file system's page cache.
+    static constexpr quint64 kInMemory = quint64{1} << 30;
 
 private:
     QString folder_;
@@ -66,7 +70,7 @@ public:
     // What the image's reader child serves (platform/image/image_server): a path's MFT reference
     // (nullopt when it names nothing) and whether it is a folder; a folder's entries (found false
     // when there is none); a file's bytes copied into fd.
-    std::optional<quint64> referenceOf(const QString& windowsPath, bool* folder) const;
+    std::optional<quint64> referenceOf(const QString& windowsPath, bool* folder, quint64* size) const;
     std::vector<DirEntry> listFolder(const QString& windowsPath, bool* found) const;
     bool copyTo(const QString& windowsPath, int fd) const;
 
