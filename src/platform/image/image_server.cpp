@@ -313,15 +313,9 @@ std::optional<QByteArray> ImageServer::request(const QByteArray& message, int fd
     bool timedOut = false;
     if (!sendFrame(socket_, message, fd) || !receiveFrame(socket_, &reply, nullptr, qint64{kRequestSeconds} * 1000, &timedOut)) {
         // Gone or stuck: whatever it was doing, it does no more. Its status says which.
-        if (timedOut) {
-            fail(QStringLiteral("took longer than %1 s").arg(kRequestSeconds));
-        } else {
-            int status = 0;
-            while (::waitpid(pid_, &status, 0) < 0 && errno == EINTR) {
-            }
-            failure_ = describe(status);
-            pid_ = -1;
-        }
+        // A child that is already gone keeps the status it ended with (killing it changes
+        // nothing); one that answered with garbage is ended here.
+        fail(timedOut ? QStringLiteral("took longer than %1 s").arg(kRequestSeconds) : QString());
         return std::nullopt;
     }
     return reply;
