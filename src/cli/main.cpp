@@ -23,6 +23,7 @@
 #include "core/time/date_value.h"
 #include "platform/clock/time_zone.h"
 #include "platform/system/environment.h"
+#include "platform/system/versions.h"
 
 namespace {
 
@@ -63,6 +64,7 @@ constexpr const char* kHelp =
     "  -o, --output FILE      write to FILE instead of standard output\n"
     "  --verbose              say on standard error why a category came out empty\n"
     "  -h, --help             this text\n"
+    "  --version              the version, the commit and the libraries' versions\n"
     "\n"
     "Settings are read from kr.ini beside the program, or from the file KESTROVA_SETTINGS names.\n";
 
@@ -94,7 +96,7 @@ private:
 struct Options {
     QString root, image, partition, user, indexFile, tz, output;
     std::optional<QString> format, groups;
-    bool verbose = false, last = false, help = false, keys = false;
+    bool verbose = false, last = false, help = false, keys = false, version = false;
     QString command;
     QStringList operands;
 };
@@ -112,7 +114,8 @@ std::optional<QString> parse(const QStringList& args, Options& o) {
                                                        {"--index-file", &o.indexFile}, {"--tz", &o.tz},
                                                        {"-o", &o.output}, {"--output", &o.output}};
     const std::pair<const char*, bool*> flags[] = {{"--verbose", &o.verbose}, {"--last", &o.last}, {"--help", &o.help},
-                                                   {"-h", &o.help}, {"--keys", &o.keys}};
+                                                   {"-h", &o.help}, {"--keys", &o.keys},
+                                                   {"--version", &o.version}};
     for (int i = 0; i < args.size(); ++i) {
         QString arg = args[i];
         std::optional<QString> inlineValue;
@@ -354,6 +357,10 @@ int main(int argc, char** argv) {
     if (const auto wrong = parse(args, o)) return usageError(*wrong);
     if (o.help) {
         std::fputs(kHelp, stdout);
+        return 0;
+    }
+    if (o.version) {
+        std::fputs(qPrintable(versionText(QStringLiteral("kestrova-cli"))), stdout);
         return 0;
     }
     if (o.command.isEmpty()) return usageError(QStringLiteral("no command given"));

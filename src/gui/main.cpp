@@ -1,6 +1,7 @@
 // kestrova: the window. mainpro's start-up: one instance per user, the report folder settled,
 // the main window shown and its load run.
-//   kestrova [--root DIR] [--user NAME]   (a wrong folder or user ends it at once, saying why)
+//   kestrova [--root DIR] [--user NAME] [--version] [--help]   (a wrong folder or user ends it at
+//   once, saying why)
 #include <QApplication>
 #include <QMessageBox>
 #include <cstdio>
@@ -10,6 +11,7 @@
 #include "platform/network/http_fetcher.h"
 #include "gui/frm_viewer.h"
 #include "gui/single_instance.h"
+#include "platform/system/versions.h"
 
 namespace {
 
@@ -25,7 +27,33 @@ public:
 
 }  // namespace
 
+constexpr const char* kUsage =
+    "usage: kestrova [--root DIR] [--user NAME]\n"
+    "  --root DIR     the folder standing for C:\\ (default: the system chosen last, or the sample)\n"
+    "  --user NAME    the profile to examine\n"
+    "  --version      the version, the commit and the libraries' versions\n"
+    "  -h, --help     this text\n"
+    "File > Open Disk Image... examines a disk image.\n";
+
 int main(int argc, char** argv) {
+    // Answered before any window (or display) is needed.
+    for (int i = 1; i < argc; ++i) {
+        const QByteArray arg(argv[i]);
+        if (arg == "--version") {
+            std::fputs(qPrintable(kestrova::versionText(QStringLiteral("kestrova"))), stdout);
+            return 0;
+        }
+        if (arg == "--help" || arg == "-h") {
+            std::fputs(kUsage, stdout);
+            return 0;
+        }
+        if (arg == "--root" || arg == "--user") {
+            ++i;
+        } else if (arg.startsWith("--")) {  // single-dash ones are Qt's own (-platform, -style)
+            std::fprintf(stderr, "kestrova: unknown option %s\n%s", arg.constData(), kUsage);
+            return 2;
+        }
+    }
     QApplication app(argc, argv);
     QString root, user;
     const QStringList args = app.arguments();

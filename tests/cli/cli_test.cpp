@@ -129,6 +129,10 @@ TEST(CliUsage, HelpOnStandardOutputAndEveryWrongWordNamed) {
     EXPECT_EQ(help.exitCode, 0);
     EXPECT_TRUE(help.out.startsWith("usage: kestrova-cli")) << help.out.toStdString();
     EXPECT_TRUE(help.err.isEmpty());
+    const CliRun version = runCli({"--version"});
+    EXPECT_EQ(version.exitCode, 0);
+    EXPECT_TRUE(version.out.startsWith("kestrova-cli 5.2 (commit ")) << version.out.toStdString();
+    EXPECT_TRUE(version.out.contains("SQLite 3.") && version.out.contains("libfsntfs ")) << version.out.toStdString();
     test::TempVolume volume;
     volume.userHive(tools::sampleUserHive());
     const std::pair<QStringList, QString> cases[] = {
