@@ -44,6 +44,14 @@ struct DirEntry {
     bool inFolderRange() const { return attributes >= 16 && attributes <= 31; }
 };
 
+// A file of a disk image that can be read where it lies, without taking it out: the image file
+// (one raw file) and the file's pieces in it, in order (an offset of -1 is a run of zeros).
+struct PlainFile {
+    QString image;
+    quint64 size = 0;
+    std::vector<std::pair<qint64, quint64>> runs;  // (offset in the image, length)
+};
+
 class AnalysedSystem {
 public:
     virtual ~AnalysedSystem() = default;
@@ -67,6 +75,9 @@ public:
     // ("places database"); nullptr, with the reason noted in findings(), when it is missing,
     // unreadable or not a regular file. Only such files are ever opened.
     virtual std::unique_ptr<QIODevice> openFile(const QString& windowsPath, const QString& label) const = 0;
+    // Where a file of a raw disk image lies in it, for readers that read in place (SQLite);
+    // nullopt for a folder tree, a container, or a file stored otherwise (resident, compressed).
+    virtual std::optional<PlainFile> plainFile(const QString& windowsPath) const { (void)windowsPath; return std::nullopt; }
     // The entries of a Windows folder in the order Windows lists them; empty, with the reason
     // noted, when the folder does not exist or cannot be read.
     virtual std::vector<DirEntry> listFolder(const QString& windowsFolder) const = 0;

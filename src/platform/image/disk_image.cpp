@@ -57,6 +57,7 @@ public:
         for (const Segment& s : segments_) ::close(s.fd);
     }
     QString format() const override { return segments_.size() > 1 ? QStringLiteral("raw (split)") : QStringLiteral("raw"); }
+    QString plainFile() const override { return segments_.size() == 1 ? segments_.front().path : QString(); }
     uint64_t size() const override { return size_; }
     QStringList files() const override {
         QStringList names;

@@ -28,6 +28,9 @@ public:
     // What the container records about its acquisition (EWF: case number, examiner, stored MD5
     // and SHA-1 ...), as name and value.
     virtual std::vector<std::pair<QString, QString>> metadata() const { return {}; }
+    // The one file the disk's bytes lie in as they are (a raw image of one segment), where a
+    // reader may read them in place; "" for any other image.
+    virtual QString plainFile() const { return QString(); }
 
     // Reads up to size bytes at offset; the bytes read (fewer at the end of the disk), -1 on a
     // read error. Safe to call from several threads.

@@ -19,7 +19,7 @@ namespace kestrova {
 namespace {
 
 // Requests, one byte each, then their arguments (QDataStream).
-enum Op : quint8 { OpStat = 1, OpList = 2, OpCopy = 3 };
+enum Op : quint8 { OpStat = 1, OpList = 2, OpCopy = 3, OpPlain = 4 };
 
 // How long one request may take: a copy of a large file from a compressed image takes a while,
 // a loop in a damaged file system forever.
@@ -213,6 +213,13 @@ QDataStream& operator>>(QDataStream& in, Partition& p) {
             for (const DirEntry& e : entries) out << e.name << e.attributes;
         } else if (op == OpCopy) {
             out << (fd >= 0 && served->copyTo(windowsPath, fd));
+        } else if (op == OpPlain) {
+            const auto plain = served->plainFile(windowsPath);
+            out << plain.has_value();
+            if (plain) {
+                out << plain->image << plain->size << quint32(plain->runs.size());
+                for (const auto& [offset, length] : plain->runs) out << offset << length;
+            }
         }
         if (fd >= 0) ::close(fd);
         if (!sendFrame(socket, reply)) ::_exit(0);
@@ -363,6 +370,28 @@ bool ImageServer::copy(const QString& windowsPath, int fd, QString* why) {
     QDataStream(*reply) >> copied;
     if (!copied) *why = QStringLiteral("its data cannot be read from the image");
     return copied;
+}
+
+std::optional<PlainFile> ImageServer::plainFile(const QString& windowsPath) {
+    const std::lock_guard lock(mutex_);
+    QByteArray message;
+    QDataStream(&message, QIODevice::WriteOnly) << quint8(OpPlain) << windowsPath;
+    const auto reply = request(message);
+    if (!reply) return std::nullopt;
+    QDataStream in(*reply);
+    bool plain = false;
+    in >> plain;
+    if (!plain) return std::nullopt;
+    PlainFile file;
+    quint32 count = 0;
+    in >> file.image >> file.size >> count;
+    for (quint32 i = 0; i < count && !in.atEnd(); ++i) {
+        qint64 offset = 0;
+        quint64 length = 0;
+        in >> offset >> length;
+        file.runs.emplace_back(offset, length);
+    }
+    return file;
 }
 
 }  // namespace kestrova

@@ -58,6 +58,8 @@ public:
     std::optional<std::vector<DirEntry>> list(const QString& windowsPath, bool* found);
     // Copies a file's bytes into fd (a file of this process); false with the reason.
     bool copy(const QString& windowsPath, int fd, QString* why);
+    // Where a file lies in a raw image file (PlainFile); nullopt where it cannot be read in place.
+    std::optional<PlainFile> plainFile(const QString& windowsPath);
 
 private:
     ImageServer() = default;

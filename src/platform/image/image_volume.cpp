@@ -208,31 +208,60 @@ public:
     }
 
 private:
-    // The copy by runs; false (nothing said) where it does not apply and libfsntfs must read.
-    bool copyRuns(libfsntfs_file_entry_t* entry, uint64_t size, int fd) const {
+    struct Run {
+        uint64_t offset, size;  // in the partition
+        bool sparse;
+    };
+    // The file's data runs, covering its size; nullopt where it is not stored in plain or sparse
+    // runs (resident, compressed) or a run lies outside the partition.
+    std::optional<std::vector<Run>> runsOf(libfsntfs_file_entry_t* entry, uint64_t size) const {
         int count = 0;
-        if (size == 0 || libfsntfs_file_entry_get_number_of_extents(entry, &count, nullptr) != 1 || count <= 0) return false;
-        struct Run {
-            uint64_t offset, size;
-            bool sparse;
-        };
+        if (size == 0 || libfsntfs_file_entry_get_number_of_extents(entry, &count, nullptr) != 1 || count <= 0) return std::nullopt;
         std::vector<Run> runs;
         uint64_t covered = 0;
         for (int i = 0; i < count; ++i) {
             off64_t offset = 0;
             size64_t length = 0;
             uint32_t flags = 0;
-            if (libfsntfs_file_entry_get_extent_by_index(entry, i, &offset, &length, &flags, nullptr) != 1) return false;
-            if (flags & LIBFSNTFS_EXTENT_FLAG_IS_COMPRESSED) return false;
+            if (libfsntfs_file_entry_get_extent_by_index(entry, i, &offset, &length, &flags, nullptr) != 1) return std::nullopt;
+            if (flags & LIBFSNTFS_EXTENT_FLAG_IS_COMPRESSED) return std::nullopt;
             const bool sparse = flags & LIBFSNTFS_EXTENT_FLAG_IS_SPARSE;
-            if (!sparse && (offset < 0 || static_cast<uint64_t>(offset) + length > size_)) return false;
+            if (!sparse && (offset < 0 || static_cast<uint64_t>(offset) + length > size_)) return std::nullopt;
             runs.push_back({static_cast<uint64_t>(offset), length, sparse});
             covered += length;
         }
-        if (covered < size) return false;
+        if (covered < size) return std::nullopt;
+        return runs;
+    }
+
+public:
+    // Where the file lies in the image file, for reading in place.
+    std::optional<PlainFile> plain(libfsntfs_file_entry_t* entry) const {
+        const std::lock_guard lock(mutex_);
+        const QString image = disk_->plainFile();
+        size64_t size = 0;
+        if (image.isEmpty() || libfsntfs_file_entry_get_size(entry, &size, nullptr) != 1) return std::nullopt;
+        const auto runs = runsOf(entry, size);
+        if (!runs) return std::nullopt;
+        PlainFile file{image, size, {}};
+        uint64_t logical = 0;
+        for (const Run& run : *runs) {
+            const uint64_t take = std::min<uint64_t>(run.size, size - logical);
+            file.runs.emplace_back(run.sparse ? qint64{-1} : static_cast<qint64>(offset_ + run.offset), take);
+            logical += take;
+            if (logical >= size) break;
+        }
+        return file;
+    }
+
+private:
+    // The copy by runs; false (nothing said) where it does not apply and libfsntfs must read.
+    bool copyRuns(libfsntfs_file_entry_t* entry, uint64_t size, int fd) const {
+        const auto runs = runsOf(entry, size);
+        if (!runs) return false;
         std::vector<char> buffer(4 << 20);
         uint64_t logical = 0;
-        for (const Run& run : runs) {
+        for (const Run& run : *runs) {
             const uint64_t take = std::min<uint64_t>(run.size, size - logical);
             for (uint64_t done = 0; !run.sparse && done < take;) {
                 const size_t want = static_cast<size_t>(std::min<uint64_t>(buffer.size(), take - done));
@@ -351,6 +380,12 @@ std::optional<quint64> ImageVolume::referenceOf(const QString& windowsPath, bool
 
 std::vector<DirEntry> ImageVolume::listFolder(const QString& windowsPath, bool* found) const { return ntfs_->list(windowsPath, found); }
 
+std::optional<PlainFile> ImageVolume::plainFile(const QString& windowsPath) const {
+    const Entry entry = ntfs_->find(windowsPath);
+    if (!entry || isFolder(entry.get())) return std::nullopt;
+    return ntfs_->plain(entry.get());
+}
+
 bool ImageVolume::copyTo(const QString& windowsPath, int fd) const {
     const Entry entry = ntfs_->find(windowsPath);
     return entry && !isFolder(entry.get()) && ntfs_->copy(entry.get(), fd);
@@ -360,6 +395,8 @@ ServedVolume::ServedVolume(std::shared_ptr<ImageServer> server, QString descript
     : server_(std::move(server)), description_(std::move(description)), takenOut_(std::move(tempFolder)) {}
 
 QString ServedVolume::label() const { return server_->summary().label; }
+
+std::optional<PlainFile> ServedVolume::plainFile(const QString& windowsPath) const { return server_->plainFile(windowsPath); }
 
 bool ServedVolume::exists(const QString& windowsPath) const {
     const auto stat = server_->stat(windowsPath);

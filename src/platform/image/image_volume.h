@@ -73,6 +73,9 @@ public:
     std::optional<quint64> referenceOf(const QString& windowsPath, bool* folder, quint64* size) const;
     std::vector<DirEntry> listFolder(const QString& windowsPath, bool* found) const;
     bool copyTo(const QString& windowsPath, int fd) const;
+    // Where a file lies in the image file, for reading in place (a raw image of one file, a file
+    // in plain or sparse runs); nullopt otherwise.
+    std::optional<PlainFile> plainFile(const QString& windowsPath) const override;
 
 private:
     ImageVolume() = default;
@@ -95,6 +98,7 @@ public:
     std::unique_ptr<QIODevice> openFile(const QString& windowsPath, const QString& label, Findings* findings) const override;
     std::vector<DirEntry> list(const QString& windowsFolder, Findings* findings) const override;
     std::optional<QString> localPath(const QString& windowsPath) const override;
+    std::optional<PlainFile> plainFile(const QString& windowsPath) const override;
     QString label() const;
 
 private:

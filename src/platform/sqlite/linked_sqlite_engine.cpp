@@ -5,6 +5,7 @@
 #include <sqlite3.h>
 
 #include "core/common/text.h"
+#include "platform/sqlite/plain_file_vfs.h"
 #include "platform/volume/regular_file.h"
 
 namespace kestrova {
@@ -71,14 +72,24 @@ int LinkedSqliteEngine::open(const QByteArray& name, SqlHandle* db) {
         // database, read in place through the descriptor the volume layer checked (so the name
         // cannot be swapped for a link meanwhile). Immutable and read-only: no lock, no journal,
         // no -shm, not a byte written. A file that cannot be opened is not tried again for a
-        // copy; one SQLite cannot open in place is.
-        opened.original = system_.openFile(path, label);
-        copy = opened.original != nullptr;
-        if (opened.original) code = openInPlace(*opened.original, &handle);
-        if (code != SQLITE_OK) {
-            sqlite3_close(handle);
-            handle = nullptr;
-            opened.original.reset();
+        // copy; one SQLite cannot open in place is. In a raw disk image the database is read
+        // where it lies in the image, without taking it out first.
+        if (const auto plain = system_.plainFile(path)) {
+            code = openPlainFile(*plain, &handle);
+            if (code != SQLITE_OK) {
+                sqlite3_close(handle);
+                handle = nullptr;
+            }
+        }
+        if (!handle) {
+            opened.original = system_.openFile(path, label);
+            copy = opened.original != nullptr;
+            if (opened.original) code = openInPlace(*opened.original, &handle);
+            if (code != SQLITE_OK) {
+                sqlite3_close(handle);
+                handle = nullptr;
+                opened.original.reset();
+            }
         }
     }
     if (!handle) {

@@ -34,6 +34,7 @@ public:
     QString systemDirectory() const override { return windowsDirectory_ + QStringLiteral("\\system32"); }
     bool exists(const QString& windowsPath) const override { return volume_->exists(windowsPath); }
     std::optional<QString> localPath(const QString& windowsPath) const override { return volume_->localPath(windowsPath); }
+    std::optional<PlainFile> plainFile(const QString& windowsPath) const override { return volume_->plainFile(windowsPath); }
     std::unique_ptr<QIODevice> openFile(const QString& windowsPath, const QString& label) const override {
         return volume_->openFile(windowsPath, label, &findings_);
     }

@@ -32,6 +32,8 @@ public:
     // A local file that stands for the volume's, for the desktop's open action: the file itself
     // in a folder tree, a copy taken out of an image.
     virtual std::optional<QString> localPath(const QString& windowsPath) const = 0;
+    // Where a file lies in a raw image, to be read in place (see PlainFile); nullopt otherwise.
+    virtual std::optional<PlainFile> plainFile(const QString& windowsPath) const { (void)windowsPath; return std::nullopt; }
 };
 
 }  // namespace kestrova
