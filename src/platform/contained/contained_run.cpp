@@ -44,16 +44,24 @@ void limit(int resource, rlim_t value) {
     ::setrlimit(resource, &bound);
 }
 
-QString describe(int status, const ContainedLimits& limits) {
+}  // namespace
+
+void limitThisChild(size_t memoryBytes, int cpuSeconds) {
+    std::signal(SIGPIPE, SIG_IGN);
+    for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT}) std::signal(fault, SIG_DFL);
+    limit(RLIMIT_CORE, 0);
+    if (cpuSeconds > 0) limit(RLIMIT_CPU, static_cast<rlim_t>(cpuSeconds));
+    if (kAddressLimitWorks) limit(RLIMIT_AS, memoryBytes);
+}
+
+QString describeChildEnd(int status, int cpuSeconds) {
     if (WIFEXITED(status)) return QStringLiteral("stopped with status %1").arg(WEXITSTATUS(status));
     if (!WIFSIGNALED(status)) return QStringLiteral("ended in an unknown way");
     const int signal = WTERMSIG(status);
-    if (signal == SIGXCPU) return QStringLiteral("used more than %1 s of processor time").arg(limits.cpuSeconds);
+    if (signal == SIGXCPU) return QStringLiteral("used more than %1 s of processor time").arg(cpuSeconds);
     if (signal == SIGKILL) return QStringLiteral("was killed (it may have run out of memory)");
     return QStringLiteral("crashed (%1)").arg(QString::fromLocal8Bit(::strsignal(signal)));
 }
-
-}  // namespace
 
 bool FrameWriter::write(QByteArrayView frame) {
     const auto size = static_cast<uint32_t>(frame.size());
@@ -73,13 +81,7 @@ ContainedEnd runContained(const std::function<int(FrameWriter&)>& child,
     }
     if (pid == 0) {
         ::close(fds[0]);
-        std::signal(SIGPIPE, SIG_IGN);  // a parent that stopped listening is a failed write
-        // A fault ends the child as the fault it is, whatever handlers the parent installed
-        // (a sanitizer's among them).
-        for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT}) std::signal(fault, SIG_DFL);
-        limit(RLIMIT_CORE, 0);
-        limit(RLIMIT_CPU, static_cast<rlim_t>(limits.cpuSeconds));
-        if (kAddressLimitWorks) limit(RLIMIT_AS, limits.memoryBytes);
+        limitThisChild(limits.memoryBytes, limits.cpuSeconds);
         FrameWriter writer(fds[1]);
         int code = 3;
         try {
@@ -142,7 +144,7 @@ ContainedEnd runContained(const std::function<int(FrameWriter&)>& child,
     }
     if (!killed) {
         end.completed = WIFEXITED(status) && WEXITSTATUS(status) == 0;
-        if (!end.completed) end.why = describe(status, limits);
+        if (!end.completed) end.why = describeChildEnd(status, limits.cpuSeconds);
     }
     return end;
 }

@@ -36,6 +36,16 @@ struct ContainedEnd {
     QString why;             // otherwise, what ended it, in the user's words
 };
 
+// What a child that parses evidence does first: a write to a parent that stopped listening fails
+// instead of killing it, a fault ends it as the fault it is (whatever handlers the parent set, a
+// sanitizer's among them), no core dump, its address space bounded (not under AddressSanitizer,
+// which reserves terabytes of shadow memory) and, where cpuSeconds is not 0, its processor time.
+void limitThisChild(size_t memoryBytes, int cpuSeconds);
+
+// How a child ended, in the user's words ("crashed (Segmentation fault)"); cpuSeconds is the limit
+// it ran under, for the message of a child that ran into it.
+QString describeChildEnd(int status, int cpuSeconds);
+
 // Runs `child` in a child process and hands each frame it writes to `frame` in the parent, as
 // it arrives. The child must not touch the parent's threads, Qt objects or open streams: it
 // gets the file descriptors it needs (inherited) and writes frames. Its exit status 0 means it

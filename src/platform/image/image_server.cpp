@@ -12,6 +12,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "platform/contained/contained_run.h"
 #include "platform/image/disk_image.h"
 #include "platform/image/image_volume.h"
 
@@ -25,12 +26,7 @@ enum Op : quint8 { OpStat = 1, OpList = 2, OpCopy = 3, OpPlain = 4 };
 // a loop in a damaged file system forever.
 constexpr int kRequestSeconds = 300;
 
-#if defined(__SANITIZE_ADDRESS__)
-constexpr bool kAddressLimitWorks = false;  // AddressSanitizer reserves terabytes of shadow memory
-#else
-constexpr bool kAddressLimitWorks = true;
-#endif
-constexpr rlim_t kChildMemory = rlim_t{4} << 30;
+constexpr size_t kChildMemory = size_t{4} << 30;
 
 // A frame on the socket: its length (4 bytes, host order) and its bytes, with a file descriptor
 // riding along on the first byte where one is passed.
@@ -129,14 +125,9 @@ QDataStream& operator>>(QDataStream& in, Partition& p) {
 // --- the child ------------------------------------------------------------------------------------
 
 [[noreturn]] void serve(int socket, const QString& path, int partition) {
-    ::signal(SIGPIPE, SIG_IGN);
-    for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT}) std::signal(fault, SIG_DFL);
-    const rlimit noCore{0, 0};
-    ::setrlimit(RLIMIT_CORE, &noCore);
-    if (kAddressLimitWorks) {
-        const rlimit memory{kChildMemory, kChildMemory};
-        ::setrlimit(RLIMIT_AS, &memory);
-    }
+    // No limit on processor time: the child serves the whole examination; each request has its
+    // own time limit in the program.
+    limitThisChild(kChildMemory, 0);
     ImageSummary summary;
     std::unique_ptr<ImageVolume> served;
     QString why;
@@ -153,12 +144,12 @@ QDataStream& operator>>(QDataStream& in, Partition& p) {
         for (const Partition& p : summary.partitions) {
             const bool ntfs = p.fileSystem == QLatin1String("NTFS") || p.fileSystem == QLatin1String("BitLocker");
             if (partition > 0 ? p.number != partition : (p.reservedOrEfi || !ntfs)) continue;
-            auto volume = ImageVolume::open(disk, p, path, QString(), &why);
+            auto volume = ImageVolume::open(disk, p, &why);
             if (!volume) {
                 refused << why;
                 continue;
             }
-            const bool windows = holdsWindows(*volume);
+            const bool windows = volume->holdsWindows();
             if (windows) summary.windows.push_back(p.number);
             if (!served && (windows || partition > 0)) {
                 summary.chosen = p.number;
@@ -224,15 +215,6 @@ QDataStream& operator>>(QDataStream& in, Partition& p) {
         if (fd >= 0) ::close(fd);
         if (!sendFrame(socket, reply)) ::_exit(0);
     }
-}
-
-QString describe(int status) {
-    if (WIFEXITED(status)) return QStringLiteral("stopped with status %1").arg(WEXITSTATUS(status));
-    if (WIFSIGNALED(status)) {
-        if (WTERMSIG(status) == SIGKILL) return QStringLiteral("was killed (it may have run out of memory)");
-        return QStringLiteral("crashed (%1)").arg(QString::fromLocal8Bit(::strsignal(WTERMSIG(status))));
-    }
-    return QStringLiteral("ended");
 }
 
 }  // namespace
@@ -307,15 +289,18 @@ void ImageServer::fail(const QString& why) {
         int status = 0;
         while (::waitpid(pid_, &status, 0) < 0 && errno == EINTR) {
         }
-        failure_ = why.isEmpty() ? describe(status) : why;
+        failure_ = why.isEmpty() ? describeChildEnd(status, 0) : why;
         pid_ = -1;
     } else {
         failure_ = why.isEmpty() ? QStringLiteral("is not running") : why;
     }
 }
 
-std::optional<QByteArray> ImageServer::request(const QByteArray& message, int fd) {
+std::optional<QByteArray> ImageServer::request(quint8 op, const QString& windowsPath, int fd) {
+    const std::lock_guard lock(mutex_);
     if (!failure_.isEmpty()) return std::nullopt;
+    QByteArray message;
+    QDataStream(&message, QIODevice::WriteOnly) << op << windowsPath;
     QByteArray reply;
     bool timedOut = false;
     if (!sendFrame(socket_, message, fd) || !receiveFrame(socket_, &reply, nullptr, qint64{kRequestSeconds} * 1000, &timedOut)) {
@@ -329,10 +314,7 @@ std::optional<QByteArray> ImageServer::request(const QByteArray& message, int fd
 }
 
 std::optional<ImageServer::Stat> ImageServer::stat(const QString& windowsPath) {
-    const std::lock_guard lock(mutex_);
-    QByteArray message;
-    QDataStream(&message, QIODevice::WriteOnly) << quint8(OpStat) << windowsPath;
-    const auto reply = request(message);
+    const auto reply = request(OpStat, windowsPath);
     if (!reply) return std::nullopt;
     ImageServer::Stat stat;
     QDataStream(*reply) >> stat.exists >> stat.folder >> stat.reference >> stat.size;
@@ -340,10 +322,7 @@ std::optional<ImageServer::Stat> ImageServer::stat(const QString& windowsPath) {
 }
 
 std::optional<std::vector<DirEntry>> ImageServer::list(const QString& windowsPath, bool* found) {
-    const std::lock_guard lock(mutex_);
-    QByteArray message;
-    QDataStream(&message, QIODevice::WriteOnly) << quint8(OpList) << windowsPath;
-    const auto reply = request(message);
+    const auto reply = request(OpList, windowsPath);
     if (!reply) return std::nullopt;
     QDataStream in(*reply);
     quint32 count = 0;
@@ -358,10 +337,7 @@ std::optional<std::vector<DirEntry>> ImageServer::list(const QString& windowsPat
 }
 
 bool ImageServer::copy(const QString& windowsPath, int fd, QString* why) {
-    const std::lock_guard lock(mutex_);
-    QByteArray message;
-    QDataStream(&message, QIODevice::WriteOnly) << quint8(OpCopy) << windowsPath;
-    const auto reply = request(message, fd);
+    const auto reply = request(OpCopy, windowsPath, fd);
     if (!reply) {
         *why = QStringLiteral("the image's reader %1").arg(failure_);
         return false;
@@ -373,10 +349,7 @@ bool ImageServer::copy(const QString& windowsPath, int fd, QString* why) {
 }
 
 std::optional<PlainFile> ImageServer::plainFile(const QString& windowsPath) {
-    const std::lock_guard lock(mutex_);
-    QByteArray message;
-    QDataStream(&message, QIODevice::WriteOnly) << quint8(OpPlain) << windowsPath;
-    const auto reply = request(message);
+    const auto reply = request(OpPlain, windowsPath);
     if (!reply) return std::nullopt;
     QDataStream in(*reply);
     bool plain = false;

@@ -63,7 +63,8 @@ public:
 
 private:
     ImageServer() = default;
-    std::optional<QByteArray> request(const QByteArray& message, int fd = -1);
+    // One request (an operation on a path, a file descriptor riding along) and its answer.
+    std::optional<QByteArray> request(quint8 op, const QString& windowsPath, int fd = -1);
     void fail(const QString& why);
 
     std::mutex mutex_;  // one request at a time

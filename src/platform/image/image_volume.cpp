@@ -312,8 +312,7 @@ private:
     bool opened_ = false;
 };
 
-std::unique_ptr<ImageVolume> ImageVolume::open(std::shared_ptr<const DiskImage> disk, const Partition& partition,
-                                               const QString& imagePath, const QString& tempFolder, QString* why) {
+std::unique_ptr<ImageVolume> ImageVolume::open(std::shared_ptr<const DiskImage> disk, const Partition& partition, QString* why) {
     if (partition.fileSystem == QLatin1String("BitLocker")) {
         *why = QStringLiteral("partition %1 is encrypted with BitLocker").arg(partition.number);
         return nullptr;
@@ -331,8 +330,6 @@ std::unique_ptr<ImageVolume> ImageVolume::open(std::shared_ptr<const DiskImage> 
         *why = QStringLiteral("partition %1: %2").arg(partition.number).arg(problem);
         return nullptr;
     }
-    volume->description_ = QStringLiteral("%1, partition %2 (NTFS)").arg(imagePath).arg(partition.number);
-    volume->takenOut_.setFolder(tempFolder);
     return volume;
 }
 
@@ -340,32 +337,16 @@ ImageVolume::~ImageVolume() = default;
 
 QString ImageVolume::label() const { return ntfs_->label(); }
 
-bool ImageVolume::exists(const QString& windowsPath) const { return ntfs_->find(windowsPath) != nullptr; }
-
-std::unique_ptr<QIODevice> ImageVolume::openFile(const QString& windowsPath, const QString& label, Findings* findings) const {
-    const Entry entry = ntfs_->find(windowsPath);
-    size64_t size = 0;
-    if (entry) libfsntfs_file_entry_get_size(entry.get(), &size, nullptr);
-    const auto copy = [&](int fd, QString* why) {
-        if (ntfs_->copy(entry.get(), fd)) return true;
-        *why = QStringLiteral("its data cannot be read from the image");
-        return false;
-    };
-    return takenOut_.open(label + QLatin1Char(' ') + windowsPath, findings, entry != nullptr, entry && isFolder(entry.get()),
-                          entry ? NtfsReader::referenceOf(entry.get()) : 0, size, copy);
-}
-
-std::vector<DirEntry> ImageVolume::list(const QString& windowsFolder, Findings* findings) const {
-    bool found = false;
-    std::vector<DirEntry> entries = ntfs_->list(windowsFolder, &found);
-    if (!found && findings) findings->note(FindingKind::Absent, QStringLiteral("folder ") + windowsFolder);
-    return entries;
-}
-
-std::optional<QString> ImageVolume::localPath(const QString& windowsPath) const {
-    const Entry entry = ntfs_->find(windowsPath);
-    if (!entry || isFolder(entry.get())) return std::nullopt;
-    return takenOut_.named(windowsPath, [&](int fd) { return ntfs_->copy(entry.get(), fd); });
+bool ImageVolume::holdsWindows() const {
+    const auto exists = [&](const QString& path) { return ntfs_->find(path) != nullptr; };
+    if (exists(QStringLiteral("C:\\Windows\\System32\\config\\SYSTEM"))) return true;
+    for (const char* parent : {"C:\\Users", "C:\\Documents and Settings"}) {
+        bool found = false;
+        for (const DirEntry& entry : ntfs_->list(QLatin1String(parent), &found)) {
+            if (exists(QLatin1String(parent) + QLatin1Char('\\') + entry.name + QStringLiteral("\\NTUSER.DAT"))) return true;
+        }
+    }
+    return false;
 }
 
 std::optional<quint64> ImageVolume::referenceOf(const QString& windowsPath, bool* folder, quint64* size) const {
@@ -489,16 +470,6 @@ std::optional<QString> TakenOutFiles::named(const QString& windowsPath, const st
     const bool copied = copyInto(fd);
     ::close(fd);
     return copied ? std::optional<QString>(local) : std::nullopt;
-}
-
-bool holdsWindows(const Volume& volume) {
-    if (volume.exists(QStringLiteral("C:\\Windows\\System32\\config\\SYSTEM"))) return true;
-    for (const char* parent : {"C:\\Users", "C:\\Documents and Settings"}) {
-        for (const DirEntry& entry : volume.list(QLatin1String(parent), nullptr)) {
-            if (volume.exists(QLatin1String(parent) + QLatin1Char('\\') + entry.name + QStringLiteral("\\NTUSER.DAT"))) return true;
-        }
-    }
-    return false;
 }
 
 }  // namespace kestrova

@@ -1,5 +1,7 @@
-// An NTFS file system inside a disk image, as the examined volume: libfsntfs reads it through a
-// libbfio handle over the partition's bytes of the image (no mount, nothing written).
+// An NTFS file system inside a disk image: libfsntfs reads it through a libbfio handle over the
+// partition's bytes of the image (no mount, nothing written). ImageVolume is that reading, done in
+// the image's reader child (image_server); ServedVolume is the examined volume in the program,
+// asking the child.
 //
 // Windows paths are resolved component by component as NTFS matches names: the directory index
 // first (libfsntfs), then the folder's entries compared case-insensitively, so that names in any
@@ -7,8 +9,8 @@
 // the entries' attribute values as stored.
 //
 // Readers and the libraries under them (hivex, SQLite, libmsiecf) read local files: a file is
-// handed out as an unnamed temporary file in the private temporary folder holding its bytes,
-// made when it is first opened and kept while the volume is examined.
+// handed out as an unnamed file holding its bytes, made when it is first opened and kept while the
+// volume is examined (TakenOutFiles); a database in a raw image is read where it lies.
 #pragma once
 
 #include <QString>
@@ -32,9 +34,8 @@ class NtfsReader;
 // another, as the Firefox categories all open places.sqlite.
 class TakenOutFiles {
 public:
-    explicit TakenOutFiles(QString folder = QString()) : folder_(std::move(folder)) {}
+    explicit TakenOutFiles(QString folder) : folder_(std::move(folder)) {}
     ~TakenOutFiles();
-    void setFolder(const QString& folder) { folder_ = folder; }
     // The file opened for reading, taken out through copyInto(fd, why) the first time; nullptr,
     // with the reason noted under `what`, when it is missing, a folder or cannot be taken out.
     std::unique_ptr<QIODevice> open(const QString& what, Findings* findings, bool exists, bool folder, quint64 reference,
@@ -51,22 +52,18 @@ private:
     mutable std::unordered_map<quint64, int> copies_;  // by MFT reference
 };
 
-class ImageVolume : public Volume {
+class ImageVolume {
 public:
     // The NTFS file system of a partition; nullptr with the reason in *why ("encrypted with
     // BitLocker", "not an NTFS file system (FAT32)", "damaged: ...").
-    static std::unique_ptr<ImageVolume> open(std::shared_ptr<const DiskImage> disk, const Partition& partition,
-                                             const QString& imagePath, const QString& tempFolder, QString* why);
-    ~ImageVolume() override;
-
-    QString description() const override { return description_; }
-    bool exists(const QString& windowsPath) const override;
-    std::unique_ptr<QIODevice> openFile(const QString& windowsPath, const QString& label, Findings* findings) const override;
-    std::vector<DirEntry> list(const QString& windowsFolder, Findings* findings) const override;
-    std::optional<QString> localPath(const QString& windowsPath) const override;
+    static std::unique_ptr<ImageVolume> open(std::shared_ptr<const DiskImage> disk, const Partition& partition, QString* why);
+    ~ImageVolume();
 
     // The volume label ("" when it has none).
     QString label() const;
+    // Whether it holds a Windows system: Windows\System32\config\SYSTEM, or a profile with an
+    // NTUSER.DAT under Users or Documents and Settings.
+    bool holdsWindows() const;
     // What the image's reader child serves (platform/image/image_server): a path's MFT reference
     // (nullopt when it names nothing) and whether it is a folder; a folder's entries (found false
     // when there is none); a file's bytes copied into fd.
@@ -75,13 +72,11 @@ public:
     bool copyTo(const QString& windowsPath, int fd) const;
     // Where a file lies in the image file, for reading in place (a raw image of one file, a file
     // in plain or sparse runs); nullopt otherwise.
-    std::optional<PlainFile> plainFile(const QString& windowsPath) const override;
+    std::optional<PlainFile> plainFile(const QString& windowsPath) const;
 
 private:
     ImageVolume() = default;
     std::unique_ptr<NtfsReader> ntfs_;
-    QString description_;
-    TakenOutFiles takenOut_;
 };
 
 class ImageServer;
@@ -106,9 +101,5 @@ private:
     QString description_;
     TakenOutFiles takenOut_;
 };
-
-// Whether a partition of an image holds a Windows system: Windows\System32\config\SYSTEM, or a
-// profile with an NTUSER.DAT under Users or Documents and Settings.
-bool holdsWindows(const Volume& volume);
 
 }  // namespace kestrova
