@@ -12,12 +12,17 @@ std::unique_ptr<Environment> Environment::create(const QString& cliRoot, const Q
 std::unique_ptr<Environment> Environment::create(const QString& cliRoot, const QString& cliUser,
                                                  std::unique_ptr<LocalDesktop> desktop, std::unique_ptr<Clock> clock,
                                                  LastChoice last) {
+    auto env = withDesktop(std::move(desktop), std::move(clock));
+    const QString program = env->desktop->programFolder();
+    env->select(chooseSource(cliRoot, cliUser, env->settings, program + QStringLiteral("/sample"), last));
+    return env;
+}
+
+std::unique_ptr<Environment> Environment::withDesktop(std::unique_ptr<LocalDesktop> desktop, std::unique_ptr<Clock> clock) {
     auto env = std::make_unique<Environment>();
     env->desktop = std::move(desktop);
     env->clock = std::move(clock);
-    const QString program = env->desktop->programFolder();
     env->settings.setPath(settingsPath(*env->desktop));
-    env->select(chooseSource(cliRoot, cliUser, env->settings, program + QStringLiteral("/sample"), last));
     return env;
 }
 
@@ -27,11 +32,8 @@ QString Environment::settingsPath(const LocalDesktop& desktop) {
 }
 
 std::unique_ptr<Environment> Environment::createForImage(const QString& imagePath, int partition, const QString& user) {
-    auto env = std::make_unique<Environment>();
-    env->desktop = std::make_unique<XdgDesktop>();
-    env->clock = std::make_unique<SystemClock>();
-    env->settings.setPath(settingsPath(*env->desktop));
-    env->select(Source{QString(), user, QStringLiteral("command line"), imagePath, partition});
+    auto env = withDesktop(std::make_unique<XdgDesktop>(), std::make_unique<SystemClock>());
+    env->select(Source{.user = user, .origin = QStringLiteral("command line"), .image = imagePath, .partition = partition});
     return env;
 }
 

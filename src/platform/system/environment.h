@@ -48,6 +48,10 @@ struct Environment {
     // What keeps the chosen system from being examined, in the user's words; nullopt when nothing.
     std::optional<QString> problem() const;
     void setFolderPicker(FolderPickerFn picker);
+
+private:
+    // An environment on that desktop and clock with its settings file, no system chosen yet.
+    static std::unique_ptr<Environment> withDesktop(std::unique_ptr<LocalDesktop> desktop, std::unique_ptr<Clock> clock);
 };
 
 }  // namespace kestrova
