@@ -11,6 +11,7 @@ packages=(
   libsqlite3-dev sqlite3
   libewf-dev libvhdi-dev libvmdk-dev libqcow-dev   # disk image containers (EWF, VHD/VHDX, VMDK, QCOW2)
   libfsntfs-dev                    # NTFS inside an image
+  libesedb-dev libxlsxwriter-dev   # WebCacheV01.dat (IE 10+, legacy Edge); spreadsheet export
   ntfs-3g qemu-utils ewf-tools     # image fixtures at test time: mkntfs/ntfs-3g, qemu-img, ewfacquire
   libgtest-dev
   clang libclang-rt-14-dev         # libFuzzer harnesses (scripts/fuzz.sh), with ASan and UBSan

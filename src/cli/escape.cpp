@@ -241,6 +241,25 @@ bool needsCsvQuotes(QAnyStringView text) {
     });
 }
 
+// The length of the well-formed UTF-8 sequence at `from` (RFC 3629: no overlong forms, no
+// surrogates, nothing above U+10FFFF); 0 when the byte there starts none.
+size_t utf8Sequence(const unsigned char* from, const unsigned char* end) {
+    const unsigned char c = *from;
+    const auto continuation = [&](size_t i, unsigned char low = 0x80, unsigned char high = 0xBF) {
+        return from + i < end && from[i] >= low && from[i] <= high;
+    };
+    if (c >= 0xC2 && c <= 0xDF) return continuation(1) ? 2 : 0;
+    if (c >= 0xE0 && c <= 0xEF) {
+        const unsigned char low = c == 0xE0 ? 0xA0 : 0x80, high = c == 0xED ? 0x9F : 0xBF;
+        return continuation(1, low, high) && continuation(2) ? 3 : 0;
+    }
+    if (c >= 0xF0 && c <= 0xF4) {
+        const unsigned char low = c == 0xF0 ? 0x90 : 0x80, high = c == 0xF4 ? 0x8F : 0xBF;
+        return continuation(1, low, high) && continuation(2) && continuation(3) ? 4 : 0;
+    }
+    return 0;
+}
+
 }  // namespace
 
 char* putEscaped(char* to, QAnyStringView text, Format format) {
@@ -272,6 +291,33 @@ std::string escaped(QAnyStringView text, Format format) {
     std::string out;
     appendEscaped(out, text, format);
     return out;
+}
+
+}  // namespace kestrova::cli
+
+namespace kestrova::cli {
+
+char* putEscapedUtf8(char* to, std::string_view text, Format format) {
+    const EscapeTable& table = kTables[static_cast<int>(format)];
+    const auto* from = reinterpret_cast<const unsigned char*>(text.data());
+    const auto* end = from + text.size();
+    const bool quoted = format == Format::Csv && std::any_of(from, end, [](unsigned char c) {
+                            return c == ',' || c == '"' || c == '\n' || c == '\r';
+                        });
+    if (quoted) *to++ = '"';
+    while (from < end) {
+        if (*from < 0x80) {
+            to = putAscii(to, *from++, table);
+        } else if (const size_t n = utf8Sequence(from, end)) {
+            std::memcpy(to, from, n);
+            to += n;
+            from += n;
+        } else {
+            to = putEscapedByte(to, *from++, format);
+        }
+    }
+    if (quoted) *to++ = '"';
+    return to;
 }
 
 }  // namespace kestrova::cli

@@ -11,6 +11,7 @@
 #include <QAnyStringView>
 #include <cstddef>
 #include <string>
+#include <string_view>
 
 namespace kestrova::cli {
 
@@ -22,6 +23,11 @@ inline size_t escapedRoom(QAnyStringView text) { return static_cast<size_t>(text
 
 // Writes the text escaped at `to`, which has escapedRoom(text) bytes; returns where it ends.
 char* putEscaped(char* to, QAnyStringView text, Format format);
+
+// UTF-8 text as a source stored it, escaped the same way: well-formed sequences are kept, a byte
+// that starts none is shown as "\xFF". Needs escapedUtf8Room(text) bytes.
+inline size_t escapedUtf8Room(std::string_view text) { return text.size() * 6 + 2 + 8; }
+char* putEscapedUtf8(char* to, std::string_view text, Format format);
 
 // The same appended to a string, or as one (headers, panels, tests).
 void appendEscaped(std::string& out, QAnyStringView text, Format format);

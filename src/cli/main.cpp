@@ -24,6 +24,8 @@
 #include "platform/clock/time_zone.h"
 #include "platform/system/environment.h"
 #include "platform/system/versions.h"
+#include "cli/trace_output.h"
+#include "traces/trace_context.h"
 
 namespace {
 
@@ -45,6 +47,12 @@ constexpr const char* kHelp =
     "  report FILE|- [--groups ie,windows,firefox,chrome,index]\n"
     "                         writes the HTML report (- : standard output; default groups: all\n"
     "                         but index)\n"
+    "  traces --list          the trace kinds and their fields\n"
+    "  traces [KIND...] [--format jsonl|csv|tsv|json]\n"
+    "                         every record of the kinds named (all when none is), of every user\n"
+    "                         (or --user NAME) and every browser profile, with exact times (UTC\n"
+    "                         unless --tz says otherwise) and where each record came from; csv\n"
+    "                         and tsv: one table a kind\n"
     "\n"
     "Options:\n"
     "  --root DIR             the folder standing for C:\\ (a mounted partition or a copy)\n"
@@ -56,9 +64,10 @@ constexpr const char* kHelp =
     "                         not UTF-8 as info shows it, caf\\xE9, or as its bytes)\n"
     "  --last                 without --root: the volume last chosen in the window (kr.ini);\n"
     "                         otherwise the sample system beside the program\n"
-    "  --tz ZONE              the zone local times are written in: local (this computer's, the\n"
-    "                         default), UTC, system (the examined system's, from its SYSTEM hive)\n"
-    "                         or a name such as Europe/Berlin\n"
+    "  --tz ZONE              the zone times are written in: local (this computer's, the\n"
+    "                         categories' default), UTC (the traces' default), system (the\n"
+    "                         examined system's, from its SYSTEM hive) or a name such as\n"
+    "                         Europe/Berlin\n"
     "  --index-file PATH      the index.dat the Index.dat File category scans (a Windows path on the\n"
     "                         volume or a local file); default: the user's Content.IE5\\index.dat\n"
     "  -o, --output FILE      write to FILE instead of standard output\n"
@@ -96,7 +105,7 @@ private:
 struct Options {
     QString root, image, partition, user, indexFile, tz, output;
     std::optional<QString> format, groups;
-    bool verbose = false, last = false, help = false, keys = false, version = false;
+    bool verbose = false, last = false, help = false, keys = false, version = false, list = false;
     QString command;
     QStringList operands;
 };
@@ -115,7 +124,7 @@ std::optional<QString> parse(const QStringList& args, Options& o) {
                                                        {"-o", &o.output}, {"--output", &o.output}};
     const std::pair<const char*, bool*> flags[] = {{"--verbose", &o.verbose}, {"--last", &o.last}, {"--help", &o.help},
                                                    {"-h", &o.help}, {"--keys", &o.keys},
-                                                   {"--version", &o.version}};
+                                                   {"--version", &o.version}, {"--list", &o.list}};
     for (int i = 0; i < args.size(); ++i) {
         QString arg = args[i];
         std::optional<QString> inlineValue;
@@ -161,7 +170,9 @@ std::optional<QString> parse(const QStringList& args, Options& o) {
 // Options that belong to one command only are an error elsewhere: silently ignoring one would
 // give the user output other than what was asked for.
 std::optional<QString> misplaced(const Options& o) {
-    if (o.format && o.command != QLatin1String("rows")) return QStringLiteral("--format goes with the rows command");
+    const bool traces = o.command == QLatin1String("traces");
+    if (o.format && o.command != QLatin1String("rows") && !traces) return QStringLiteral("--format goes with the rows and traces commands");
+    if (o.list && !traces) return QStringLiteral("--list goes with the traces command");
     if (o.groups && o.command != QLatin1String("report")) return QStringLiteral("--groups goes with the report command");
     if (o.keys && o.command != QLatin1String("categories")) return QStringLiteral("--keys goes with the categories command");
     if (o.last && !o.root.isEmpty()) return QStringLiteral("--last and --root exclude each other");
@@ -335,6 +346,72 @@ int info(Environment& env, QTextStream& out, bool verbose) {
     return 0;
 }
 
+const char* typeName(FieldType type) {
+    static const char* const kNames[] = {"text", "url", "path", "integer", "time", "bool"};
+    return kNames[static_cast<int>(type)];
+}
+
+// traces --list: each kind with what it holds and its columns as they are written.
+int listTraceKinds(QTextStream& out) {
+    for (const TraceKind& kind : traceKinds()) {
+        out << kind.name << '\t' << kind.about << '\n';
+        for (const OutputColumn& column : outputColumns(kind)) out << "  " << column.name << '\t' << typeName(column.type) << '\n';
+    }
+    return 0;
+}
+
+// The kinds named on the command line, all when none is; nullopt after saying which is unknown.
+std::optional<std::vector<const TraceKind*>> chosenKinds(const QStringList& names) {
+    std::vector<const TraceKind*> kinds;
+    for (const QString& name : names) {
+        const TraceKind* kind = findTraceKind(name.toStdString());
+        if (!kind) {
+            QStringList known;
+            for (const TraceKind& k : traceKinds()) known.append(QLatin1String(k.name));
+            usageError(QStringLiteral("unknown trace kind \"%1\"; the kinds are: %2").arg(name, known.join(' ')));
+            return std::nullopt;
+        }
+        kinds.push_back(kind);
+    }
+    if (kinds.empty()) {
+        for (const TraceKind& kind : traceKinds()) kinds.push_back(&kind);
+    }
+    return kinds;
+}
+
+int traces(Environment& env, const Options& o, const QTimeZone& zone) {
+    cli::TraceFormat format = cli::TraceFormat::Jsonl;
+    const QString f = o.format.value_or(QStringLiteral("jsonl"));
+    if (f == QLatin1String("csv")) format = cli::TraceFormat::Csv;
+    else if (f == QLatin1String("tsv")) format = cli::TraceFormat::Tsv;
+    else if (f == QLatin1String("json")) format = cli::TraceFormat::Json;
+    else if (f != QLatin1String("jsonl")) return usageError(QStringLiteral("unknown format \"%1\": the formats are jsonl, csv, tsv and json").arg(f));
+    const auto kinds = chosenKinds(o.operands);
+    if (!kinds) return 2;
+    TraceContext context(*env.system, env.privateTemp.path());
+    context.narrowToUser(o.user);
+    cli::ByteOutput out(STDOUT_FILENO);
+    cli::TracePrinter printer(out, format, IsoTimeWriter(zone));
+    for (const TraceKind* kind : *kinds) {
+        env.system->findings().clear();
+        printer.begin(*kind);
+        const qint64 records = runTraceKind(*kind, context, printer);
+        if (o.verbose) {
+            std::fprintf(stderr, "%s: %lld records\n", kind->name, static_cast<long long>(records));
+            for (const Finding& finding : env.system->findings().all()) {
+                std::fprintf(stderr, "  %s\n", qPrintable(showEscapedBytes(finding.text())));
+            }
+        }
+        if (context.stopped()) break;
+    }
+    printer.finish();
+    if (out.failed()) {
+        std::fprintf(stderr, "kestrova-cli: the output could not be written: %s\n", std::strerror(errno));
+        return 1;
+    }
+    return 0;
+}
+
 // -o FILE: everything the command writes to standard output goes to the file instead.
 bool redirectOutput(const QString& path) {
     const int fd = ::open(toFileNameBytes(path).constData(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
@@ -364,7 +441,7 @@ int main(int argc, char** argv) {
         return 0;
     }
     if (o.command.isEmpty()) return usageError(QStringLiteral("no command given"));
-    const QStringList commands{"info", "categories", "rows", "report"};
+    const QStringList commands{"info", "categories", "rows", "report", "traces"};
     if (!commands.contains(o.command)) {
         return usageError(QStringLiteral("unknown command \"%1\": the commands are %2").arg(o.command, commands.join(", ")));
     }
@@ -373,10 +450,17 @@ int main(int argc, char** argv) {
 
     QTextStream out(stdout);
     if (o.command == QLatin1String("categories")) return categories(out, o.keys);
-    auto env = o.image.isEmpty() ? Environment::create(o.root, o.user, o.last ? LastChoice::Take : LastChoice::Ignore)
-                                 : Environment::createForImage(o.image, o.partition.toInt(), o.user);
+    const bool tracing = o.command == QLatin1String("traces");
+    if (tracing && o.list) return listTraceKinds(out);
+    // The traces read every user; --user narrows them, it does not choose the classic profile.
+    const QString classicUser = tracing ? QString() : o.user;
+    auto env = o.image.isEmpty() ? Environment::create(o.root, classicUser, o.last ? LastChoice::Take : LastChoice::Ignore)
+                                 : Environment::createForImage(o.image, o.partition.toInt(), classicUser);
     QString why;
-    const auto zone = resolveZone(o.tz, env->system->registry(), &why);
+    // Exact times are written in UTC unless a zone is asked for; the categories' local times in
+    // this computer's zone.
+    const QString tz = tracing && o.tz.isEmpty() ? QStringLiteral("UTC") : o.tz;
+    const auto zone = resolveZone(tz, env->system->registry(), &why);
     if (!zone) {
         std::fprintf(stderr, "kestrova-cli: --tz: %s\n", qPrintable(why));
         return 2;
@@ -384,6 +468,13 @@ int main(int argc, char** argv) {
     applyZone(*zone);
     if (o.verbose) std::fprintf(stderr, "times in: %s (%s)\n", qPrintable(zone->name), qPrintable(zoneInForce()));
     if (o.command == QLatin1String("info")) return info(*env, out, o.verbose);
+    if (tracing) {
+        if (const auto problem = env->volumeProblem()) {
+            std::fprintf(stderr, "kestrova-cli: %s\n", qPrintable(*problem));
+            return 1;
+        }
+        return traces(*env, o, zone->zone);
+    }
     if (!sourceUsable(*env, out)) return 1;
     if (o.command == QLatin1String("report")) return report(*env, o);
     return rows(*env, o);

@@ -8,6 +8,9 @@
 #include <QElapsedTimer>
 #include <QFileDialog>
 #include <QHeaderView>
+#include <QLineEdit>
+#include <QTableView>
+#include <QVBoxLayout>
 #include <QLabel>
 #include <QMenuBar>
 #include <QMessageBox>
@@ -32,6 +35,9 @@
 #include "gui/frm_options.h"
 #include "gui/frm_progress.h"
 #include "gui/result_list_model.h"
+#include "gui/trace_export.h"
+#include "gui/trace_table_model.h"
+#include "traces/trace_context.h"
 
 namespace kestrova {
 namespace {
@@ -47,6 +53,9 @@ constexpr int kDefaultWidth = 14400;
 constexpr int kDefaultHeight = 9600;
 constexpr int kKeyRole = Qt::UserRole;
 const QString kTimeZoneKey = QStringLiteral("TimeZone");
+const QString kMoreTracesKey = QStringLiteral("MoreTraces");
+// Tree keys of trace kinds: the kind's name after this prefix (no category key has a colon).
+const QString kTracePrefix = QStringLiteral("trace:");
 
 }  // namespace
 
@@ -79,6 +88,32 @@ FrmViewer::FrmViewer(Environment& env, Services services, QWidget* parent)
     outcomePanel->setObjectName(QStringLiteral("outcomePanel"));
     outcomePanel->setTextInteractionFlags(Qt::TextSelectableByMouse);
     SBar1->addPermanentWidget(outcomePanel, 2);
+    tracePane = new QWidget(canvas_);
+    tracePane->setObjectName(QStringLiteral("tracePane"));
+    traceFilter = new QLineEdit(tracePane);
+    traceFilter->setObjectName(QStringLiteral("traceFilter"));
+    traceFilter->setPlaceholderText(QStringLiteral("Filter: rows holding this text in any column"));
+    traceFilter->setClearButtonEnabled(true);
+    traceTable = new QTableView(tracePane);
+    traceTable->setObjectName(QStringLiteral("traceTable"));
+    traceTable->setSelectionBehavior(QAbstractItemView::SelectRows);
+    traceTable->setEditTriggers(QAbstractItemView::NoEditTriggers);
+    traceTable->setAlternatingRowColors(true);
+    traceTable->verticalHeader()->setDefaultSectionSize(traceTable->fontMetrics().height() + 4);
+    traceTable->verticalHeader()->hide();
+    traceModel_ = new TraceTableModel(this);
+    traceProxy_ = new TraceFilterModel(this);
+    traceProxy_->setSourceModel(traceModel_);
+    traceTable->setModel(traceProxy_);
+    // Records stay in the order they were read until a header is clicked.
+    traceTable->horizontalHeader()->setSortIndicator(-1, Qt::AscendingOrder);
+    traceTable->setSortingEnabled(true);
+    auto* paneLayout = new QVBoxLayout(tracePane);
+    paneLayout->setContentsMargins(0, 0, 0, 0);
+    paneLayout->addWidget(traceFilter);
+    paneLayout->addWidget(traceTable);
+    tracePane->hide();
+    connect(traceFilter, &QLineEdit::textChanged, traceProxy_, [this](const QString& text) { traceProxy_->setFilterFixedString(text); });
     PBar1 = new QProgressBar(canvas_);
     PBar1->setObjectName(QStringLiteral("PBar1"));
     Command1 = new QPushButton(QStringLiteral("Cancel"), canvas_);
@@ -112,6 +147,8 @@ FrmViewer::FrmViewer(Environment& env, Services services, QWidget* parent)
 
     // Load steps 1 to 4: the tree, the list in details view, the hidden progress bar and Cancel.
     buildTree();
+    connect(TreeView1, &QTreeWidget::currentItemChanged, this,
+            [this](QTreeWidgetItem* current) { onNodeSelected(current); });
     PBar1->hide();
     Command1->hide();
     connect(Command1, &QPushButton::clicked, this, [this] {
@@ -179,6 +216,15 @@ void FrmViewer::buildMenus() {
         FrmOptions options(*services_.reportFolder, env_.settings, *env_.os, this);
         options.exec();
     });
+    mnuExport = file->addAction(QStringLiteral("Export..."), this, [this] {
+        const QString path = QFileDialog::getSaveFileName(this, QStringLiteral("Export"), QString(),
+                                                          QStringLiteral("CSV (*.csv);;Excel workbook (*.xlsx)"));
+        if (path.isEmpty()) return;
+        if (const auto why = exportTraces(path)) {
+            QMessageBox::warning(this, QStringLiteral("Kestrova"), QStringLiteral("%1 could not be written: %2").arg(path, *why));
+        }
+    });
+    mnuExport->setEnabled(false);
     mnuExit = file->addAction(QStringLiteral("&Exit"), this, &QWidget::close);
 
     QMenu* report = menuBar()->addMenu(QStringLiteral("Report"));
@@ -210,6 +256,18 @@ void FrmViewer::buildMenus() {
     mnuZoneLocal = zoneAction(QStringLiteral("This computer's zone"), QStringLiteral("local"));
     mnuZoneUtc = zoneAction(QStringLiteral("UTC"), QStringLiteral("UTC"));
     mnuZoneSystem = zoneAction(QStringLiteral("The examined system's zone"), QStringLiteral("system"));
+    view->addSeparator();
+    mnuMoreTraces = view->addAction(QStringLiteral("More traces"), this, [this](bool on) {
+        if (refuseWhileRunning()) {
+            mnuMoreTraces->setChecked(!on);
+            return;
+        }
+        env_.settings.SaveSetting(QStringLiteral("general"), kMoreTracesKey, on ? QStringLiteral("1") : QStringLiteral("0"));
+        showTracePane(false);
+        buildTree();
+    });
+    mnuMoreTraces->setCheckable(true);
+    mnuMoreTraces->setChecked(env_.settings.GetSetting(QStringLiteral("general"), kMoreTracesKey) == QLatin1String("1"));
 
     QMenu* help = menuBar()->addMenu(QStringLiteral("Help"));
     mnuhelp = help->addAction(QStringLiteral("Online Help"), this, [this] { env_.desktop->open(services_.vendor.helpPage); });
@@ -234,10 +292,23 @@ void FrmViewer::buildTree() {
         if (c.isGroup()) groups.insert(QLatin1String(c.key), item);
     }
     for (const char* key : {"root", "root2", "root3", "root4"}) groups.value(QLatin1String(key))->setExpanded(true);
+    if (mnuMoreTraces->isChecked()) {
+        QHash<QString, QTreeWidgetItem*> traceGroups;
+        for (const TraceKind& kind : traceKinds()) {
+            const QString group = QLatin1String(kind.group);
+            QTreeWidgetItem*& parent = traceGroups[group];
+            if (!parent) {
+                parent = new QTreeWidgetItem(TreeView1);
+                parent->setText(0, group);
+            }
+            auto* item = new QTreeWidgetItem(parent);
+            item->setText(0, QLatin1String(kind.caption));
+            item->setToolTip(0, QStringLiteral("%1: %2").arg(QLatin1String(kind.name), QLatin1String(kind.about)));
+            item->setData(0, kKeyRole, kTracePrefix + QLatin1String(kind.name));
+        }
+    }
     TreeView1->setCurrentItem(nullptr);
     TreeView1->clearSelection();
-    connect(TreeView1, &QTreeWidget::currentItemChanged, this,
-            [this](QTreeWidgetItem* current) { onNodeSelected(current); });
 }
 
 void FrmViewer::selectKey(const QString& key) {
@@ -260,11 +331,89 @@ void FrmViewer::onNodeSelected(QTreeWidgetItem* item) {
         pendingKey_ = key;
         return;
     }
+    runKey(key);
+}
+
+void FrmViewer::runKey(const QString& key) {
+    if (key.startsWith(kTracePrefix)) {
+        if (const TraceKind* kind = findTraceKind(key.mid(kTracePrefix.size()).toStdString())) runTraceKind(*kind);
+        return;
+    }
     if (const Category* category = dispatch(key)) runCategory(*category);
+}
+
+void FrmViewer::showTracePane(bool shown) {
+    tracePane->setGeometry(URLs->geometry());
+    tracePane->setVisible(shown);
+    mnuExport->setEnabled(shown);
+    if (shown) URLs->hide();
+}
+
+QTimeZone FrmViewer::traceZone() const {
+    const QString choice = env_.settings.GetSetting(QStringLiteral("general"), kTimeZoneKey);
+    if (choice.isEmpty() || choice == kUnknownValue) return QTimeZone::utc();
+    QString why;
+    const auto zone = resolveZone(choice, env_.system->registry(), &why);
+    return zone ? zone->zone : QTimeZone::utc();
+}
+
+void FrmViewer::runTraceKind(const TraceKind& kind) {
+    if (run_.running) return;
+    const RunningScope running(run_);
+    run_.stopRequested = false;
+    showTracePane(true);
+    traceFilter->clear();
+    traceTable->horizontalHeader()->setSortIndicator(-1, Qt::AscendingOrder);
+    traceProxy_->sort(-1);
+    traceModel_->start(kind, traceZone());
+    outcomePanel->setText(QStringLiteral("Reading %1...").arg(QLatin1String(kind.name)));
+    Command1->show();
+    env_.system->findings().clear();
+    // The window stays responsive while the table fills: records reach the view in batches,
+    // events run between them, Cancel ends the reading.
+    struct WindowSink : TraceSink {
+        TraceTableModel& model;
+        RunControl& run;
+        QElapsedTimer since;
+        explicit WindowSink(TraceTableModel& m, RunControl& r) : model(m), run(r) { since.start(); }
+        bool record(const TraceKind& k, const Provenance& from, std::span<const Value> values) override {
+            model.record(k, from, values);
+            if (since.elapsed() >= 100) {
+                model.flush();
+                QCoreApplication::processEvents();
+                since.restart();
+            }
+            return !run.stopRequested;
+        }
+    } sink(*traceModel_, run_);
+    TraceContext context(*env_.system, env_.privateTemp.path());
+    const qint64 records = kestrova::runTraceKind(kind, context, sink);
+    traceModel_->flush();
+    Command1->hide();
+    traceTable->resizeColumnsToContents();
+    for (int c = 0; c < traceModel_->columnCount(); ++c) {
+        traceTable->setColumnWidth(c, std::min(traceTable->columnWidth(c), 400));
+    }
+    QStringList outcome{QStringLiteral("%1: %2 records%3").arg(QLatin1String(kind.name)).arg(records)
+                            .arg(run_.stopRequested ? QStringLiteral(", stopped by Cancel") : QString())};
+    for (const Finding& finding : env_.system->findings().all()) outcome.append(showEscapedBytes(finding.text()));
+    outcomePanel->setText(outcomePanel->fontMetrics().elidedText(outcome.join(QStringLiteral("; ")), Qt::ElideRight, 900));
+    outcomePanel->setToolTip(outcome.join(QLatin1Char('\n')));
+    if (!pendingKey_.isEmpty()) {
+        const QString next = std::exchange(pendingKey_, QString());
+        QMetaObject::invokeMethod(this, [this, next] { runKey(next); }, Qt::QueuedConnection);
+    }
+}
+
+std::optional<QString> FrmViewer::exportTraces(const QString& path) {
+    if (!traceModel_->kind()) return QStringLiteral("no trace table is shown");
+    return path.endsWith(QLatin1String(".xlsx"), Qt::CaseInsensitive) ? exportXlsx(*traceProxy_, *traceModel_, path)
+                                                                      : exportCsv(*traceProxy_, *traceModel_, path);
 }
 
 void FrmViewer::runCategory(const Category& category) {
     if (run_.running) return;
+    showTracePane(false);
     session_->run(category);
     const QString outcome = session_->lastOutcome().text();
     // Long texts (many unreadable sources) are cut in the bar and whole in the tooltip.
@@ -273,7 +422,7 @@ void FrmViewer::runCategory(const Category& category) {
     syncView();
     if (!pendingKey_.isEmpty()) {
         const QString next = std::exchange(pendingKey_, QString());
-        if (const Category* queued = dispatch(next)) runCategory(*queued);
+        runKey(next);
     }
 }
 
@@ -414,6 +563,7 @@ void FrmViewer::applyLayout() {
     if (layout.progressWidth) PBar1->resize(px(*layout.progressWidth), PBar1->height());
     Label1->move(px(layout.labelLeft), px(layout.labelTop));
     Command1->move(px(layout.cancelLeft), px(layout.cancelTop));
+    if (tracePane->isVisible()) tracePane->setGeometry(URLs->geometry());
     SBar1->lower();
     for (QWidget* w : {static_cast<QWidget*>(PBar1), static_cast<QWidget*>(Command1), static_cast<QWidget*>(Label1)}) w->raise();
 }
@@ -483,9 +633,7 @@ void FrmViewer::applyZoneSetting(bool rerun) {
     }
     updateTitle();
     if (!rerun) return;
-    if (const QTreeWidgetItem* node = TreeView1->currentItem()) {
-        if (const Category* category = dispatch(node->data(0, kKeyRole).toString())) runCategory(*category);
-    }
+    if (const QTreeWidgetItem* node = TreeView1->currentItem()) runKey(node->data(0, kKeyRole).toString());
 }
 
 void FrmViewer::chooseZone(const QString& choice) {

@@ -5,7 +5,9 @@
 #pragma once
 
 #include <QMainWindow>
+#include <QTimeZone>
 #include <functional>
+#include <optional>
 #include <memory>
 
 #include "core/app/services.h"
@@ -14,6 +16,8 @@
 
 class QAction;
 class QLabel;
+class QLineEdit;
+class QTableView;
 class QProgressBar;
 class QPushButton;
 class QStatusBar;
@@ -25,6 +29,9 @@ namespace kestrova {
 
 class FrmProgress;
 class ResultListModel;
+class TraceFilterModel;
+class TraceTableModel;
+struct TraceKind;
 
 class FrmViewer : public QMainWindow, private ReaderHost, public ReportWriter {
     Q_OBJECT
@@ -93,6 +100,22 @@ public:
     QAction* mnuZoneLocal;
     QAction* mnuZoneUtc;
     QAction* mnuZoneSystem;
+    // View > More traces: the trace kinds' groups after the classic ones (kr.ini [general]
+    // MoreTraces, off by default, so the classic tree stays as it is).
+    QAction* mnuMoreTraces;
+    // File > Export...: the trace table shown, as CSV or XLSX.
+    QAction* mnuExport;
+    // Where a trace kind's table is shown, in the list's place: a filter box above the table.
+    QWidget* tracePane;
+    QLineEdit* traceFilter;
+    QTableView* traceTable;
+    TraceTableModel* traceModel() const { return traceModel_; }
+    TraceFilterModel* traceProxy() const { return traceProxy_; }
+    // Reads a trace kind into the trace table, as a click on its node does.
+    void runTraceKind(const TraceKind& kind);
+    // Writes the trace table as shown; the format follows the name (.xlsx, else CSV). nullopt
+    // when written, else why not.
+    std::optional<QString> exportTraces(const QString& path);
 
 protected:
     void resizeEvent(QResizeEvent* event) override;
@@ -113,6 +136,12 @@ private:
     void buildMenus();
     void buildTree();
     void onNodeSelected(QTreeWidgetItem* item);
+    // Runs what a tree key stands for: a category or a trace kind.
+    void runKey(const QString& key);
+    void showTracePane(bool shown);
+    // The zone trace times are written in: the one View > Times in names, UTC where it names
+    // this computer's by default (exact times are UTC unless the user picks a zone).
+    QTimeZone traceZone() const;
     void syncView();
     void newSession();
     void chooseSystem();
@@ -132,6 +161,8 @@ private:
     RunControl run_;  // program-wide; outlives every session this window makes
     std::unique_ptr<Session> session_;
     ResultListModel* model_ = nullptr;
+    TraceTableModel* traceModel_ = nullptr;
+    TraceFilterModel* traceProxy_ = nullptr;
     QWidget* canvas_ = nullptr;
     FrmProgress* progress_ = nullptr;
     bool listChanged_ = true;

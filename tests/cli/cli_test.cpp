@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include "browsers/browser_data.h"
+#include "support/cli_run.h"
 #include "support/temp_volume.h"
 #include <QElapsedTimer>
 #include <QScopeGuard>
@@ -18,29 +19,6 @@
 
 namespace kestrova {
 namespace {
-
-struct CliRun {
-    int exitCode = -1;
-    QString out;
-    QString err;
-};
-
-CliRun runCli(const QStringList& args, const QProcessEnvironment& env = QProcessEnvironment::systemEnvironment()) {
-    QProcess cli;
-    cli.setProcessEnvironment(env);
-    cli.start(QStringLiteral(KESTROVA_BIN_DIR "/kestrova-cli"), args);
-    CliRun result;
-    if (!cli.waitForFinished(20000)) {
-        cli.kill();
-        cli.waitForFinished();
-        ADD_FAILURE() << "kestrova-cli did not finish: " << args.join(' ').toStdString();
-        return result;
-    }
-    result.exitCode = cli.exitCode();
-    result.out = QString::fromUtf8(cli.readAllStandardOutput());
-    result.err = QString::fromUtf8(cli.readAllStandardError());
-    return result;
-}
 
 class VerboseReasons : public ::testing::Test {
 protected:
@@ -140,7 +118,10 @@ TEST(CliUsage, HelpOnStandardOutputAndEveryWrongWordNamed) {
         {{"--root"}, "--root needs a value"},
         {{"--root", volume.root(), "rows", "b3", "--format", "xml"}, "unknown format \"xml\": the formats are tsv, csv and json"},
         {{"--root", volume.root(), "report", "r.htm", "--groups", "ie,edge"}, "unknown report group \"edge\""},
-        {{"--root", volume.root(), "info", "--format", "csv"}, "--format goes with the rows command"},
+        {{"--root", volume.root(), "info", "--format", "csv"}, "--format goes with the rows and traces commands"},
+        {{"--root", volume.root(), "rows", "b3", "--list"}, "--list goes with the traces command"},
+        {{"--root", volume.root(), "traces", "browser.visits"}, "unknown trace kind \"browser.visits\"; the kinds are: browser.history"},
+        {{"--root", volume.root(), "traces", "--format", "xml"}, "unknown format \"xml\": the formats are jsonl, csv, tsv and json"},
         {{"--root", volume.root(), "--last", "info"}, "--last and --root exclude each other"},
         {{"--root", volume.root(), "--tz", "Mars/Olympus", "info"}, "unknown time zone \"Mars/Olympus\""},
         {{"frobnicate"}, "unknown command \"frobnicate\""},

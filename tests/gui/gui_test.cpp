@@ -13,12 +13,14 @@
 #include <QStatusBar>
 #include <QSignalSpy>
 #include <QTemporaryDir>
+#include <QTableView>
 #include <QThread>
 #include <QTimer>
 #include <QTreeView>
 #include <QTreeWidget>
 #include <QtTest>
 
+#include "browsers/trace_volume.h"
 #include "core/app/startup.h"
 #include "core/app/viewer_layout.h"
 #include "gui/frm_choose_system.h"
@@ -104,6 +106,49 @@ private slots:
         QCOMPARE(w->window->model()->rowCount(), 0);
         QVERIFY(w->window->PBar1->isHidden());
         QVERIFY(w->window->Command1->isHidden());
+    }
+
+    // View > More traces (off by default) adds the trace kinds after the classic groups; a kind
+    // fills a table in the list's place, which sorts by time, filters and exports what it shows.
+    void moreTracesShowsEveryKindAsATableThatSortsFiltersAndExports() {
+        auto w = makeWorld();
+        QString error;
+        QVERIFY(tools::writeTraceVolume(w->volume.root(), {}, nullptr, &error));
+        QTreeWidget* tree = w->window->TreeView1;
+        QCOMPARE(tree->topLevelItemCount(), 4);
+        w->window->mnuMoreTraces->trigger();
+        QCOMPARE(w->env->settings.GetSetting("general", "MoreTraces"), QString("1"));
+        QCOMPARE(tree->topLevelItemCount(), 6);
+        QCOMPARE(tree->topLevelItem(4)->text(0), QString("Browsers"));
+        QCOMPARE(tree->topLevelItem(5)->text(0), QString("Internet Explorer"));
+        w->window->selectKey("trace:browser.history");
+        QVERIFY(w->window->tracePane->isVisible());
+        QVERIFY(!w->window->URLs->isVisible());
+        QAbstractItemModel* shown = w->window->traceTable->model();
+        QCOMPARE(shown->rowCount(), 24);
+        QCOMPARE(shown->headerData(3, Qt::Horizontal).toString(), QString("visit_time"));
+        // Times sort as times: the latest visit first.
+        w->window->traceTable->sortByColumn(3, Qt::DescendingOrder);
+        QCOMPARE(shown->index(0, 3).data().toString(), QString("2026-11-01T08:00:02.000002+00:00"));
+        w->window->traceFilter->setText("BOB-BRAVE");
+        QCOMPARE(shown->rowCount(), 3);
+        QTemporaryDir out;
+        QVERIFY(!w->window->exportTraces(out.filePath("h.csv")));
+        QFile csv(out.filePath("h.csv"));
+        QVERIFY(csv.open(QIODevice::ReadOnly));
+        const QList<QByteArray> lines = csv.readAll().split('\n');
+        QCOMPARE(lines.size(), 1 + 3 + 1);
+        QVERIFY(lines[0].startsWith("user,browser,profile,visit_time,url,"));
+        QVERIFY(lines[1].startsWith("bob,Brave,Default,2026-11-01T08:00:02.000002+00:00,https://bob-brave-default.example/page/2,"));
+        QVERIFY(!w->window->exportTraces(out.filePath("h.xlsx")));
+        QFile xlsx(out.filePath("h.xlsx"));
+        QVERIFY(xlsx.open(QIODevice::ReadOnly));
+        QCOMPARE(xlsx.read(2), QByteArray("PK"));
+        // A classic category takes the list's place back; the option off, the tree is as shipped.
+        w->window->selectKey("b3");
+        QVERIFY(!w->window->tracePane->isVisible());
+        w->window->mnuMoreTraces->trigger();
+        QCOMPARE(tree->topLevelItemCount(), 4);
     }
 
     void menusHaveTheirCaptionsInOrder() {

@@ -42,7 +42,8 @@ std::optional<ZoneChoice> systemZone(const RegistryBackend& registry, QString* w
     if (!windows.isEmpty()) {
         const QByteArray iana = QTimeZone::windowsIdToDefaultIanaId(windows.toUtf8());
         if (!iana.isEmpty() && QTimeZone(iana).isValid()) {
-            return ZoneChoice{":" + iana, QStringLiteral("%1 (the examined system's \"%2\")").arg(QString::fromLatin1(iana), windows)};
+            return ZoneChoice{":" + iana, QStringLiteral("%1 (the examined system's \"%2\")").arg(QString::fromLatin1(iana), windows),
+                              QTimeZone(iana)};
         }
     }
     // A zone Windows names in another way (a localised StandardName): its bias, without the
@@ -54,7 +55,8 @@ std::optional<ZoneChoice> systemZone(const RegistryBackend& registry, QString* w
                 return ZoneChoice{posixFixed(minutes),
                                   QStringLiteral("the examined system's standard offset (Bias %1 minutes%2)")
                                       .arg(minutes)
-                                      .arg(windows.isEmpty() ? QString() : QStringLiteral(", \"%1\"").arg(windows))};
+                                      .arg(windows.isEmpty() ? QString() : QStringLiteral(", \"%1\"").arg(windows)),
+                                  QTimeZone(-minutes * 60)};
             }
         }
         *why = QStringLiteral("the examined system's SYSTEM hive names no zone this program knows");
@@ -80,12 +82,13 @@ QString windowsZoneName(const RegistryBackend& registry) {
 std::optional<ZoneChoice> resolveZone(const QString& choice, const RegistryBackend& registry, QString* why) {
     startingTz();
     if (choice.isEmpty() || choice.compare(QLatin1String("local"), Qt::CaseInsensitive) == 0) {
-        return ZoneChoice{{}, QStringLiteral("this computer's zone (%1)").arg(QString::fromLatin1(QTimeZone::systemTimeZoneId()))};
+        return ZoneChoice{{}, QStringLiteral("this computer's zone (%1)").arg(QString::fromLatin1(QTimeZone::systemTimeZoneId())),
+                          QTimeZone::systemTimeZone()};
     }
-    if (choice.compare(QLatin1String("UTC"), Qt::CaseInsensitive) == 0) return ZoneChoice{"UTC0", QStringLiteral("UTC")};
+    if (choice.compare(QLatin1String("UTC"), Qt::CaseInsensitive) == 0) return ZoneChoice{"UTC0", QStringLiteral("UTC"), QTimeZone::utc()};
     if (choice.compare(QLatin1String("system"), Qt::CaseInsensitive) == 0) return systemZone(registry, why);
     const QByteArray iana = choice.toUtf8();
-    if (QTimeZone(iana).isValid()) return ZoneChoice{":" + iana, choice};
+    if (QTimeZone(iana).isValid()) return ZoneChoice{":" + iana, choice, QTimeZone(iana)};
     *why = QStringLiteral("unknown time zone \"%1\": use local, UTC, system or a name such as Europe/Berlin").arg(choice);
     return std::nullopt;
 }

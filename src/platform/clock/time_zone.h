@@ -11,6 +11,7 @@
 
 #include <QByteArray>
 #include <QString>
+#include <QTimeZone>
 #include <optional>
 
 #include "core/registry/registry_backend.h"
@@ -20,6 +21,7 @@ namespace kestrova {
 struct ZoneChoice {
     QByteArray tz;  // the TZ value; empty: the value the program started with
     QString name;   // "UTC", "Europe/Berlin", "this computer's zone (Europe/Berlin)"
+    QTimeZone zone; // the same zone for exact times (the traces), which do not go through TZ
 };
 
 // The zone a choice names; nullopt, with the reason in *why, when it names none (an unknown name,

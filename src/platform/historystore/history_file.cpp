@@ -49,6 +49,14 @@ QByteArray location(libmsiecf_item_t* item) {
     return text;
 }
 
+QByteArray fileName(libmsiecf_item_t* item) {
+    size_t size = 0;
+    if (libmsiecf_url_get_utf8_filename_size(item, &size, nullptr) != 1 || size == 0) return {};
+    QByteArray text(static_cast<qsizetype>(size), '\0');
+    if (libmsiecf_url_get_utf8_filename(item, reinterpret_cast<uint8_t*>(text.data()), size, nullptr) != 1) return {};
+    return text;
+}
+
 QByteArray data(libmsiecf_item_t* item) {
     size_t size = 0;
     if (libmsiecf_url_get_data_size(item, &size, nullptr) != 1 || size == 0) return {};
@@ -117,8 +125,9 @@ std::optional<QString> historyHeaderProblem(QByteArrayView header, qint64 fileSi
 namespace {
 
 // One URL record as the parser child sends it (host order; both ends are this program):
-//   u8 major version, u64 primary time, u64 secondary time, u64 expiry, u8 flags present,
-//   u32 flags, u32 location size, location (UTF-8), u32 data size, data
+//   u8 major version, u64 primary time, u64 secondary time, u64 expiry, u64 last checked,
+//   u32 hits, u8 flags present, u32 flags, u32 location size, location (UTF-8), u32 data size,
+//   data, u32 file name size, file name (UTF-8), u8 cache directory index
 class FrameOut {
 public:
     template <typename T>
@@ -180,6 +189,11 @@ int parseInChild(int fd, FrameWriter& out) {
         libmsiecf_url_get_primary_time(item.get(), &primary, nullptr);
         libmsiecf_url_get_secondary_time(item.get(), &secondary, nullptr);
         libmsiecf_url_get_expiration_time(item.get(), &expiry, nullptr);
+        uint32_t lastChecked = 0, hits = 0;
+        libmsiecf_url_get_last_checked_time(item.get(), &lastChecked, nullptr);
+        libmsiecf_url_get_number_of_hits(item.get(), &hits, nullptr);
+        uint8_t directory = 0xFF;
+        libmsiecf_url_get_cache_directory_index(item.get(), &directory, nullptr);
         // The entry flags are not among libmsiecf's fields; they are read from the record itself.
         off64_t offset = 0;
         quint32 flags = 0;
@@ -190,10 +204,14 @@ int parseInChild(int fd, FrameWriter& out) {
         frame.number(primary);
         frame.number(secondary);
         frame.number(expiry);
+        frame.number(static_cast<quint64>(lastChecked));
+        frame.number(hits);
         frame.number(static_cast<quint8>(hasFlags));
         frame.number(qFromLittleEndian(flags));
         frame.block(location(item.get()));
         frame.block(data(item.get()));
+        frame.block(fileName(item.get()));
+        frame.number(directory);
         if (!out.write(frame.bytes())) return 5;
     }
     return 0;
@@ -201,8 +219,8 @@ int parseInChild(int fd, FrameWriter& out) {
 
 }  // namespace
 
-HistoryRead readHistoryFile(QIODevice& file) {
-    HistoryRead read;
+CacheIndexRead readCacheIndex(QIODevice& file) {
+    CacheIndexRead read;
     const int fd = descriptorOf(file);
     if (fd < 0) {
         read.problem = QStringLiteral("not an open file");
@@ -217,28 +235,49 @@ HistoryRead readHistoryFile(QIODevice& file) {
     const ContainedEnd end = runContained([fd](FrameWriter& out) { return parseInChild(fd, out); },
                                           [&](QByteArrayView bytes) {
                                               FrameIn in(bytes);
-                                              const auto major = in.number<quint8>();
-                                              const auto primary = in.number<quint64>();
-                                              const auto secondary = in.number<quint64>();
-                                              const auto expiry = in.number<quint64>();
+                                              CacheEntry entry;
+                                              entry.major = in.number<quint8>();
+                                              entry.primary = in.number<quint64>();
+                                              entry.secondary = in.number<quint64>();
+                                              entry.expiry = in.number<quint64>();
+                                              entry.lastChecked = static_cast<uint32_t>(in.number<quint64>());
+                                              entry.hits = in.number<quint32>();
                                               const bool hasFlags = in.number<quint8>() != 0;
                                               const auto flags = in.number<quint32>();
-                                              const QString where = QString::fromUtf8(in.block().toByteArray().constData());
-                                              if (!where.startsWith(QLatin1String("Visited:"))) return;
-                                              const qsizetype at = where.indexOf(QLatin1Char('@'));
-                                              StatUrl record;
-                                              record.url = at < 0 ? QString() : where.mid(at + 1);
-                                              record.title = historyTitle(in.block().toByteArray());
-                                              record.lastVisited = fileTime(primary);
-                                              record.lastUpdated = fileTime(secondary);
-                                              record.expires = fileTime(major >= 5 ? fatToFileTime(static_cast<uint32_t>(expiry)) : expiry);
-                                              if (hasFlags) record.flags = flags;
-                                              read.records.push_back(std::move(record));
+                                              if (hasFlags) entry.flags = flags;
+                                              entry.location = QString::fromUtf8(in.block().toByteArray().constData());
+                                              entry.data = in.block().toByteArray();
+                                              entry.fileName = QString::fromUtf8(in.block().toByteArray().constData());
+                                              entry.directory = in.number<quint8>();
+                                              read.entries.push_back(std::move(entry));
                                           });
     if (!end.completed) {
         read.problem = end.why == QLatin1String("stopped with status 4")
                            ? QStringLiteral("not a cache index (libmsiecf cannot open it)")
-                           : QStringLiteral("its parser %1 after %2 records").arg(end.why).arg(read.records.size());
+                           : QStringLiteral("its parser %1 after %2 records").arg(end.why).arg(read.entries.size());
+    }
+    return read;
+}
+
+std::optional<UtcMicros> CacheEntry::expiryTime() const {
+    return utc::fromFileTime(major >= 5 ? fatToFileTime(static_cast<uint32_t>(expiry)) : expiry);
+}
+
+HistoryRead readHistoryFile(QIODevice& file) {
+    CacheIndexRead index = readCacheIndex(file);
+    HistoryRead read;
+    read.problem = std::move(index.problem);
+    for (const CacheEntry& entry : index.entries) {
+        if (!entry.location.startsWith(QLatin1String("Visited:"))) continue;
+        const qsizetype at = entry.location.indexOf(QLatin1Char('@'));
+        StatUrl record;
+        record.url = at < 0 ? QString() : entry.location.mid(at + 1);
+        record.title = historyTitle(entry.data);
+        record.lastVisited = fileTime(entry.primary);
+        record.lastUpdated = fileTime(entry.secondary);
+        record.expires = fileTime(entry.major >= 5 ? fatToFileTime(static_cast<uint32_t>(entry.expiry)) : entry.expiry);
+        if (entry.flags) record.flags = *entry.flags;
+        read.records.push_back(std::move(record));
     }
     return read;
 }

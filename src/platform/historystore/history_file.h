@@ -19,9 +19,36 @@
 #include <vector>
 
 #include "core/common/findings.h"
+#include "core/time/iso_time.h"
 #include "core/system/url_history_store.h"
 
 namespace kestrova {
+
+// One URL record of a cache index (history, content cache, cookies), as libmsiecf gives it.
+struct CacheEntry {
+    uint8_t major = 0;           // the file's format version: 4 or 5
+    uint64_t primary = 0;        // FILETIME; its meaning depends on the container (see above)
+    uint64_t secondary = 0;      // FILETIME
+    uint64_t expiry = 0;         // FILETIME in 4.7, a FAT date and time in 5.2
+    uint32_t lastChecked = 0;    // a FAT date and time
+    uint32_t hits = 0;
+    std::optional<uint32_t> flags;
+    QString location;            // "Visited: USER@URL", "Cookie:USER@HOST/", "http://..."
+    QByteArray data;             // the record's data (the title property of a history record)
+    QString fileName;            // the cached file's name in its cache folder
+    uint8_t directory = 0xFF;    // the cache folder's index, 0xFF for none
+
+    // The expiry as an exact time, whichever format the file has.
+    std::optional<UtcMicros> expiryTime() const;
+};
+
+struct CacheIndexRead {
+    std::vector<CacheEntry> entries;  // in file order: all of them, or those read before a failure
+    std::optional<QString> problem;   // why the file could not be read, or not to its end
+};
+
+// Every URL record of an opened cache index, read as readHistoryFile reads (below).
+CacheIndexRead readCacheIndex(QIODevice& file);
 
 struct HistoryRead {
     std::vector<StatUrl> records;   // in file order: all of them, or those read before a failure

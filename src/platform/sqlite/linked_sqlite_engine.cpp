@@ -5,45 +5,13 @@
 #include <sqlite3.h>
 
 #include "core/common/text.h"
-#include "platform/sqlite/plain_file_vfs.h"
-#include "platform/volume/regular_file.h"
+#include "platform/sqlite/evidence_database.h"
 
 namespace kestrova {
 namespace {
 
 sqlite3* asDb(SqlHandle h) { return reinterpret_cast<sqlite3*>(h); }
 sqlite3_stmt* asStatement(SqlHandle h) { return reinterpret_cast<sqlite3_stmt*>(h); }
-
-// Copies a file of the volume (only ever read) to a local path; false when there is none.
-bool copyOut(const AnalysedSystem& system, const QString& windowsPath, const QString& label, const QString& to,
-             bool noteMissing) {
-    // A missing -wal or -journal is the normal case, not worth a note.
-    if (!noteMissing && !system.exists(windowsPath)) return false;
-    const auto in = system.openFile(windowsPath, label);
-    if (!in) return false;
-    QFile out(to);
-    if (!out.open(QIODevice::WriteOnly)) return false;
-    if (const auto* file = qobject_cast<QFileDevice*>(in.get()); file && file->handle() >= 0) {
-        return copySparse(file->handle(), out.handle());
-    }
-    QByteArray buffer(1 << 20, Qt::Uninitialized);
-    for (qint64 got; (got = in->read(buffer.data(), buffer.size())) > 0;) {
-        if (out.write(buffer.constData(), got) != got) return false;
-    }
-    return true;
-}
-
-// A connection is only ever used by the thread that opened it, one statement at a time, so the
-// library's per-call locking of the connection is not needed.
-constexpr int kOneThread = SQLITE_OPEN_NOMUTEX;
-
-// Opens the database behind an already opened file of the volume, immutable and read-only.
-int openInPlace(QIODevice& original, sqlite3** handle) {
-    const QByteArray path = descriptorPath(original);
-    if (path.isEmpty()) return SQLITE_CANTOPEN;
-    const QByteArray uri = "file:" + path + "?immutable=1";
-    return sqlite3_open_v2(uri.constData(), handle, SQLITE_OPEN_READONLY | SQLITE_OPEN_URI | kOneThread, nullptr);
-}
 
 }  // namespace
 
@@ -62,50 +30,16 @@ int LinkedSqliteEngine::shutdown() {
 
 int LinkedSqliteEngine::open(const QByteArray& name, SqlHandle* db) {
     const QString path = QString::fromUtf8(name).section(QChar(0), 0, 0);
-    const QString label = QStringLiteral("database");
     sqlite3* handle = nullptr;
-    int code = SQLITE_CANTOPEN;
-    Opened opened;
-    bool copy = !path.isEmpty();
-    if (copy && !system_.exists(path + QStringLiteral("-wal")) && !system_.exists(path + QStringLiteral("-journal"))) {
-        // Nothing beside the database to replay or roll back: the file alone is the whole
-        // database, read in place through the descriptor the volume layer checked (so the name
-        // cannot be swapped for a link meanwhile). Immutable and read-only: no lock, no journal,
-        // no -shm, not a byte written. A file that cannot be opened is not tried again for a
-        // copy; one SQLite cannot open in place is. In a raw disk image the database is read
-        // where it lies in the image, without taking it out first.
-        if (const auto plain = system_.plainFile(path)) {
-            code = openPlainFile(*plain, &handle);
-            if (code != SQLITE_OK) {
-                sqlite3_close(handle);
-                handle = nullptr;
-            }
-        }
-        if (!handle) {
-            opened.original = system_.openFile(path, label);
-            copy = opened.original != nullptr;
-            if (opened.original) code = openInPlace(*opened.original, &handle);
-            if (code != SQLITE_OK) {
-                sqlite3_close(handle);
-                handle = nullptr;
-                opened.original.reset();
-            }
-        }
-    }
+    DatabaseBacking backing;
+    int code = openVolumeDatabase(system_, path, QStringLiteral("database"), tempFolder_, &handle, &backing);
     if (!handle) {
-        auto folder = std::make_unique<QTemporaryDir>(tempFolder_ + QStringLiteral("/kestrova-db-XXXXXX"));
-        const QString copyPath = folder->filePath(QStringLiteral("db"));
-        if (copy && folder->isValid() && copyOut(system_, path, label, copyPath, true)) {
-            copyOut(system_, path + QStringLiteral("-wal"), label, copyPath + QStringLiteral("-wal"), false);
-            copyOut(system_, path + QStringLiteral("-journal"), label, copyPath + QStringLiteral("-journal"), false);
-            code = sqlite3_open_v2(QFile::encodeName(copyPath).constData(), &handle, SQLITE_OPEN_READWRITE | kOneThread, nullptr);
-            opened.copy = std::move(folder);
-        } else {
-            code = sqlite3_open_v2(":memory:", &handle, SQLITE_OPEN_READWRITE | kOneThread, nullptr);
-        }
+        // A name that is no file of the volume: an empty database, so the reader's prepare fails
+        // for want of its table, as it would.
+        code = sqlite3_open_v2(":memory:", &handle, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr);
     }
     *db = reinterpret_cast<SqlHandle>(handle);
-    if (handle) opened_[*db] = std::move(opened);
+    if (handle) opened_[*db] = std::move(backing);
     return code;
 }
 

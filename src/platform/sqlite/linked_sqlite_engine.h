@@ -20,6 +20,7 @@
 
 #include "core/sqlite/sqlite_engine.h"
 #include "core/system/analysed_system.h"
+#include "platform/sqlite/evidence_database.h"
 
 namespace kestrova {
 
@@ -50,12 +51,7 @@ public:
 private:
     const AnalysedSystem& system_;
     QString tempFolder_;
-    // What an open database stands on: the volume's file read in place, or a private copy.
-    struct Opened {
-        std::unique_ptr<QIODevice> original;
-        std::unique_ptr<QTemporaryDir> copy;
-    };
-    std::map<SqlHandle, Opened> opened_;
+    std::map<SqlHandle, DatabaseBacking> opened_;
 };
 
 }  // namespace kestrova

@@ -63,6 +63,12 @@ void Environment::setFolderPicker(FolderPickerFn picker) {
     os->setFolderPicker(folderPicker);
 }
 
+std::optional<QString> Environment::volumeProblem() const {
+    if (!image) return rootProblem(source);
+    if (!image->problem.isEmpty()) return image->problem;
+    return std::nullopt;
+}
+
 std::optional<QString> Environment::problem() const {
     if (!image) return sourceProblem(source);
     if (!image->problem.isEmpty()) return image->problem;

@@ -47,6 +47,8 @@ struct Environment {
     void select(const Source& chosen);
     // What keeps the chosen system from being examined, in the user's words; nullopt when nothing.
     std::optional<QString> problem() const;
+    // What keeps the volume itself from being read (the traces need no examined profile).
+    std::optional<QString> volumeProblem() const;
     void setFolderPicker(FolderPickerFn picker);
 
 private:

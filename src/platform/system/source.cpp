@@ -66,7 +66,7 @@ std::optional<QString> profileProblem(const Volume& volume, const QString& where
     return std::nullopt;
 }
 
-std::optional<QString> sourceProblem(const Source& source) {
+std::optional<QString> rootProblem(const Source& source) {
     if (source.root.isEmpty()) return QStringLiteral("no Windows folder was given");
     const QFileInfo root(source.root);
     if (!root.exists()) return QStringLiteral("the Windows folder %1 does not exist").arg(source.root);
@@ -74,6 +74,11 @@ std::optional<QString> sourceProblem(const Source& source) {
     if (!root.isReadable() || !root.isExecutable()) {
         return QStringLiteral("the Windows folder %1 cannot be read (permission denied)").arg(source.root);
     }
+    return std::nullopt;
+}
+
+std::optional<QString> sourceProblem(const Source& source) {
+    if (auto problem = rootProblem(source)) return problem;
     return profileProblem(WindowsVolume(source.root), source.root, source.user);
 }
 

@@ -41,6 +41,9 @@ std::optional<QString> profileProblem(const class Volume& volume, const QString&
 // What is wrong with a source, in the user's words ("... does not exist", "... holds no user
 // profile", "no profile named bob; profiles found: alice, Default"); nullopt when it can be
 // examined. A wrong root or user would otherwise look like a system without traces.
+// What keeps the chosen folder from being read at all (missing, not a folder, not readable);
+// nullopt when it can be, whatever profiles it holds.
+std::optional<QString> rootProblem(const Source& source);
 std::optional<QString> sourceProblem(const Source& source);
 
 }  // namespace kestrova

@@ -1,0 +1,47 @@
+// How kestrova-cli writes trace records, as they arrive from the sources:
+//   jsonl  one JSON object a record: "kind", then the kind's columns (absent values left out),
+//          times as ISO 8601 texts, integers as numbers, booleans as true/false
+//   json   the same objects in one array
+//   csv    one table a kind (RFC 4180): a header row of the column names, then a row a record;
+//          tables of further kinds follow an empty line
+//   tsv    the same with tabs, escaped as the rows command escapes
+// Texts are written as the sources stored them (UTF-8; a byte that is not is shown as "\xFF").
+#pragma once
+
+#include <vector>
+
+#include "cli/output.h"
+#include "core/time/iso_time.h"
+#include "traces/trace_kind.h"
+
+namespace kestrova::cli {
+
+enum class TraceFormat { Jsonl, Json, Csv, Tsv };
+
+class TracePrinter : public TraceSink {
+public:
+    TracePrinter(ByteOutput& out, TraceFormat format, IsoTimeWriter times) : out_(out), format_(format), times_(std::move(times)) {}
+    ~TracePrinter() override { finish(); }
+
+    // A kind's records follow (the header of its table).
+    void begin(const TraceKind& kind);
+    bool record(const TraceKind& kind, const Provenance& from, std::span<const Value> values) override;
+    // Closes the document (the JSON array); called by the destructor if not before.
+    void finish();
+
+private:
+    void tableRecord(const Provenance& from, std::span<const Value> values);
+    void objectRecord(const TraceKind& kind, const Provenance& from, std::span<const Value> values);
+
+    ByteOutput& out_;
+    TraceFormat format_;
+    IsoTimeWriter times_;
+    const TraceKind* kind_ = nullptr;
+    std::vector<OutputColumn> columns_;
+    std::vector<std::string> jsonKeys_;  // "\"name\":" of each column, written once
+    bool anyTable_ = false;
+    bool anyObject_ = false;
+    bool finished_ = false;
+};
+
+}  // namespace kestrova::cli

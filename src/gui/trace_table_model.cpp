@@ -1,0 +1,86 @@
+#include "gui/trace_table_model.h"
+
+namespace kestrova {
+
+void TraceTableModel::start(const TraceKind& kind, const QTimeZone& zone) {
+    beginResetModel();
+    kind_ = &kind;
+    columns_ = outputColumns(kind);
+    times_ = IsoTimeWriter(zone);
+    texts_.clear();
+    numbers_.clear();
+    shown_ = 0;
+    endResetModel();
+}
+
+bool TraceTableModel::record(const TraceKind&, const Provenance& from, std::span<const Value> values) {
+    for (const OutputColumn& column : columns_) {
+        if (column.field < 0) {
+            const std::string_view text = provenanceValue(from, column.field);
+            texts_.push_back(QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size())));
+            numbers_.push_back(kAbsent);
+            continue;
+        }
+        const Value& value = values[static_cast<size_t>(column.field)];
+        if (value.is == Value::Is::Text) {
+            texts_.push_back(QString::fromUtf8(value.utf8.data(), static_cast<qsizetype>(value.utf8.size())));
+            numbers_.push_back(kAbsent);
+        } else if (value.is == Value::Is::Number) {
+            texts_.push_back(column.type == FieldType::Time   ? times_.text(value.number)
+                             : column.type == FieldType::Bool ? QString::fromLatin1(value.number ? "true" : "false")
+                                                              : QString::number(value.number));
+            numbers_.push_back(value.number);
+        } else {
+            texts_.emplace_back();
+            numbers_.push_back(kAbsent);
+        }
+    }
+    return true;
+}
+
+void TraceTableModel::flush() {
+    const int total = static_cast<int>(received());
+    if (total == shown_) return;
+    beginInsertRows({}, shown_, total - 1);
+    shown_ = total;
+    endInsertRows();
+}
+
+bool TraceTableModel::present(int row, int column) const {
+    const size_t at = static_cast<size_t>(row) * columns_.size() + static_cast<size_t>(column);
+    return numbers_[at] != kAbsent || !texts_[at].isEmpty();
+}
+
+int TraceTableModel::rowCount(const QModelIndex& parent) const { return parent.isValid() ? 0 : shown_; }
+int TraceTableModel::columnCount(const QModelIndex& parent) const { return parent.isValid() ? 0 : static_cast<int>(columns_.size()); }
+
+QVariant TraceTableModel::data(const QModelIndex& index, int role) const {
+    if (!index.isValid()) return {};
+    const size_t at = static_cast<size_t>(index.row()) * columns_.size() + static_cast<size_t>(index.column());
+    const FieldType type = columns_[static_cast<size_t>(index.column())].type;
+    const bool numeric = type == FieldType::Integer || type == FieldType::Time || type == FieldType::Bool;
+    switch (role) {
+    case Qt::DisplayRole:
+    case Qt::ToolTipRole: return texts_[at];
+    case kSortRole: return numeric ? QVariant(numbers_[at]) : QVariant(texts_[at]);
+    case Qt::TextAlignmentRole:
+        return type == FieldType::Integer ? QVariant(Qt::AlignRight | Qt::AlignVCenter) : QVariant();
+    default: return {};
+    }
+}
+
+QVariant TraceTableModel::headerData(int section, Qt::Orientation orientation, int role) const {
+    if (orientation != Qt::Horizontal || role != Qt::DisplayRole || section < 0 || section >= static_cast<int>(columns_.size())) {
+        return QAbstractTableModel::headerData(section, orientation, role);
+    }
+    return QString::fromLatin1(columns_[static_cast<size_t>(section)].name);
+}
+
+TraceFilterModel::TraceFilterModel(QObject* parent) : QSortFilterProxyModel(parent) {
+    setSortRole(TraceTableModel::kSortRole);
+    setFilterKeyColumn(-1);
+    setFilterCaseSensitivity(Qt::CaseInsensitive);
+    setDynamicSortFilter(false);  // rows appended while filling keep their place until sorted again
+}
+
+}  // namespace kestrova

@@ -1,0 +1,42 @@
+// Internet Explorer's kinds: history, content cache and cookies of every user, from the cache
+// indexes of IE 5-9 and the cookie text files.
+#pragma once
+
+#include "traces/browsers/browser_fields.h"
+#include "traces/trace_context.h"
+
+namespace kestrova {
+
+namespace iefields {
+namespace history {
+enum Field { LastVisited, LastUpdated, Expires, Url, Title, VisitedAs, Hits, Container, Count };
+inline constexpr FieldSpec kFields[Count] = {
+    {"last_visited", FieldType::Time, "Last Visited"}, {"last_updated", FieldType::Time, "Record Updated"},
+    {"expires", FieldType::Time, "Expires"},           {"url", FieldType::Url},
+    {"title", FieldType::Text},                        {"visited_as", FieldType::Text},
+    {"hits", FieldType::Integer},                      {"container", FieldType::Text},
+};
+}  // namespace history
+namespace cache {
+enum Field { Url, FileName, LastModified, LastAccessed, Expires, Hits, Count };
+inline constexpr FieldSpec kFields[Count] = {
+    {"url", FieldType::Url},  {"file_name", FieldType::Text},
+    {"last_modified", FieldType::Time, "Content Modified"}, {"last_accessed", FieldType::Time, "Last Accessed"},
+    {"expires", FieldType::Time, "Expires"}, {"hits", FieldType::Integer},
+};
+}  // namespace cache
+}  // namespace iefields
+
+struct IeCookie {
+    QByteArray name, value, host, path;
+    uint32_t flags = 0;
+    std::optional<UtcMicros> expires, created;
+};
+// The cookies of one cookie text file, in file order.
+std::vector<IeCookie> parseCookieFile(const QByteArray& bytes);
+
+void ieHistory(TraceContext& context, TraceSink& sink);
+void ieCache(TraceContext& context, TraceSink& sink);
+void ieCookies(TraceContext& context, TraceSink& sink);
+
+}  // namespace kestrova

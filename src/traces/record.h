@@ -1,0 +1,54 @@
+// What a trace source hands over: records, one at a time. A record is a row of typed values in
+// the order its kind declares its fields, with the provenance of the source it came from. Texts
+// are UTF-8 bytes viewed where the source holds them (a database's row, a decoded name) and are
+// valid only until the sink returns: a sink that keeps a record copies it. A value the source
+// does not hold (a time never set, a column the schema lacks) is absent, not zero or "".
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+#include <cstdint>
+#include <span>
+#include <string_view>
+
+#include "core/common/findings.h"
+#include "core/time/iso_time.h"
+
+namespace kestrova {
+
+struct TraceKind;
+
+struct Value {
+    enum class Is : uint8_t { Absent, Text, Number };
+    Is is = Is::Absent;
+    int64_t number = 0;      // an integer, a time (UtcMicros), a boolean (0 or 1)
+    std::string_view utf8;   // a text; bytes that are not UTF-8 are the source's, kept
+
+    static Value text(std::string_view bytes) { return {Is::Text, 0, bytes}; }
+    static Value text(const QByteArray& bytes) { return text(std::string_view(bytes.constData(), static_cast<size_t>(bytes.size()))); }
+    static Value integer(int64_t n) { return {Is::Number, n, {}}; }
+    static Value time(std::optional<UtcMicros> t) { return t ? integer(*t) : Value{}; }
+    static Value boolean(bool b) { return integer(b ? 1 : 0); }
+    bool absent() const { return is == Is::Absent; }
+};
+
+// Where records come from. Provenance fields that do not apply (no browser for a registry key)
+// stay empty. Texts are UTF-8 so that each record's writing costs no conversion.
+struct Provenance {
+    QByteArray user;     // the name of the user's profile folder (under Users or Documents and Settings)
+    QByteArray browser;  // "Chrome", "Edge", "Firefox", ...
+    QByteArray profile;  // the browser profile's folder name ("Default", "Profile 1", "x1y2.default")
+    QByteArray source;   // the Windows path of the file the records are read from
+    QByteArray part;     // within it: the table or the registry key
+
+    static QByteArray utf8(const QString& text) { return text.toUtf8(); }
+};
+
+class TraceSink {
+public:
+    virtual ~TraceSink() = default;
+    // One record of the kind, its values in the kind's field order. False: stop reading.
+    virtual bool record(const TraceKind& kind, const Provenance& from, std::span<const Value> values) = 0;
+};
+
+}  // namespace kestrova

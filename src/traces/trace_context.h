@@ -1,0 +1,89 @@
+// What a trace source reads with: the examined volume (through the analysed system, so a folder
+// tree and a disk image serve it alike), the private temporary folder where databases with a
+// journal are copied, every user profile on the volume and every browser profile in them, and
+// the run's state (the kind being read, a stop asked for, the user the run is narrowed to).
+#pragma once
+
+#include <QString>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "core/system/analysed_system.h"
+#include "platform/sqlite/evidence_database.h"
+#include "traces/trace_kind.h"
+
+namespace kestrova {
+
+// A user profile folder: every folder under Users and Documents and Settings, whether or not its
+// hive can be read.
+struct UserProfile {
+    QString name;     // the folder's name as listed
+    QString folder;   // "C:\Users\bob"
+    QString local;    // the local application data: "...\AppData\Local" or "...\Local Settings\Application Data"
+    QString roaming;  // "...\AppData\Roaming" or "...\Application Data"
+};
+
+enum class BrowserEngine { Chromium, Firefox };
+
+struct BrowserProfile {
+    const UserProfile* user;
+    BrowserEngine engine;
+    QString browser;  // "Chrome", "Edge", "Brave", "Opera", "Firefox", ...
+    QString name;     // the profile folder's name: "Default", "Profile 1", "abcd1234.default"
+    QString folder;   // its Windows path
+};
+
+class TraceContext {
+public:
+    TraceContext(const AnalysedSystem& system, QString tempFolder) : system_(system), tempFolder_(std::move(tempFolder)) {}
+
+    const AnalysedSystem& system() const { return system_; }
+    // Only this user's profile is read (compared case-insensitively); "" reads every user.
+    void narrowToUser(const QString& name) { onlyUser_ = name; }
+
+    const std::vector<UserProfile>& users();
+    const std::vector<BrowserProfile>& browserProfiles();
+
+    // A database of the volume, opened as evidence (see EvidenceDatabase); nullptr with the
+    // reason noted when there is none to read.
+    std::unique_ptr<EvidenceDatabase> openDatabase(const QString& windowsPath) const;
+    // A small file of the volume (JSON, INI, a cookie text file), read whole up to `limit` bytes;
+    // nullopt with the reason noted when it cannot be read or is larger.
+    std::optional<QByteArray> readSmallFile(const QString& windowsPath, qint64 limit = 64 << 20) const;
+    bool exists(const QString& windowsPath) const { return system_.exists(windowsPath); }
+    // The names of a folder's entries, "." and ".." left out; folders only where asked.
+    QStringList list(const QString& windowsFolder, bool foldersOnly) const;
+
+    void note(FindingKind kind, const QString& what, const QString& why = QString()) const {
+        system_.findings().note(kind, what, why);
+    }
+
+    // The kind being read: set by runTraceKind for the sources, which hand records over through deliver().
+    const TraceKind* kind = nullptr;
+    // Hands a record to the sink; false (and stopped() from then on) when the sink wants no more.
+    bool deliver(TraceSink& sink, const Provenance& from, std::span<const Value> values) {
+        if (stopped_) return false;
+        if (!sink.record(*kind, from, values)) stopped_ = true;
+        return !stopped_;
+    }
+    bool stopped() const { return stopped_; }
+
+private:
+    const AnalysedSystem& system_;
+    QString tempFolder_;
+    QString onlyUser_;
+    bool stopped_ = false;
+    std::optional<std::vector<UserProfile>> users_;
+    std::optional<std::vector<BrowserProfile>> browsers_;
+};
+
+// Reads every record of a kind into the sink. Returns how many records were handed over.
+qint64 runTraceKind(const TraceKind& kind, TraceContext& context, TraceSink& sink);
+
+// Provenance of a browser profile's file: user, browser, profile, the file's path and the part.
+Provenance browserProvenance(const BrowserProfile& profile, const QString& file, const QString& part);
+// Provenance of a user's file without a browser.
+Provenance userProvenance(const UserProfile& user, const QString& file, const QString& part);
+
+}  // namespace kestrova

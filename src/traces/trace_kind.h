@@ -1,0 +1,62 @@
+// The trace kinds: one declarative row each, in one table (trace_kinds.cpp), in the order the
+// command line and the window list them. A kind names its fields and their types, which of the
+// provenance fields apply, and the source function that reads every instance of it on the volume
+// (every user, every browser profile) and emits its records one at a time. The command line, the
+// window's tables, the exports and the timeline all read this table; none of them knows a kind
+// by name.
+#pragma once
+
+#include <QString>
+#include <span>
+#include <string_view>
+#include <vector>
+
+#include "traces/record.h"
+
+namespace kestrova {
+
+class TraceContext;
+
+enum class FieldType : uint8_t { Text, Url, Path, Integer, Time, Bool };
+
+struct FieldSpec {
+    const char* name;  // the CLI's and the exports' field name: "visit_time"
+    FieldType type;
+    // What a time means, as the timeline says it ("Visit Time"); only for time fields.
+    const char* meaning = nullptr;
+};
+
+// Which provenance fields a kind's records carry, written before its own fields.
+enum class Carries : uint8_t { User = 1, Browser = 2 };
+constexpr Carries operator|(Carries a, Carries b) { return static_cast<Carries>(static_cast<int>(a) | static_cast<int>(b)); }
+constexpr bool has(Carries set, Carries one) { return (static_cast<int>(set) & static_cast<int>(one)) != 0; }
+
+using TraceSourceFn = void (*)(TraceContext&, TraceSink&);
+
+struct TraceKind {
+    const char* name;     // "browser.history"
+    const char* group;    // the window's group: "Browsers", "Internet Explorer and legacy Edge"
+    const char* caption;  // the window's tree item: "History (every visit)"
+    Carries carries;
+    std::span<const FieldSpec> fields;
+    TraceSourceFn source;
+    const char* about;    // one line for `traces --list`
+};
+
+// Every kind, in listing order.
+std::span<const TraceKind> traceKinds();
+const TraceKind* findTraceKind(std::string_view name);
+
+// A kind's columns as written: the provenance fields it carries, its own fields, then source
+// and source_part.
+struct OutputColumn {
+    const char* name;
+    FieldType type;
+    int field;  // index into the record's values; -1 user, -2 browser, -3 profile, -4 source, -5 part
+};
+std::vector<OutputColumn> outputColumns(const TraceKind& kind);
+
+// The provenance value of a column (field < 0).
+std::string_view provenanceValue(const Provenance& from, int field);
+
+}  // namespace kestrova

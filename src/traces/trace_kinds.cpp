@@ -1,0 +1,87 @@
+// The table of trace kinds. One row a kind, in the order they are listed; adding a kind is adding
+// its row here (with its source and fields beside the source).
+#include "traces/trace_kind.h"
+
+#include "traces/browsers/browser_sources.h"
+#include "traces/ie/ie_sources.h"
+
+namespace kestrova {
+namespace {
+
+namespace bf = browserfields;
+constexpr Carries kBrowser = Carries::User | Carries::Browser;
+constexpr Carries kUser = Carries::User;
+
+const TraceKind kKinds[] = {
+    {.name = "browser.history", .group = "Browsers", .caption = "History (every visit)", .carries = kBrowser,
+     .fields = bf::history::kFields, .source = browserHistory,
+     .about = "every visit of every Chromium-family and Firefox profile, with the visit's own time"},
+    {.name = "browser.downloads", .group = "Browsers", .caption = "Downloads", .carries = kBrowser,
+     .fields = bf::downloads::kFields, .source = browserDownloads,
+     .about = "downloads: Chromium of every schema, Firefox downloads.sqlite and places annotations"},
+    {.name = "browser.cookies", .group = "Browsers", .caption = "Cookies", .carries = kBrowser,
+     .fields = bf::cookies::kFields, .source = browserCookies,
+     .about = "cookies with their times and flags (Chromium's encrypted values are not decrypted)"},
+    {.name = "browser.searches", .group = "Browsers", .caption = "Searches and typed input", .carries = kBrowser,
+     .fields = bf::searches::kFields, .source = browserSearches,
+     .about = "Chromium keyword search terms, Firefox address bar input history"},
+    {.name = "browser.forms", .group = "Browsers", .caption = "Form entries", .carries = kBrowser,
+     .fields = bf::forms::kFields, .source = browserForms,
+     .about = "Firefox form history, Chromium Web Data autofill entries"},
+    {.name = "browser.bookmarks", .group = "Browsers", .caption = "Bookmarks", .carries = kBrowser,
+     .fields = bf::bookmarks::kFields, .source = browserBookmarks,
+     .about = "Chromium Bookmarks files, Firefox moz_bookmarks, with their folders"},
+    {.name = "browser.logins", .group = "Browsers", .caption = "Saved logins", .carries = kBrowser,
+     .fields = bf::logins::kFields, .source = browserLogins,
+     .about = "Chromium Login Data: sites and user names with their times (never a password)"},
+    {.name = "browser.topsites", .group = "Browsers", .caption = "Top sites", .carries = kBrowser,
+     .fields = bf::topsites::kFields, .source = browserTopSites,
+     .about = "Chromium Top Sites (thumbnails and top_sites schemas)"},
+    {.name = "ie.history", .group = "Internet Explorer", .caption = "History (all containers)", .carries = kUser,
+     .fields = iefields::history::kFields, .source = ieHistory,
+     .about = "Internet Explorer 5-9 history: History.IE5 and its daily and weekly MSHist containers"},
+    {.name = "ie.cache", .group = "Internet Explorer", .caption = "Cache", .carries = kUser,
+     .fields = iefields::cache::kFields, .source = ieCache,
+     .about = "Internet Explorer 5-9 content cache index (Content.IE5)"},
+    {.name = "ie.cookies", .group = "Internet Explorer", .caption = "Cookies", .carries = kUser,
+     .fields = bf::cookies::kFields, .source = ieCookies,
+     .about = "Internet Explorer cookie text files with their values, creation and expiry"},
+};
+
+}  // namespace
+
+std::span<const TraceKind> traceKinds() { return kKinds; }
+
+const TraceKind* findTraceKind(std::string_view name) {
+    for (const TraceKind& kind : kKinds) {
+        if (name == kind.name) return &kind;
+    }
+    return nullptr;
+}
+
+std::vector<OutputColumn> outputColumns(const TraceKind& kind) {
+    std::vector<OutputColumn> columns;
+    if (has(kind.carries, Carries::User)) columns.push_back({"user", FieldType::Text, -1});
+    if (has(kind.carries, Carries::Browser)) {
+        columns.push_back({"browser", FieldType::Text, -2});
+        columns.push_back({"profile", FieldType::Text, -3});
+    }
+    for (size_t i = 0; i < kind.fields.size(); ++i) columns.push_back({kind.fields[i].name, kind.fields[i].type, static_cast<int>(i)});
+    columns.push_back({"source", FieldType::Path, -4});
+    columns.push_back({"source_part", FieldType::Text, -5});
+    return columns;
+}
+
+std::string_view provenanceValue(const Provenance& from, int field) {
+    const QByteArray* bytes = nullptr;
+    switch (field) {
+    case -1: bytes = &from.user; break;
+    case -2: bytes = &from.browser; break;
+    case -3: bytes = &from.profile; break;
+    case -4: bytes = &from.source; break;
+    default: bytes = &from.part; break;
+    }
+    return std::string_view(bytes->constData(), static_cast<size_t>(bytes->size()));
+}
+
+}  // namespace kestrova
