@@ -41,29 +41,25 @@ struct ItemFree {
     void operator()(libmsiecf_item_t* item) const { libmsiecf_item_free(&item, nullptr); }
 };
 
-QByteArray location(libmsiecf_item_t* item) {
+// A variable-size field of a URL record through libmsiecf's size and value getters (the location,
+// the cached file's name, the data); empty when the record has none or it cannot be read.
+using SizeGetter = int (*)(libmsiecf_item_t*, size_t*, libmsiecf_error_t**);
+using BytesGetter = int (*)(libmsiecf_item_t*, uint8_t*, size_t, libmsiecf_error_t**);
+QByteArray field(libmsiecf_item_t* item, SizeGetter sizeOf, BytesGetter bytesOf) {
     size_t size = 0;
-    if (libmsiecf_url_get_utf8_location_size(item, &size, nullptr) != 1 || size == 0) return {};
-    QByteArray text(static_cast<qsizetype>(size), '\0');
-    if (libmsiecf_url_get_utf8_location(item, reinterpret_cast<uint8_t*>(text.data()), size, nullptr) != 1) return {};
-    return text;
-}
-
-QByteArray fileName(libmsiecf_item_t* item) {
-    size_t size = 0;
-    if (libmsiecf_url_get_utf8_filename_size(item, &size, nullptr) != 1 || size == 0) return {};
-    QByteArray text(static_cast<qsizetype>(size), '\0');
-    if (libmsiecf_url_get_utf8_filename(item, reinterpret_cast<uint8_t*>(text.data()), size, nullptr) != 1) return {};
-    return text;
-}
-
-QByteArray data(libmsiecf_item_t* item) {
-    size_t size = 0;
-    if (libmsiecf_url_get_data_size(item, &size, nullptr) != 1 || size == 0) return {};
+    if (sizeOf(item, &size, nullptr) != 1 || size == 0) return {};
     QByteArray bytes(static_cast<qsizetype>(size), '\0');
-    if (libmsiecf_url_get_data(item, reinterpret_cast<uint8_t*>(bytes.data()), size, nullptr) != 1) return {};
+    if (bytesOf(item, reinterpret_cast<uint8_t*>(bytes.data()), size, nullptr) != 1) return {};
     return bytes;
 }
+
+QByteArray location(libmsiecf_item_t* item) {
+    return field(item, libmsiecf_url_get_utf8_location_size, libmsiecf_url_get_utf8_location);
+}
+QByteArray fileName(libmsiecf_item_t* item) {
+    return field(item, libmsiecf_url_get_utf8_filename_size, libmsiecf_url_get_utf8_filename);
+}
+QByteArray data(libmsiecf_item_t* item) { return field(item, libmsiecf_url_get_data_size, libmsiecf_url_get_data); }
 
 int descriptorOf(const QIODevice& file) {
     const auto* opened = qobject_cast<const QFileDevice*>(&file);
