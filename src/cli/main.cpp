@@ -12,6 +12,7 @@
 #include <fcntl.h>
 #include <optional>
 #include <unistd.h>
+#include <tuple>
 #include <utility>
 
 #include "cli/output.h"
@@ -24,6 +25,7 @@
 #include "platform/clock/time_zone.h"
 #include "platform/system/environment.h"
 #include "platform/system/versions.h"
+#include "cli/timeline_output.h"
 #include "cli/trace_output.h"
 #include "traces/trace_context.h"
 
@@ -53,6 +55,10 @@ constexpr const char* kHelp =
     "                         (or --user NAME) and every browser profile, with exact times (UTC\n"
     "                         unless --tz says otherwise) and where each record came from; csv\n"
     "                         and tsv: one table a kind\n"
+    "  timeline [--from T] [--to T] [--kinds K,...] [--format jsonl|csv|body|tln]\n"
+    "                         every dated field of every trace record as one event, in time order\n"
+    "                         (T: ISO 8601, in the --tz zone unless it gives an offset); jsonl and\n"
+    "                         csv as Timesketch imports them, body for mactime, tln\n"
     "\n"
     "Options:\n"
     "  --root DIR             the folder standing for C:\\ (a mounted partition or a copy)\n"
@@ -103,7 +109,7 @@ private:
 };
 
 struct Options {
-    QString root, image, partition, user, indexFile, tz, output;
+    QString root, image, partition, user, indexFile, tz, output, from, to, kinds;
     std::optional<QString> format, groups;
     bool verbose = false, last = false, help = false, keys = false, version = false, list = false;
     QString command;
@@ -121,7 +127,8 @@ std::optional<QString> parse(const QStringList& args, Options& o) {
     const std::pair<const char*, QString*> valued[] = {{"--root", &o.root}, {"--image", &o.image},
                                                        {"--partition", &o.partition}, {"--user", &o.user},
                                                        {"--index-file", &o.indexFile}, {"--tz", &o.tz},
-                                                       {"-o", &o.output}, {"--output", &o.output}};
+                                                       {"-o", &o.output}, {"--output", &o.output},
+                                                       {"--from", &o.from}, {"--to", &o.to}, {"--kinds", &o.kinds}};
     const std::pair<const char*, bool*> flags[] = {{"--verbose", &o.verbose}, {"--last", &o.last}, {"--help", &o.help},
                                                    {"-h", &o.help}, {"--keys", &o.keys},
                                                    {"--version", &o.version}, {"--list", &o.list}};
@@ -171,7 +178,13 @@ std::optional<QString> parse(const QStringList& args, Options& o) {
 // give the user output other than what was asked for.
 std::optional<QString> misplaced(const Options& o) {
     const bool traces = o.command == QLatin1String("traces");
-    if (o.format && o.command != QLatin1String("rows") && !traces) return QStringLiteral("--format goes with the rows and traces commands");
+    const bool timeline = o.command == QLatin1String("timeline");
+    if (o.format && o.command != QLatin1String("rows") && !traces && !timeline) {
+        return QStringLiteral("--format goes with the rows, traces and timeline commands");
+    }
+    if (!timeline && (!o.from.isEmpty() || !o.to.isEmpty() || !o.kinds.isEmpty())) {
+        return QStringLiteral("--from, --to and --kinds go with the timeline command");
+    }
     if (o.list && !traces) return QStringLiteral("--list goes with the traces command");
     if (o.groups && o.command != QLatin1String("report")) return QStringLiteral("--groups goes with the report command");
     if (o.keys && o.command != QLatin1String("categories")) return QStringLiteral("--keys goes with the categories command");
@@ -412,6 +425,58 @@ int traces(Environment& env, const Options& o, const QTimeZone& zone) {
     return 0;
 }
 
+int timeline(Environment& env, const Options& o, const QTimeZone& zone) {
+    cli::TimelineFormat format = cli::TimelineFormat::Jsonl;
+    const QString f = o.format.value_or(QStringLiteral("jsonl"));
+    if (f == QLatin1String("csv")) format = cli::TimelineFormat::Csv;
+    else if (f == QLatin1String("body")) format = cli::TimelineFormat::Body;
+    else if (f == QLatin1String("tln")) format = cli::TimelineFormat::Tln;
+    else if (f != QLatin1String("jsonl")) return usageError(QStringLiteral("unknown format \"%1\": the formats are jsonl, csv, body and tln").arg(f));
+    if (!o.operands.isEmpty()) return usageError(QStringLiteral("timeline takes no operands; name kinds with --kinds"));
+    const auto kinds = chosenKinds(o.kinds.split(QLatin1Char(','), Qt::SkipEmptyParts));
+    if (!kinds) return 2;
+    Timeline events(env.privateTemp.path());
+    std::optional<UtcMicros> from, to;
+    for (const auto& [text, bound, name] : {std::tuple{o.from, &from, "--from"}, std::tuple{o.to, &to, "--to"}}) {
+        if (text.isEmpty()) continue;
+        *bound = parseIsoTime(text, zone);
+        if (!*bound) return usageError(QStringLiteral("%1 takes an ISO 8601 time such as 2026-11-01T08:00, not \"%2\"").arg(QLatin1String(name), text));
+    }
+    events.limit(from, to);
+    TraceContext context(*env.system, env.privateTemp.path());
+    context.narrowToUser(o.user);
+    const bool terminal = ::isatty(STDERR_FILENO) != 0;
+    for (const TraceKind* kind : *kinds) {
+        env.system->findings().clear();
+        if (terminal) std::fprintf(stderr, "\rtimeline: reading %-24s %lld events so far", kind->name, static_cast<long long>(events.events()));
+        const qint64 records = runTraceKind(*kind, context, events);
+        if (o.verbose) {
+            std::fprintf(stderr, "%s%s: %lld records\n", terminal ? "\n" : "", kind->name, static_cast<long long>(records));
+            for (const Finding& finding : env.system->findings().all()) std::fprintf(stderr, "  %s\n", qPrintable(showEscapedBytes(finding.text())));
+        }
+        if (context.stopped()) break;
+    }
+    if (terminal) std::fprintf(stderr, "\rtimeline: %lld events, sorting%s\n", static_cast<long long>(events.events()),
+                                events.runs() ? " (merging runs)" : "");
+    cli::ByteOutput out(STDOUT_FILENO);
+    cli::TimelinePrinter printer(out, format, IsoTimeWriter(zone), env.os->ComputerName().toUtf8());
+    printer.header();
+    const bool drained = events.drain([&](const TimelineEvent& event) {
+        printer.event(event);
+        return !out.failed();
+    });
+    out.flush();
+    if (!drained) {
+        std::fprintf(stderr, "kestrova-cli: the timeline could not be sorted: %s\n", qPrintable(events.why()));
+        return 1;
+    }
+    if (out.failed()) {
+        std::fprintf(stderr, "kestrova-cli: the output could not be written: %s\n", std::strerror(errno));
+        return 1;
+    }
+    return 0;
+}
+
 // -o FILE: everything the command writes to standard output goes to the file instead.
 bool redirectOutput(const QString& path) {
     const int fd = ::open(toFileNameBytes(path).constData(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
@@ -441,7 +506,7 @@ int main(int argc, char** argv) {
         return 0;
     }
     if (o.command.isEmpty()) return usageError(QStringLiteral("no command given"));
-    const QStringList commands{"info", "categories", "rows", "report", "traces"};
+    const QStringList commands{"info", "categories", "rows", "report", "traces", "timeline"};
     if (!commands.contains(o.command)) {
         return usageError(QStringLiteral("unknown command \"%1\": the commands are %2").arg(o.command, commands.join(", ")));
     }
@@ -450,8 +515,8 @@ int main(int argc, char** argv) {
 
     QTextStream out(stdout);
     if (o.command == QLatin1String("categories")) return categories(out, o.keys);
-    const bool tracing = o.command == QLatin1String("traces");
-    if (tracing && o.list) return listTraceKinds(out);
+    const bool tracing = o.command == QLatin1String("traces") || o.command == QLatin1String("timeline");
+    if (o.command == QLatin1String("traces") && o.list) return listTraceKinds(out);
     // The traces read every user; --user narrows them, it does not choose the classic profile.
     const QString classicUser = tracing ? QString() : o.user;
     auto env = o.image.isEmpty() ? Environment::create(o.root, classicUser, o.last ? LastChoice::Take : LastChoice::Ignore)
@@ -473,7 +538,7 @@ int main(int argc, char** argv) {
             std::fprintf(stderr, "kestrova-cli: %s\n", qPrintable(*problem));
             return 1;
         }
-        return traces(*env, o, zone->zone);
+        return o.command == QLatin1String("timeline") ? timeline(*env, o, zone->zone) : traces(*env, o, zone->zone);
     }
     if (!sourceUsable(*env, out)) return 1;
     if (o.command == QLatin1String("report")) return report(*env, o);

@@ -1,0 +1,62 @@
+// One timeline of every dated field of every trace record: each time field of a record is an
+// event, and the events come out in time order whatever their number. Events are kept as compact
+// byte records; when those held pass a memory budget they are sorted and written as a run to the
+// private temporary folder, and the runs are merged at the end, so memory stays bounded.
+// Equal times keep a stable order: the kind's place in the table, then the order the records were
+// read in (which follows the sources, then the rows).
+#pragma once
+
+#include <QString>
+#include <QTemporaryDir>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "traces/trace_kind.h"
+
+namespace kestrova {
+
+struct TimelineEvent {
+    const TraceKind* kind;
+    int timeField;  // the index of the time field this event is of
+    UtcMicros time;
+    const Provenance& from;
+    std::span<const Value> values;
+};
+
+class Timeline : public TraceSink {
+public:
+    // tempFolder: where sorted runs go; budget: the bytes of events held before a run is written.
+    Timeline(QString tempFolder, size_t budget = size_t{128} << 20);
+    ~Timeline() override;
+    // Only events inside [from, to] are kept (either end open when absent).
+    void limit(std::optional<UtcMicros> from, std::optional<UtcMicros> to) { from_ = from, to_ = to; }
+
+    bool record(const TraceKind& kind, const Provenance& from, std::span<const Value> values) override;
+    // Hands every event over in order; false from `out` stops. Returns false, with why(), when a
+    // run could not be written or read back.
+    bool drain(const std::function<bool(const TimelineEvent&)>& out);
+    qint64 events() const { return events_; }
+    int runs() const { return static_cast<int>(runs_.size()); }
+    const QString& why() const { return why_; }
+
+private:
+    bool spill();
+    std::optional<UtcMicros> from_, to_;
+    QString tempFolder_;
+    std::unique_ptr<QTemporaryDir> runFolder_;
+    size_t budget_;
+    std::vector<QByteArray> held_;
+    size_t heldBytes_ = 0;
+    std::vector<QString> runs_;
+    qint64 events_ = 0;
+    uint64_t sequence_ = 0;
+    QString why_;
+};
+
+// A one-line description of what an event's record is about: its url or path, its title, name
+// or term ("https://example.org/ (Example)").
+QString eventSubject(const TraceKind& kind, std::span<const Value> values);
+
+}  // namespace kestrova

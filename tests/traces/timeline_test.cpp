@@ -1,0 +1,109 @@
+// The timeline: one event per time field, in time order with equal times kept in kind and read
+// order, the same whether it was sorted in memory or spilled to sorted runs and merged.
+#include <QProcess>
+#include <QStandardPaths>
+#include <QTemporaryDir>
+#include <gtest/gtest.h>
+
+#include "browsers/trace_volume.h"
+#include "support/cli_run.h"
+#include "support/temp_volume.h"
+#include "traces/timeline.h"
+#include "traces/trace_context.h"
+
+namespace kestrova {
+namespace {
+
+struct Line {
+    UtcMicros time;
+    QString kind, desc, subject;
+    bool operator==(const Line&) const = default;
+};
+
+std::vector<Line> timelineOf(const AnalysedSystem& system, const QString& temp, size_t budget, int* runs) {
+    Timeline events(temp, budget);
+    TraceContext context(system, temp);
+    for (const TraceKind& kind : traceKinds()) runTraceKind(kind, context, events);
+    std::vector<Line> lines;
+    EXPECT_TRUE(events.drain([&](const TimelineEvent& e) {
+        lines.push_back({e.time, QLatin1String(e.kind->name), QLatin1String(e.kind->fields[static_cast<size_t>(e.timeField)].meaning),
+                         eventSubject(*e.kind, e.values)});
+        return true;
+    })) << events.why().toStdString();
+    *runs = events.runs();
+    return lines;
+}
+
+TEST(Timeline, EveryTimeFieldIsOneEventInOrderWhetherSortedInMemoryOrInRuns) {
+    QTemporaryDir dir, temp;
+    QString error;
+    ASSERT_TRUE(tools::writeTraceVolume(dir.path(), {.visits = 40}, nullptr, &error)) << error.toStdString();
+    VolumeSystem system(dir.path(), QString());
+    int runs = 0;
+    const std::vector<Line> inMemory = timelineOf(system, temp.path(), size_t{1} << 30, &runs);
+    EXPECT_EQ(runs, 0);
+    // 8 profiles: 40 visits each; a download with start and end; Chromium cookies (created,
+    // last access; one expiry), Firefox cookies (created, expiry, last access); forms (first,
+    // last used); bookmarks; logins (created, last used, password changed); searches where
+    // the url has a last visit; two IE cookies with creation and expiry.
+    EXPECT_GT(inMemory.size(), 8u * 40);
+    for (size_t i = 1; i < inMemory.size(); ++i) ASSERT_LE(inMemory[i - 1].time, inMemory[i].time) << i;
+    const std::vector<Line> merged = timelineOf(system, temp.path(), 4096, &runs);
+    EXPECT_GT(runs, 3);
+    EXPECT_EQ(merged, inMemory);
+    // The IE cookies were made in 2024 and expired early in 2026, before every browser's first
+    // visit; then equal times keep kinds in table order and records in the order read
+    // (Chrome's profiles before Edge's).
+    const std::vector<std::pair<const char*, const char*>> first{
+        {"Cookie Created", "ie.example (id)"},
+        {"Cookie Created", "ie.example (token)"},
+        {"Cookie Expires", "ie.example (id)"},
+        {"Cookie Expires", "ie.example (token)"},
+        {"Visit Time", "https://alice-chrome-default.example/page/1 (Page 1 of alice-chrome-default)"},
+        {"Visit Time", "https://alice-chrome-profile-1.example/page/1 (Page 1 of alice-chrome-profile-1)"},
+        {"Visit Time", "https://alice-edge-default.example/page/1 (Page 1 of alice-edge-default)"}};
+    for (size_t i = 0; i < first.size(); ++i) {
+        EXPECT_EQ(inMemory[i].desc, first[i].first) << i;
+        EXPECT_EQ(inMemory[i].subject, first[i].second) << i;
+    }
+}
+
+TEST(Timeline, TheCommandLineFiltersByTimeAndKindAndWritesEachFormat) {
+    QTemporaryDir dir;
+    QString error;
+    ASSERT_TRUE(tools::writeTraceVolume(dir.path(), {}, nullptr, &error)) << error.toStdString();
+    const CliRun csv = runCli({"--root", dir.path(), "timeline", "--format", "csv", "--kinds", "browser.downloads", "--from",
+                               "2026-11-01T09:02:00+01:00", "--to", "2026-11-01T08:02:40Z"});
+    ASSERT_EQ(csv.exitCode, 0) << csv.err.toStdString();
+    const QStringList lines = csv.out.split('\n', Qt::SkipEmptyParts);
+    ASSERT_EQ(lines.size(), 1 + 8);  // the eight downloads' end times, nothing before 08:02
+    EXPECT_EQ(lines[0], "datetime,timestamp,timestamp_desc,message,kind,user,browser,profile,hostname,source,source_part,fields");
+    EXPECT_TRUE(lines[1].startsWith("2026-11-01T08:02:40.000000+00:00,1793520160000000,Download Ended,")) << lines[1].toStdString();
+    const CliRun body = runCli({"--root", dir.path(), "timeline", "--format", "body", "--kinds", "ie.cookies"});
+    ASSERT_EQ(body.exitCode, 0) << body.err.toStdString();
+    const QStringList entries = body.out.split('\n', Qt::SkipEmptyParts);
+    ASSERT_EQ(entries.size(), 4);  // two cookies, created and expiring
+    EXPECT_EQ(entries[0].split('|').size(), 11);
+    EXPECT_TRUE(entries[0].endsWith("|1717646974|1717646974|1717646974|1717646974")) << entries[0].toStdString();
+    // The Sleuth Kit's mactime reads it, where it is installed.
+    if (const QString mactime = QStandardPaths::findExecutable("mactime"); !mactime.isEmpty()) {
+        QTemporaryDir out;
+        QFile file(out.filePath("body"));
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write(body.out.toUtf8());
+        file.close();
+        QProcess run;
+        run.start(mactime, {"-b", file.fileName(), "-z", "UTC", "-d"});
+        ASSERT_TRUE(run.waitForFinished(20000));
+        const QString read = QString::fromUtf8(run.readAllStandardOutput());
+        EXPECT_TRUE(read.contains("ie.cookies: ie.example (token) [Cookie Expires]")) << read.toStdString();
+    }
+    const CliRun tln = runCli({"--root", dir.path(), "timeline", "--format", "tln", "--kinds", "ie.cookies"});
+    EXPECT_TRUE(tln.out.startsWith("1717646974|ie.cookies||alice|Cookie Created: ")) << tln.out.toStdString();
+    const CliRun wrong = runCli({"--root", dir.path(), "timeline", "--from", "tuesday"});
+    EXPECT_EQ(wrong.exitCode, 2);
+    EXPECT_TRUE(wrong.err.contains("--from takes an ISO 8601 time")) << wrong.err.toStdString();
+}
+
+}  // namespace
+}  // namespace kestrova
