@@ -8,9 +8,6 @@
 #include <QElapsedTimer>
 #include <QFileDialog>
 #include <QHeaderView>
-#include <QLineEdit>
-#include <QTableView>
-#include <QVBoxLayout>
 #include <QLabel>
 #include <QMenuBar>
 #include <QMessageBox>
@@ -35,8 +32,7 @@
 #include "gui/frm_options.h"
 #include "gui/frm_progress.h"
 #include "gui/result_list_model.h"
-#include "gui/trace_export.h"
-#include "gui/trace_table_model.h"
+#include "gui/trace_pane.h"
 #include "traces/trace_context.h"
 
 namespace kestrova {
@@ -88,32 +84,10 @@ FrmViewer::FrmViewer(Environment& env, Services services, QWidget* parent)
     outcomePanel->setObjectName(QStringLiteral("outcomePanel"));
     outcomePanel->setTextInteractionFlags(Qt::TextSelectableByMouse);
     SBar1->addPermanentWidget(outcomePanel, 2);
-    tracePane = new QWidget(canvas_);
-    tracePane->setObjectName(QStringLiteral("tracePane"));
-    traceFilter = new QLineEdit(tracePane);
-    traceFilter->setObjectName(QStringLiteral("traceFilter"));
-    traceFilter->setPlaceholderText(QStringLiteral("Filter: rows holding this text in any column"));
-    traceFilter->setClearButtonEnabled(true);
-    traceTable = new QTableView(tracePane);
-    traceTable->setObjectName(QStringLiteral("traceTable"));
-    traceTable->setSelectionBehavior(QAbstractItemView::SelectRows);
-    traceTable->setEditTriggers(QAbstractItemView::NoEditTriggers);
-    traceTable->setAlternatingRowColors(true);
-    traceTable->verticalHeader()->setDefaultSectionSize(traceTable->fontMetrics().height() + 4);
-    traceTable->verticalHeader()->hide();
-    traceModel_ = new TraceTableModel(this);
-    traceProxy_ = new TraceFilterModel(this);
-    traceProxy_->setSourceModel(traceModel_);
-    traceTable->setModel(traceProxy_);
-    // Records stay in the order they were read until a header is clicked.
-    traceTable->horizontalHeader()->setSortIndicator(-1, Qt::AscendingOrder);
-    traceTable->setSortingEnabled(true);
-    auto* paneLayout = new QVBoxLayout(tracePane);
-    paneLayout->setContentsMargins(0, 0, 0, 0);
-    paneLayout->addWidget(traceFilter);
-    paneLayout->addWidget(traceTable);
+    tracePane = new TracePane(canvas_);
     tracePane->hide();
-    connect(traceFilter, &QLineEdit::textChanged, traceProxy_, [this](const QString& text) { traceProxy_->setFilterFixedString(text); });
+    traceFilter = tracePane->filter;
+    traceTable = tracePane->table;
     PBar1 = new QProgressBar(canvas_);
     PBar1->setObjectName(QStringLiteral("PBar1"));
     Command1 = new QPushButton(QStringLiteral("Cancel"), canvas_);
@@ -359,66 +333,37 @@ QTimeZone FrmViewer::traceZone() const {
 
 void FrmViewer::runTraceKind(const TraceKind& kind) {
     if (run_.running) return;
-    const RunningScope running(run_);
-    run_.stopRequested = false;
-    showTracePane(true);
-    traceFilter->clear();
-    traceTable->horizontalHeader()->setSortIndicator(-1, Qt::AscendingOrder);
-    traceProxy_->sort(-1);
-    traceModel_->start(kind, traceZone());
-    outcomePanel->setText(QStringLiteral("Reading %1...").arg(QLatin1String(kind.name)));
-    Command1->show();
-    env_.system->findings().clear();
-    // The window stays responsive while the table fills: records reach the view in batches,
-    // events run between them, Cancel ends the reading.
-    struct WindowSink : TraceSink {
-        TraceTableModel& model;
-        RunControl& run;
-        QElapsedTimer since;
-        explicit WindowSink(TraceTableModel& m, RunControl& r) : model(m), run(r) { since.start(); }
-        bool record(const TraceKind& k, const Provenance& from, std::span<const Value> values) override {
-            model.record(k, from, values);
-            if (since.elapsed() >= 100) {
-                model.flush();
-                QCoreApplication::processEvents();
-                since.restart();
-            }
-            return !run.stopRequested;
-        }
-    } sink(*traceModel_, run_);
-    TraceContext context(*env_.system, env_.privateTemp.path());
-    const qint64 records = kestrova::runTraceKind(kind, context, sink);
-    traceModel_->flush();
-    Command1->hide();
-    traceTable->resizeColumnsToContents();
-    for (int c = 0; c < traceModel_->columnCount(); ++c) {
-        traceTable->setColumnWidth(c, std::min(traceTable->columnWidth(c), 400));
+    {
+        const RunningScope running(run_);
+        run_.stopRequested = false;
+        showTracePane(true);
+        showOutcome(QStringLiteral("Reading %1...").arg(QLatin1String(kind.name)));
+        Command1->show();
+        env_.system->findings().clear();
+        TraceContext context(*env_.system, env_.privateTemp.path());
+        const qint64 records = tracePane->fill(kind, context, traceZone(), run_);
+        Command1->hide();
+        QStringList outcome{QStringLiteral("%1: %2 records%3").arg(QLatin1String(kind.name)).arg(records)
+                                .arg(run_.stopRequested ? QStringLiteral(", stopped by Cancel") : QString())};
+        for (const Finding& finding : env_.system->findings().all()) outcome.append(showEscapedBytes(finding.text()));
+        showOutcome(outcome.join(QStringLiteral("; ")), outcome.join(QLatin1Char('\n')));
     }
-    QStringList outcome{QStringLiteral("%1: %2 records%3").arg(QLatin1String(kind.name)).arg(records)
-                            .arg(run_.stopRequested ? QStringLiteral(", stopped by Cancel") : QString())};
-    for (const Finding& finding : env_.system->findings().all()) outcome.append(showEscapedBytes(finding.text()));
-    outcomePanel->setText(outcomePanel->fontMetrics().elidedText(outcome.join(QStringLiteral("; ")), Qt::ElideRight, 900));
-    outcomePanel->setToolTip(outcome.join(QLatin1Char('\n')));
-    if (!pendingKey_.isEmpty()) {
-        const QString next = std::exchange(pendingKey_, QString());
-        QMetaObject::invokeMethod(this, [this, next] { runKey(next); }, Qt::QueuedConnection);
-    }
+    if (!pendingKey_.isEmpty()) runKey(std::exchange(pendingKey_, QString()));
 }
 
-std::optional<QString> FrmViewer::exportTraces(const QString& path) {
-    if (!traceModel_->kind()) return QStringLiteral("no trace table is shown");
-    return path.endsWith(QLatin1String(".xlsx"), Qt::CaseInsensitive) ? exportXlsx(*traceProxy_, *traceModel_, path)
-                                                                      : exportCsv(*traceProxy_, *traceModel_, path);
+std::optional<QString> FrmViewer::exportTraces(const QString& path) { return tracePane->exportTo(path); }
+
+void FrmViewer::showOutcome(const QString& line, const QString& whole) {
+    // Long texts (many unreadable sources) are cut in the bar and whole in the tooltip.
+    outcomePanel->setText(outcomePanel->fontMetrics().elidedText(line, Qt::ElideRight, 900));
+    outcomePanel->setToolTip(whole.isEmpty() ? line : whole);
 }
 
 void FrmViewer::runCategory(const Category& category) {
     if (run_.running) return;
     showTracePane(false);
     session_->run(category);
-    const QString outcome = session_->lastOutcome().text();
-    // Long texts (many unreadable sources) are cut in the bar and whole in the tooltip.
-    outcomePanel->setText(outcomePanel->fontMetrics().elidedText(outcome, Qt::ElideRight, 900));
-    outcomePanel->setToolTip(outcome);
+    showOutcome(session_->lastOutcome().text());
     syncView();
     if (!pendingKey_.isEmpty()) {
         const QString next = std::exchange(pendingKey_, QString());

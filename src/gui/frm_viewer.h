@@ -29,8 +29,7 @@ namespace kestrova {
 
 class FrmProgress;
 class ResultListModel;
-class TraceFilterModel;
-class TraceTableModel;
+class TracePane;
 struct TraceKind;
 
 class FrmViewer : public QMainWindow, private ReaderHost, public ReportWriter {
@@ -105,12 +104,10 @@ public:
     QAction* mnuMoreTraces;
     // File > Export...: the trace table shown, as CSV or XLSX.
     QAction* mnuExport;
-    // Where a trace kind's table is shown, in the list's place: a filter box above the table.
-    QWidget* tracePane;
+    // Where a trace kind's table is shown, in the list's place, and its filter box and table.
+    TracePane* tracePane;
     QLineEdit* traceFilter;
     QTableView* traceTable;
-    TraceTableModel* traceModel() const { return traceModel_; }
-    TraceFilterModel* traceProxy() const { return traceProxy_; }
     // Reads a trace kind into the trace table, as a click on its node does.
     void runTraceKind(const TraceKind& kind);
     // Writes the trace table as shown; the format follows the name (.xlsx, else CSV). nullopt
@@ -139,6 +136,9 @@ private:
     // Runs what a tree key stands for: a category or a trace kind.
     void runKey(const QString& key);
     void showTracePane(bool shown);
+    // The outcome panel: the line, cut to fit; the whole text (the line where none is given) as
+    // its tooltip.
+    void showOutcome(const QString& line, const QString& whole = QString());
     // The zone trace times are written in: the one View > Times in names, UTC where it names
     // this computer's by default (exact times are UTC unless the user picks a zone).
     QTimeZone traceZone() const;
@@ -161,8 +161,6 @@ private:
     RunControl run_;  // program-wide; outlives every session this window makes
     std::unique_ptr<Session> session_;
     ResultListModel* model_ = nullptr;
-    TraceTableModel* traceModel_ = nullptr;
-    TraceFilterModel* traceProxy_ = nullptr;
     QWidget* canvas_ = nullptr;
     FrmProgress* progress_ = nullptr;
     bool listChanged_ = true;

@@ -30,6 +30,7 @@
 #include "gui/frm_viewer.h"
 #include "gui/result_list_model.h"
 #include "gui/single_instance.h"
+#include "gui/trace_pane.h"
 #include "support/fake_desktop.h"
 #include "support/version_server.h"
 #include "core/app/update_check.h"

@@ -1,0 +1,78 @@
+#include "gui/trace_pane.h"
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QHeaderView>
+#include <QLineEdit>
+#include <QTableView>
+#include <QVBoxLayout>
+#include <algorithm>
+
+#include "gui/trace_export.h"
+#include "traces/trace_context.h"
+
+namespace kestrova {
+
+TracePane::TracePane(QWidget* parent) : QWidget(parent) {
+    setObjectName(QStringLiteral("tracePane"));
+    filter = new QLineEdit(this);
+    filter->setObjectName(QStringLiteral("traceFilter"));
+    filter->setPlaceholderText(QStringLiteral("Filter: rows holding this text in any column"));
+    filter->setClearButtonEnabled(true);
+    table = new QTableView(this);
+    table->setObjectName(QStringLiteral("traceTable"));
+    table->setSelectionBehavior(QAbstractItemView::SelectRows);
+    table->setEditTriggers(QAbstractItemView::NoEditTriggers);
+    table->setAlternatingRowColors(true);
+    table->verticalHeader()->setDefaultSectionSize(table->fontMetrics().height() + 4);
+    table->verticalHeader()->hide();
+    model_ = new TraceTableModel(this);
+    proxy_ = new TraceFilterModel(this);
+    proxy_->setSourceModel(model_);
+    table->setModel(proxy_);
+    // Records stay in the order they were read until a header is clicked.
+    table->horizontalHeader()->setSortIndicator(-1, Qt::AscendingOrder);
+    table->setSortingEnabled(true);
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->addWidget(filter);
+    layout->addWidget(table);
+    connect(filter, &QLineEdit::textChanged, proxy_, [this](const QString& text) { proxy_->setFilterFixedString(text); });
+}
+
+qint64 TracePane::fill(const TraceKind& kind, TraceContext& context, const QTimeZone& zone, RunControl& run) {
+    filter->clear();
+    table->horizontalHeader()->setSortIndicator(-1, Qt::AscendingOrder);
+    proxy_->sort(-1);
+    model_->start(kind, zone);
+    // The window stays responsive while the table fills: records reach the view in batches,
+    // events run between them, Cancel ends the reading.
+    struct WindowSink : TraceSink {
+        TraceTableModel& model;
+        RunControl& run;
+        QElapsedTimer since;
+        WindowSink(TraceTableModel& m, RunControl& r) : model(m), run(r) { since.start(); }
+        bool record(const TraceKind& k, const Provenance& from, std::span<const Value> values) override {
+            model.record(k, from, values);
+            if (since.elapsed() >= 100) {
+                model.flush();
+                QCoreApplication::processEvents();
+                since.restart();
+            }
+            return !run.stopRequested;
+        }
+    } sink(*model_, run);
+    const qint64 records = runTraceKind(kind, context, sink);
+    model_->flush();
+    table->resizeColumnsToContents();
+    for (int c = 0; c < model_->columnCount(); ++c) table->setColumnWidth(c, std::min(table->columnWidth(c), 400));
+    return records;
+}
+
+std::optional<QString> TracePane::exportTo(const QString& path) const {
+    if (!model_->kind()) return QStringLiteral("no trace table is shown");
+    return path.endsWith(QLatin1String(".xlsx"), Qt::CaseInsensitive) ? exportXlsx(*proxy_, *model_, path)
+                                                                      : exportCsv(*proxy_, *model_, path);
+}
+
+}  // namespace kestrova

@@ -1,0 +1,41 @@
+// Where a trace kind's records are shown, in the list's place: a filter box above a table. The
+// table is a view over TraceTableModel through TraceFilterModel (sorting by the cells' types,
+// filtering on any column); it fills while the kind is read and exports what it shows.
+#pragma once
+
+#include <QTimeZone>
+#include <QWidget>
+#include <optional>
+
+#include "core/frame/run_control.h"
+#include "gui/trace_table_model.h"
+
+class QLineEdit;
+class QTableView;
+
+namespace kestrova {
+
+class TraceContext;
+
+class TracePane : public QWidget {
+    Q_OBJECT
+public:
+    explicit TracePane(QWidget* parent = nullptr);
+
+    // Reads a kind into the table, its times in that zone, the records reaching the view in
+    // batches with events run between them; Cancel (run.stopRequested) ends the reading. Returns
+    // how many records were read.
+    qint64 fill(const TraceKind& kind, TraceContext& context, const QTimeZone& zone, RunControl& run);
+    // Writes the table as shown; the format follows the name (.xlsx, else CSV). nullopt when
+    // written, else why not.
+    std::optional<QString> exportTo(const QString& path) const;
+
+    QLineEdit* filter;
+    QTableView* table;
+
+private:
+    TraceTableModel* model_;
+    TraceFilterModel* proxy_;
+};
+
+}  // namespace kestrova
