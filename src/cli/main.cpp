@@ -199,6 +199,21 @@ std::optional<QString> misplaced(const Options& o) {
     return std::nullopt;
 }
 
+// The format --format names among a command's formats (the first one is the default); nullopt
+// after saying which formats there are.
+template <typename Format>
+std::optional<Format> chosenFormat(const std::optional<QString>& value, std::initializer_list<std::pair<const char*, Format>> known) {
+    const QString name = value.value_or(QLatin1String(known.begin()->first));
+    QStringList names;
+    for (const auto& [text, format] : known) {
+        if (name == QLatin1String(text)) return format;
+        names.append(QLatin1String(text));
+    }
+    const QString last = names.takeLast();
+    usageError(QStringLiteral("unknown format \"%1\": the formats are %2 and %3").arg(name, names.join(QStringLiteral(", ")), last));
+    return std::nullopt;
+}
+
 int categories(QTextStream& out, bool keysOnly) {
     if (keysOnly) {
         out << categoryKeys().join(' ') << '\n';
@@ -245,11 +260,9 @@ void describeImage(const ImageSource& image, QTextStream& out) {
 }
 
 int rows(Environment& env, const Options& o) {
-    cli::Format format = cli::Format::Tsv;
-    const QString f = o.format.value_or(QStringLiteral("tsv"));
-    if (f == QLatin1String("csv")) format = cli::Format::Csv;
-    else if (f == QLatin1String("json")) format = cli::Format::Json;
-    else if (f != QLatin1String("tsv")) return usageError(QStringLiteral("unknown format \"%1\": the formats are tsv, csv and json").arg(f));
+    const auto chosen = chosenFormat<cli::Format>(o.format, {{"tsv", cli::Format::Tsv}, {"csv", cli::Format::Csv}, {"json", cli::Format::Json}});
+    if (!chosen) return 2;
+    const cli::Format format = *chosen;
     if (o.operands.isEmpty()) return usageError(QStringLiteral("rows needs at least one category key; the keys are: %1").arg(categoryKeys().join(' ')));
     for (const QString& key : o.operands) {
         if (!findCategory(key)) {
@@ -393,18 +406,15 @@ std::optional<std::vector<const TraceKind*>> chosenKinds(const QStringList& name
 }
 
 int traces(Environment& env, const Options& o, const QTimeZone& zone) {
-    cli::TraceFormat format = cli::TraceFormat::Jsonl;
-    const QString f = o.format.value_or(QStringLiteral("jsonl"));
-    if (f == QLatin1String("csv")) format = cli::TraceFormat::Csv;
-    else if (f == QLatin1String("tsv")) format = cli::TraceFormat::Tsv;
-    else if (f == QLatin1String("json")) format = cli::TraceFormat::Json;
-    else if (f != QLatin1String("jsonl")) return usageError(QStringLiteral("unknown format \"%1\": the formats are jsonl, csv, tsv and json").arg(f));
+    const auto format = chosenFormat<cli::TraceFormat>(o.format, {{"jsonl", cli::TraceFormat::Jsonl}, {"csv", cli::TraceFormat::Csv},
+                                                                  {"tsv", cli::TraceFormat::Tsv}, {"json", cli::TraceFormat::Json}});
+    if (!format) return 2;
     const auto kinds = chosenKinds(o.operands);
     if (!kinds) return 2;
     TraceContext context(*env.system, env.privateTemp.path());
     context.narrowToUser(o.user);
     cli::ByteOutput out(STDOUT_FILENO);
-    cli::TracePrinter printer(out, format, IsoTimeWriter(zone));
+    cli::TracePrinter printer(out, *format, IsoTimeWriter(zone));
     for (const TraceKind* kind : *kinds) {
         env.system->findings().clear();
         printer.begin(*kind);
@@ -426,12 +436,9 @@ int traces(Environment& env, const Options& o, const QTimeZone& zone) {
 }
 
 int timeline(Environment& env, const Options& o, const QTimeZone& zone) {
-    cli::TimelineFormat format = cli::TimelineFormat::Jsonl;
-    const QString f = o.format.value_or(QStringLiteral("jsonl"));
-    if (f == QLatin1String("csv")) format = cli::TimelineFormat::Csv;
-    else if (f == QLatin1String("body")) format = cli::TimelineFormat::Body;
-    else if (f == QLatin1String("tln")) format = cli::TimelineFormat::Tln;
-    else if (f != QLatin1String("jsonl")) return usageError(QStringLiteral("unknown format \"%1\": the formats are jsonl, csv, body and tln").arg(f));
+    const auto format = chosenFormat<cli::TimelineFormat>(o.format, {{"jsonl", cli::TimelineFormat::Jsonl}, {"csv", cli::TimelineFormat::Csv},
+                                                                     {"body", cli::TimelineFormat::Body}, {"tln", cli::TimelineFormat::Tln}});
+    if (!format) return 2;
     if (!o.operands.isEmpty()) return usageError(QStringLiteral("timeline takes no operands; name kinds with --kinds"));
     const auto kinds = chosenKinds(o.kinds.split(QLatin1Char(','), Qt::SkipEmptyParts));
     if (!kinds) return 2;
@@ -459,7 +466,7 @@ int timeline(Environment& env, const Options& o, const QTimeZone& zone) {
     if (terminal) std::fprintf(stderr, "\rtimeline: %lld events, sorting%s\n", static_cast<long long>(events.events()),
                                 events.runs() ? " (merging runs)" : "");
     cli::ByteOutput out(STDOUT_FILENO);
-    cli::TimelinePrinter printer(out, format, IsoTimeWriter(zone), env.os->ComputerName().toUtf8());
+    cli::TimelinePrinter printer(out, *format, IsoTimeWriter(zone), env.os->ComputerName().toUtf8());
     printer.header();
     const bool drained = events.drain([&](const TimelineEvent& event) {
         printer.event(event);

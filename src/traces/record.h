@@ -40,8 +40,6 @@ struct Provenance {
     QByteArray profile;  // the browser profile's folder name ("Default", "Profile 1", "x1y2.default")
     QByteArray source;   // the Windows path of the file the records are read from
     QByteArray part;     // within it: the table or the registry key
-
-    static QByteArray utf8(const QString& text) { return text.toUtf8(); }
 };
 
 class TraceSink {

@@ -84,9 +84,10 @@ bool hand(const QByteArray& event, const std::function<bool(const TimelineEvent&
     if (kindIndex >= kinds.size()) return true;
     const TraceKind& kind = kinds[kindIndex];
     Provenance from;
+    // The texts stay where they lie in the event, which outlives the hand-over.
     for (QByteArray* text : {&from.user, &from.browser, &from.profile, &from.source, &from.part}) {
         const std::string_view t = in.text();
-        *text = QByteArray(t.data(), static_cast<qsizetype>(t.size()));
+        *text = QByteArray::fromRawData(t.data(), static_cast<qsizetype>(t.size()));
     }
     std::vector<Value> values(kind.fields.size());
     for (Value& v : values) {

@@ -121,9 +121,9 @@ std::optional<QString> historyHeaderProblem(QByteArrayView header, qint64 fileSi
 namespace {
 
 // One URL record as the parser child sends it (host order; both ends are this program):
-//   u8 major version, u64 primary time, u64 secondary time, u64 expiry, u64 last checked,
-//   u32 hits, u8 flags present, u32 flags, u32 location size, location (UTF-8), u32 data size,
-//   data, u32 file name size, file name (UTF-8), u8 cache directory index
+//   u8 major version, u64 primary time, u64 secondary time, u64 expiry, u32 hits, u8 flags
+//   present, u32 flags, u32 location size, location (UTF-8), u32 data size, data, u32 file name
+//   size, file name (UTF-8)
 class FrameOut {
 public:
     template <typename T>
@@ -185,11 +185,8 @@ int parseInChild(int fd, FrameWriter& out) {
         libmsiecf_url_get_primary_time(item.get(), &primary, nullptr);
         libmsiecf_url_get_secondary_time(item.get(), &secondary, nullptr);
         libmsiecf_url_get_expiration_time(item.get(), &expiry, nullptr);
-        uint32_t lastChecked = 0, hits = 0;
-        libmsiecf_url_get_last_checked_time(item.get(), &lastChecked, nullptr);
+        uint32_t hits = 0;
         libmsiecf_url_get_number_of_hits(item.get(), &hits, nullptr);
-        uint8_t directory = 0xFF;
-        libmsiecf_url_get_cache_directory_index(item.get(), &directory, nullptr);
         // The entry flags are not among libmsiecf's fields; they are read from the record itself.
         off64_t offset = 0;
         quint32 flags = 0;
@@ -200,14 +197,12 @@ int parseInChild(int fd, FrameWriter& out) {
         frame.number(primary);
         frame.number(secondary);
         frame.number(expiry);
-        frame.number(static_cast<quint64>(lastChecked));
         frame.number(hits);
         frame.number(static_cast<quint8>(hasFlags));
         frame.number(qFromLittleEndian(flags));
         frame.block(location(item.get()));
         frame.block(data(item.get()));
         frame.block(fileName(item.get()));
-        frame.number(directory);
         if (!out.write(frame.bytes())) return 5;
     }
     return 0;
@@ -236,7 +231,6 @@ CacheIndexRead readCacheIndex(QIODevice& file) {
                                               entry.primary = in.number<quint64>();
                                               entry.secondary = in.number<quint64>();
                                               entry.expiry = in.number<quint64>();
-                                              entry.lastChecked = static_cast<uint32_t>(in.number<quint64>());
                                               entry.hits = in.number<quint32>();
                                               const bool hasFlags = in.number<quint8>() != 0;
                                               const auto flags = in.number<quint32>();
@@ -244,7 +238,6 @@ CacheIndexRead readCacheIndex(QIODevice& file) {
                                               entry.location = QString::fromUtf8(in.block().toByteArray().constData());
                                               entry.data = in.block().toByteArray();
                                               entry.fileName = QString::fromUtf8(in.block().toByteArray().constData());
-                                              entry.directory = in.number<quint8>();
                                               read.entries.push_back(std::move(entry));
                                           });
     if (!end.completed) {

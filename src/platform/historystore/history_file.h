@@ -30,13 +30,11 @@ struct CacheEntry {
     uint64_t primary = 0;        // FILETIME; its meaning depends on the container (see above)
     uint64_t secondary = 0;      // FILETIME
     uint64_t expiry = 0;         // FILETIME in 4.7, a FAT date and time in 5.2
-    uint32_t lastChecked = 0;    // a FAT date and time
     uint32_t hits = 0;
     std::optional<uint32_t> flags;
     QString location;            // "Visited: USER@URL", "Cookie:USER@HOST/", "http://..."
     QByteArray data;             // the record's data (the title property of a history record)
     QString fileName;            // the cached file's name in its cache folder
-    uint8_t directory = 0xFF;    // the cache folder's index, 0xFF for none
 
     // The expiry as an exact time, whichever format the file has.
     std::optional<UtcMicros> expiryTime() const;

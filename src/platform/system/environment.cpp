@@ -71,7 +71,7 @@ std::optional<QString> Environment::volumeProblem() const {
 
 std::optional<QString> Environment::problem() const {
     if (!image) return sourceProblem(source);
-    if (!image->problem.isEmpty()) return image->problem;
+    if (auto problem = volumeProblem()) return problem;
     return profileProblem(*image->volume, QStringLiteral("%1, partition %2").arg(source.image).arg(image->summary().chosen), source.user);
 }
 
