@@ -12,6 +12,7 @@ packages=(
   libewf-dev libvhdi-dev libvmdk-dev libqcow-dev   # disk image containers (EWF, VHD/VHDX, VMDK, QCOW2)
   libfsntfs-dev                    # NTFS inside an image
   libesedb-dev libxlsxwriter-dev   # WebCacheV01.dat (IE 10+, legacy Edge); spreadsheet export
+  libfwsi-dev liblnk-dev libolecf-dev libscca-dev   # shell items, shortcuts, Jump Lists, Prefetch
   sleuthkit                        # mactime, which the timeline's body files are checked with
   ntfs-3g qemu-utils ewf-tools     # image fixtures at test time: mkntfs/ntfs-3g, qemu-img, ewfacquire
   libgtest-dev

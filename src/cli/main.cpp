@@ -111,7 +111,7 @@ private:
 struct Options {
     QString root, image, partition, user, indexFile, tz, output, from, to, kinds;
     std::optional<QString> format, groups;
-    bool verbose = false, last = false, help = false, keys = false, version = false, list = false;
+    bool verbose = false, last = false, help = false, keys = false, version = false, list = false, noLogReplay = false;
     QString command;
     QStringList operands;
 };
@@ -131,7 +131,8 @@ std::optional<QString> parse(const QStringList& args, Options& o) {
                                                        {"--from", &o.from}, {"--to", &o.to}, {"--kinds", &o.kinds}};
     const std::pair<const char*, bool*> flags[] = {{"--verbose", &o.verbose}, {"--last", &o.last}, {"--help", &o.help},
                                                    {"-h", &o.help}, {"--keys", &o.keys},
-                                                   {"--version", &o.version}, {"--list", &o.list}};
+                                                   {"--version", &o.version}, {"--list", &o.list},
+                                                   {"--no-log-replay", &o.noLogReplay}};
     for (int i = 0; i < args.size(); ++i) {
         QString arg = args[i];
         std::optional<QString> inlineValue;
@@ -528,6 +529,13 @@ int main(int argc, char** argv) {
     const QString classicUser = tracing ? QString() : o.user;
     auto env = o.image.isEmpty() ? Environment::create(o.root, classicUser, o.last ? LastChoice::Take : LastChoice::Ignore)
                                  : Environment::createForImage(o.image, o.partition.toInt(), classicUser);
+    if (o.noLogReplay) {
+        env->replayLogs = false;
+        env->select(env->source);
+    }
+    if (o.verbose && o.command != QLatin1String("info")) {
+        for (const QString& line : env->system->hiveReplays()) std::fprintf(stderr, "%s\n", qPrintable(showEscapedBytes(line)));
+    }
     QString why;
     // Exact times are written in UTC unless a zone is asked for; the categories' local times in
     // this computer's zone.

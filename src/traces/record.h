@@ -7,6 +7,7 @@
 
 #include <QByteArray>
 #include <QString>
+#include <array>
 #include <cstdint>
 #include <span>
 #include <string_view>
@@ -40,6 +41,30 @@ struct Provenance {
     QByteArray profile;  // the browser profile's folder name ("Default", "Profile 1", "x1y2.default")
     QByteArray source;   // the Windows path of the file the records are read from
     QByteArray part;     // within it: the table or the registry key
+};
+
+// A record whose texts it owns: for sources that decode their texts (a registry value, a shell
+// item) rather than view them where they lie. Fields not set stay absent.
+template <size_t N>
+class OwnedRecord {
+public:
+    void text(size_t field, const QString& text) {
+        if (text.isNull()) return;
+        texts_[field] = text.toUtf8();
+        values_[field] = Value::text(texts_[field]);
+    }
+    void bytes(size_t field, QByteArray utf8) {
+        texts_[field] = std::move(utf8);
+        values_[field] = Value::text(texts_[field]);
+    }
+    void integer(size_t field, int64_t n) { values_[field] = Value::integer(n); }
+    void time(size_t field, std::optional<UtcMicros> t) { values_[field] = Value::time(t); }
+    void boolean(size_t field, bool b) { values_[field] = Value::boolean(b); }
+    std::span<const Value> values() const { return values_; }
+
+private:
+    std::array<Value, N> values_{};
+    std::array<QByteArray, N> texts_{};
 };
 
 class TraceSink {

@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "core/common/text.h"
+#include "platform/hive/volume_hive.h"
 
 namespace kestrova {
 namespace {
@@ -189,6 +190,24 @@ QStringList TraceContext::list(const QString& windowsFolder, bool foldersOnly) c
         names.append(entry.name);
     }
     return names;
+}
+
+std::shared_ptr<HiveFile> TraceContext::hive(const QString& windowsPath) {
+    const QString key = windowsPath.toLower();
+    if (const auto it = hives_.find(key); it != hives_.end()) return it->second;
+    std::shared_ptr<HiveFile>& slot = hives_[key];
+    const QString label = QStringLiteral("hive");
+    if (!exists(windowsPath)) return slot;
+    const auto file = system_.openFile(windowsPath, label);
+    if (!file) return slot;
+    const auto openLog = [&](const QString& suffix) -> std::unique_ptr<QIODevice> {
+        return exists(windowsPath + suffix) ? system_.openFile(windowsPath + suffix, label) : nullptr;
+    };
+    OpenedHive opened = openVolumeHive(*file, openLog, replayLogs);
+    if (!opened.replay.isEmpty()) note(FindingKind::Damaged, label + QLatin1Char(' ') + windowsPath, opened.replay);
+    if (!opened.file) note(FindingKind::Damaged, label + QLatin1Char(' ') + windowsPath, QStringLiteral("not a registry hive (%1)").arg(opened.problem));
+    slot = std::move(opened.file);
+    return slot;
 }
 
 qint64 runTraceKind(const TraceKind& kind, TraceContext& context, TraceSink& sink) {

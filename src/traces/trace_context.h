@@ -5,11 +5,14 @@
 #pragma once
 
 #include <QString>
+#include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <vector>
 
 #include "core/system/analysed_system.h"
+#include "platform/hive/hive_file.h"
 #include "platform/sqlite/evidence_database.h"
 #include "traces/trace_kind.h"
 
@@ -54,10 +57,21 @@ public:
     bool exists(const QString& windowsPath) const { return system_.exists(windowsPath); }
     // The names of a folder's entries, "." and ".." left out; folders only where asked.
     QStringList list(const QString& windowsFolder, bool foldersOnly) const;
+    // A file's own times on the volume (nullopt when it has none to tell).
+    std::optional<FileTimes> fileTimes(const QString& windowsPath) const { return system_.fileTimes(windowsPath); }
+
+    // A registry hive of the volume, opened once for the run with its transaction logs replayed
+    // where it is dirty (unless replayLogs is off); nullptr, with the reason noted, when there is
+    // none. What a replay did is noted too, so that --verbose says it.
+    std::shared_ptr<HiveFile> hive(const QString& windowsPath);
+    bool replayLogs = true;
 
     void note(FindingKind kind, const QString& what, const QString& why = QString()) const {
-        system_.findings().note(kind, what, why);
+        if (noteHook_) noteHook_(kind, what, why);
+        else system_.findings().note(kind, what, why);
     }
+    // Where notes go instead of the system's findings (a contained child sends them home).
+    void setNoteHook(std::function<void(FindingKind, const QString&, const QString&)> hook) { noteHook_ = std::move(hook); }
 
     // The kind being read: set by runTraceKind for the sources, which hand records over through deliver().
     const TraceKind* kind = nullptr;
@@ -76,6 +90,8 @@ private:
     bool stopped_ = false;
     std::optional<std::vector<UserProfile>> users_;
     std::optional<std::vector<BrowserProfile>> browsers_;
+    std::map<QString, std::shared_ptr<HiveFile>> hives_;  // by lower-cased path; nullptr: none
+    std::function<void(FindingKind, const QString&, const QString&)> noteHook_;
 };
 
 // Reads every record of a kind into the sink. Returns how many records were handed over.

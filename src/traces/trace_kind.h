@@ -27,7 +27,7 @@ struct FieldSpec {
 };
 
 // Which provenance fields a kind's records carry, written before its own fields.
-enum class Carries : uint8_t { User = 1, Browser = 2 };
+enum class Carries : uint8_t { None = 0, User = 1, Browser = 2 };
 constexpr Carries operator|(Carries a, Carries b) { return static_cast<Carries>(static_cast<int>(a) | static_cast<int>(b)); }
 constexpr bool has(Carries set, Carries one) { return (static_cast<int>(set) & static_cast<int>(one)) != 0; }
 

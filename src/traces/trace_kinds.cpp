@@ -4,13 +4,17 @@
 
 #include "traces/browsers/browser_sources.h"
 #include "traces/ie/ie_sources.h"
+#include "traces/windows/windows_fields.h"
+#include "traces/windows/windows_sources.h"
 
 namespace kestrova {
 namespace {
 
 namespace bf = browserfields;
+namespace wf = windowsfields;
 constexpr Carries kBrowser = Carries::User | Carries::Browser;
 constexpr Carries kUser = Carries::User;
+constexpr Carries kMachine = Carries::None;
 
 const TraceKind kKinds[] = {
     {.name = "browser.history", .group = "Browsers", .caption = "History (every visit)", .carries = kBrowser,
@@ -46,6 +50,33 @@ const TraceKind kKinds[] = {
     {.name = "ie.cookies", .group = "Internet Explorer", .caption = "Cookies", .carries = kUser,
      .fields = bf::cookies::kFields, .source = ieCookies,
      .about = "Internet Explorer cookie text files with their values, creation and expiry"},
+    {.name = "windows.userassist", .group = "Windows activity", .caption = "Programs run (UserAssist)", .carries = kUser,
+     .fields = wf::userassist::kFields, .source = windowsUserAssist,
+     .about = "programs and shortcuts each user started from the shell: run count, focus time, last run"},
+    {.name = "windows.recentdocs", .group = "Windows activity", .caption = "Recent documents", .carries = kUser,
+     .fields = wf::recentdocs::kFields, .source = windowsRecentDocs,
+     .about = "RecentDocs and its per-extension lists, most recent first"},
+    {.name = "windows.shellbags", .group = "Windows activity", .caption = "Folders browsed (ShellBags)", .carries = kUser,
+     .fields = wf::shellbags::kFields, .source = windowsShellBags,
+     .about = "every folder each user's Explorer showed, as full paths with the folders' own times"},
+    {.name = "windows.mru", .group = "Windows activity", .caption = "Open/Save, Run and typed paths", .carries = kUser,
+     .fields = wf::mru::kFields, .source = windowsMru,
+     .about = "Open/Save dialog lists, RunMRU, TypedPaths, WordWheelQuery and TypedURLs in their order"},
+    {.name = "windows.lnk", .group = "Windows activity", .caption = "Shortcuts (Recent)", .carries = kUser,
+     .fields = wf::lnk::kFields, .source = windowsLnk,
+     .about = "shortcuts in the Recent folders: target, its times and volume, the shortcut's own times"},
+    {.name = "windows.jumplists", .group = "Windows activity", .caption = "Jump Lists", .carries = kUser,
+     .fields = wf::jumplists::kFields, .source = windowsJumpLists,
+     .about = "automatic and custom Jump Lists: each entry's target, last access, pin and use count"},
+    {.name = "windows.usb", .group = "Windows activity", .caption = "USB devices", .carries = kMachine,
+     .fields = wf::usb::kFields, .source = windowsUsb,
+     .about = "USB storage and devices: serials, drive letters, install, arrival and removal times"},
+    {.name = "windows.prefetch", .group = "Windows activity", .caption = "Prefetch", .carries = kMachine,
+     .fields = wf::prefetch::kFields, .source = windowsPrefetch,
+     .about = "programs run by prefetch file: run count, last run times, volumes and files loaded"},
+    {.name = "windows.execution", .group = "Windows activity", .caption = "Execution (ShimCache, Amcache, BAM)", .carries = kUser,
+     .fields = wf::execution::kFields, .source = windowsExecution,
+     .about = "ShimCache entries, Amcache program files with SHA-1, BAM/DAM last execution per user"},
 };
 
 }  // namespace

@@ -44,6 +44,15 @@ struct DirEntry {
     bool inFolderRange() const { return attributes >= 16 && attributes <= 31; }
 };
 
+// A file's own times on the volume as FILETIMEs, as NTFS keeps them (a folder tree's converted
+// from what Linux tells); 0 where the volume does not know one.
+struct FileTimes {
+    qint64 created = 0;
+    qint64 modified = 0;
+    qint64 accessed = 0;
+    qint64 changed = 0;  // the entry's own last change (NTFS: MFT entry modified; Linux: ctime)
+};
+
 // A file of a disk image that can be read where it lies, without taking it out: the image file
 // (one raw file) and the file's pieces in it, in order (an offset of -1 is a run of zeros).
 struct PlainFile {
@@ -78,6 +87,8 @@ public:
     // Where a file of a raw disk image lies in it, for readers that read in place (SQLite);
     // nullopt for a folder tree, a container, or a file stored otherwise (resident, compressed).
     virtual std::optional<PlainFile> plainFile(const QString& windowsPath) const { (void)windowsPath; return std::nullopt; }
+    // A file's or folder's own times; nullopt when it does not exist or they cannot be read.
+    virtual std::optional<FileTimes> fileTimes(const QString& windowsPath) const { (void)windowsPath; return std::nullopt; }
     // The entries of a Windows folder in the order Windows lists them; empty, with the reason
     // noted, when the folder does not exist or cannot be read.
     virtual std::vector<DirEntry> listFolder(const QString& windowsFolder) const = 0;

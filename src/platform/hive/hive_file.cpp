@@ -7,6 +7,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <hivex.h>
+#include <sys/mman.h>
+#include <unistd.h>
 
 namespace kestrova {
 namespace {
@@ -44,6 +46,29 @@ std::shared_ptr<HiveFile> HiveFile::open(const QString& localPath, QString* prob
         return nullptr;
     }
     return std::shared_ptr<HiveFile>(new HiveFile(handle));
+}
+
+std::shared_ptr<HiveFile> HiveFile::openBytes(const QByteArray& bytes, QString* problem) {
+    // hivex opens a name: a memory file gives it one without the hive ever touching a disk.
+    const int fd = memfd_create("kestrova-hive", MFD_CLOEXEC);
+    if (fd < 0) {
+        if (problem) *problem = QString::fromLocal8Bit(std::strerror(errno));
+        return nullptr;
+    }
+    qsizetype written = 0;
+    while (written < bytes.size()) {
+        const ssize_t n = ::write(fd, bytes.constData() + written, static_cast<size_t>(bytes.size() - written));
+        if (n <= 0) break;
+        written += n;
+    }
+    std::shared_ptr<HiveFile> hive;
+    if (written == bytes.size()) {
+        hive = open(QStringLiteral("/proc/self/fd/%1").arg(fd), problem);
+    } else if (problem) {
+        *problem = QStringLiteral("no memory for the replayed hive");
+    }
+    ::close(fd);  // hivex holds the file open (or mapped) itself
+    return hive;
 }
 
 HiveFile::~HiveFile() { hivex_close(handle_); }
@@ -121,6 +146,37 @@ std::optional<RegValueData> HiveFile::value(Node node, const QString& name) cons
         return RegValueData{type, QByteArray()};
     }
     return RegValueData{type, QByteArray(data.get(), static_cast<qsizetype>(length))};
+}
+
+std::vector<HiveFile::Named> HiveFile::children(Node node) const {
+    std::vector<Named> list;
+    forEachNamed(handle_, hivex_node_children, hivex_node_name, node, [&](hive_node_h c, const QString& name) {
+        list.push_back({c, name});
+        return true;
+    });
+    return list;
+}
+
+std::vector<HiveFile::NamedValue> HiveFile::values(Node node) const {
+    std::vector<NamedValue> list;
+    forEachNamed(handle_, hivex_node_values, hivex_value_key, node, [&](hive_value_h v, const QString& name) {
+        uint32_t type = 0;
+        size_t length = 0;
+        errno = 0;
+        CPtr<char> data(hivex_value_value(handle_, v, reinterpret_cast<hive_type*>(&type), &length));
+        if (data || errno == 0) {
+            list.push_back({name, RegValueData{type, data ? QByteArray(data.get(), static_cast<qsizetype>(length)) : QByteArray()}});
+        }
+        return true;
+    });
+    return list;
+}
+
+std::optional<int64_t> HiveFile::lastWritten(Node node) const {
+    errno = 0;
+    const int64_t stamp = hivex_node_timestamp(handle_, node);
+    if (stamp < 0) return std::nullopt;
+    return stamp;
 }
 
 std::unique_ptr<RegistryKey> HiveFile::key(Node node) const {

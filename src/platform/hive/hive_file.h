@@ -6,6 +6,7 @@
 #include <QStringList>
 #include <memory>
 #include <optional>
+#include <vector>
 
 #include "core/registry/registry_backend.h"
 
@@ -19,6 +20,9 @@ public:
 
     // The opened hive, or nullptr with the reason in *problem.
     static std::shared_ptr<HiveFile> open(const QString& localPath, QString* problem = nullptr);
+    // A hive held in memory (one replayed from its logs), opened the same way; nothing of it is
+    // written to disk.
+    static std::shared_ptr<HiveFile> openBytes(const QByteArray& bytes, QString* problem = nullptr);
     ~HiveFile();
     HiveFile(const HiveFile&) = delete;
     HiveFile& operator=(const HiveFile&) = delete;
@@ -33,6 +37,20 @@ public:
     std::optional<RegValueData> value(Node node, const QString& name) const;
 
     std::unique_ptr<RegistryKey> key(Node node) const;
+
+    // What the traces walk: subkeys with their nodes, every value with its type and data, and a
+    // key's last-written time (a FILETIME; nullopt when unreadable).
+    struct Named {
+        Node node;
+        QString name;
+    };
+    std::vector<Named> children(Node node) const;
+    struct NamedValue {
+        QString name;
+        RegValueData data;
+    };
+    std::vector<NamedValue> values(Node node) const;
+    std::optional<int64_t> lastWritten(Node node) const;
 
 private:
     explicit HiveFile(hive_h* handle) : handle_(handle) {}

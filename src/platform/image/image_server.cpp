@@ -195,8 +195,10 @@ QDataStream& operator>>(QDataStream& in, Partition& p) {
         } else if (op == OpStat) {
             bool folder = false;
             quint64 size = 0;
-            const auto reference = served->referenceOf(windowsPath, &folder, &size);
-            out << reference.has_value() << folder << quint64(reference.value_or(0)) << size;
+            FileTimes times;
+            const auto reference = served->referenceOf(windowsPath, &folder, &size, &times);
+            out << reference.has_value() << folder << quint64(reference.value_or(0)) << size << times.created
+                << times.modified << times.accessed << times.changed;
         } else if (op == OpList) {
             bool found = false;
             const std::vector<DirEntry> entries = served->listFolder(windowsPath, &found);
@@ -317,7 +319,8 @@ std::optional<ImageServer::Stat> ImageServer::stat(const QString& windowsPath) {
     const auto reply = request(OpStat, windowsPath);
     if (!reply) return std::nullopt;
     ImageServer::Stat stat;
-    QDataStream(*reply) >> stat.exists >> stat.folder >> stat.reference >> stat.size;
+    QDataStream(*reply) >> stat.exists >> stat.folder >> stat.reference >> stat.size >> stat.times.created >> stat.times.modified >>
+        stat.times.accessed >> stat.times.changed;
     return stat;
 }
 

@@ -52,6 +52,7 @@ public:
         bool folder = false;
         quint64 reference = 0;  // the MFT reference: one file under every spelling of its path
         quint64 size = 0;
+        FileTimes times;
     };
     std::optional<Stat> stat(const QString& windowsPath);
     // The folder's entries; nullopt when it did not answer; found false when there is no folder.

@@ -349,13 +349,21 @@ bool ImageVolume::holdsWindows() const {
     return false;
 }
 
-std::optional<quint64> ImageVolume::referenceOf(const QString& windowsPath, bool* folder, quint64* size) const {
+std::optional<quint64> ImageVolume::referenceOf(const QString& windowsPath, bool* folder, quint64* size, FileTimes* times) const {
     const Entry entry = ntfs_->find(windowsPath);
     if (!entry) return std::nullopt;
     *folder = isFolder(entry.get());
     size64_t bytes = 0;
     libfsntfs_file_entry_get_size(entry.get(), &bytes, nullptr);
     *size = bytes;
+    if (times) {
+        // $STANDARD_INFORMATION's four times, the ones Windows shows and updates.
+        uint64_t t = 0;
+        if (libfsntfs_file_entry_get_creation_time(entry.get(), &t, nullptr) == 1) times->created = static_cast<int64_t>(t);
+        if (libfsntfs_file_entry_get_modification_time(entry.get(), &t, nullptr) == 1) times->modified = static_cast<int64_t>(t);
+        if (libfsntfs_file_entry_get_access_time(entry.get(), &t, nullptr) == 1) times->accessed = static_cast<int64_t>(t);
+        if (libfsntfs_file_entry_get_entry_modification_time(entry.get(), &t, nullptr) == 1) times->changed = static_cast<int64_t>(t);
+    }
     return NtfsReader::referenceOf(entry.get());
 }
 
@@ -378,6 +386,12 @@ ServedVolume::ServedVolume(std::shared_ptr<ImageServer> server, QString descript
 QString ServedVolume::label() const { return server_->summary().label; }
 
 std::optional<PlainFile> ServedVolume::plainFile(const QString& windowsPath) const { return server_->plainFile(windowsPath); }
+
+std::optional<FileTimes> ServedVolume::fileTimes(const QString& windowsPath) const {
+    const auto stat = server_->stat(windowsPath);
+    if (!stat || !stat->exists) return std::nullopt;
+    return stat->times;
+}
 
 bool ServedVolume::exists(const QString& windowsPath) const {
     const auto stat = server_->stat(windowsPath);

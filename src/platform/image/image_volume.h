@@ -67,7 +67,7 @@ public:
     // What the image's reader child serves (platform/image/image_server): a path's MFT reference
     // (nullopt when it names nothing) and whether it is a folder; a folder's entries (found false
     // when there is none); a file's bytes copied into fd.
-    std::optional<quint64> referenceOf(const QString& windowsPath, bool* folder, quint64* size) const;
+    std::optional<quint64> referenceOf(const QString& windowsPath, bool* folder, quint64* size, FileTimes* times = nullptr) const;
     std::vector<DirEntry> listFolder(const QString& windowsPath, bool* found) const;
     bool copyTo(const QString& windowsPath, int fd) const;
     // Where a file lies in the image file, for reading in place (a raw image of one file, a file
@@ -94,6 +94,7 @@ public:
     std::vector<DirEntry> list(const QString& windowsFolder, Findings* findings) const override;
     std::optional<QString> localPath(const QString& windowsPath) const override;
     std::optional<PlainFile> plainFile(const QString& windowsPath) const override;
+    std::optional<FileTimes> fileTimes(const QString& windowsPath) const override;
     QString label() const;
 
 private:

@@ -45,7 +45,7 @@ void Environment::select(const Source& chosen) {
         image = openImageSource(source.image, source.partition, privateTemp.path());
         if (image->volume) {
             source.user = matchProfile(VolumeSystem::profiles(*image->volume), source.user);
-            system = std::make_unique<VolumeSystem>(image->volume, source.user);
+            system = std::make_unique<VolumeSystem>(image->volume, source.user, replayLogs);
         } else {
             system = std::make_unique<VolumeSystem>(QString(), source.user);
         }
@@ -53,7 +53,7 @@ void Environment::select(const Source& chosen) {
         os->setFolderPicker(folderPicker);
         return;
     }
-    system = std::make_unique<VolumeSystem>(source.root, source.user);
+    system = std::make_unique<VolumeSystem>(source.root, source.user, replayLogs);
     os = std::make_unique<OsApi>(*system, *desktop);
     os->setFolderPicker(folderPicker);
 }

@@ -25,6 +25,9 @@ struct Environment {
     // The desktop's folder browser, installed by the window for the whole run: every OsApi made
     // for another system gets it too.
     FolderPickerFn folderPicker;
+    // Whether dirty hives get their transaction logs replayed (--no-log-replay turns it off
+    // before select()).
+    bool replayLogs = true;
     // The disk image examined, when the source is one.
     std::optional<ImageSource> image;
     // The program's private temporary folder (files taken out of an image), removed at exit.

@@ -6,6 +6,7 @@
 
 #include "core/registry/reg_api.h"
 #include "core/settings/os_api.h"
+#include "platform/hive/volume_hive.h"
 #include "platform/historystore/history_file.h"
 #include "platform/sqlite/linked_sqlite_engine.h"
 #include "platform/volume/regular_file.h"
@@ -52,10 +53,11 @@ QString VolumeSystem::defaultProfile(const QString& root) {
     return names.isEmpty() ? QString() : names.first();
 }
 
-VolumeSystem::VolumeSystem(const QString& root, const QString& user)
-    : VolumeSystem(std::make_shared<WindowsVolume>(root), user) {}
+VolumeSystem::VolumeSystem(const QString& root, const QString& user, bool replayLogs)
+    : VolumeSystem(std::make_shared<WindowsVolume>(root), user, replayLogs) {}
 
-VolumeSystem::VolumeSystem(std::shared_ptr<const Volume> volume, const QString& user) : volume_(std::move(volume)), user_(user) {
+VolumeSystem::VolumeSystem(std::shared_ptr<const Volume> volume, const QString& user, bool replayLogs)
+    : volume_(std::move(volume)), user_(user), replayLogs_(replayLogs) {
     // The profile holding the user's hive; else a profile folder of that name without one, so
     // that the hive is reported missing where it should be.
     for (const bool withHive : {true, false}) {
@@ -98,11 +100,17 @@ HiveSlot VolumeSystem::openHive(const QString& windowsPath, const QString& label
     HiveSlot slot;
     const QString what = label + QLatin1Char(' ') + windowsPath;
     if (const auto file = openFileOrWhy(windowsPath, label, &slot.problem)) {
-        // hivex opens a name itself: it is given the file that was opened and checked, so a hive
-        // swapped for a pipe meanwhile cannot block it.
-        QString problem;
-        slot.file = HiveFile::open(QString::fromLatin1(descriptorPath(*file)), &problem);
-        if (!slot.file) slot.problem = Finding{FindingKind::Damaged, what, QStringLiteral("not a registry hive (%1)").arg(problem)};
+        const auto openLog = [&](const QString& suffix) -> std::unique_ptr<QIODevice> {
+            if (!volume_->exists(windowsPath + suffix)) return nullptr;
+            return volume_->openFile(windowsPath + suffix, label, nullptr);
+        };
+        OpenedHive opened = openVolumeHive(*file, openLog, replayLogs_);
+        slot.file = std::move(opened.file);
+        if (!slot.file) slot.problem = Finding{FindingKind::Damaged, what, QStringLiteral("not a registry hive (%1)").arg(opened.problem)};
+        if (!opened.replay.isEmpty()) {
+            replays_.append(what + QStringLiteral(": ") + opened.replay);
+            notes_.append(replays_.back());
+        }
     }
     notes_.append(slot.problem ? slot.problem->text() : what);
     return slot;

@@ -15,9 +15,10 @@ namespace kestrova {
 class VolumeSystem : public AnalysedSystem {
 public:
     // root: the local folder standing for C:\; user: the profile folder's name.
-    VolumeSystem(const QString& root, const QString& user);
+    // replayLogs: a dirty hive's transaction logs are applied to a copy before it is read.
+    VolumeSystem(const QString& root, const QString& user, bool replayLogs = true);
     // The same on any volume (an image's NTFS partition).
-    VolumeSystem(std::shared_ptr<const Volume> volume, const QString& user);
+    VolumeSystem(std::shared_ptr<const Volume> volume, const QString& user, bool replayLogs = true);
 
     // Profile names under Users\ and Documents and Settings\ that hold an NTUSER.DAT, by name.
     static QStringList profiles(const Volume& volume);
@@ -35,6 +36,7 @@ public:
     bool exists(const QString& windowsPath) const override { return volume_->exists(windowsPath); }
     std::optional<QString> localPath(const QString& windowsPath) const override { return volume_->localPath(windowsPath); }
     std::optional<PlainFile> plainFile(const QString& windowsPath) const override { return volume_->plainFile(windowsPath); }
+    std::optional<FileTimes> fileTimes(const QString& windowsPath) const override { return volume_->fileTimes(windowsPath); }
     std::unique_ptr<QIODevice> openFile(const QString& windowsPath, const QString& label) const override {
         return volume_->openFile(windowsPath, label, &findings_);
     }
@@ -50,6 +52,8 @@ public:
     const QString& profileFolder() const { return profileFolder_; }
     // One line per hive: where it was found and whether it could be read.
     const QStringList& notes() const { return notes_; }
+    // What was done about dirty hives: one line each, also among notes().
+    const QStringList& hiveReplays() const { return replays_; }
 
 private:
     HiveSlot openHive(const QString& windowsPath, const QString& label);
@@ -63,6 +67,7 @@ private:
     mutable std::unique_ptr<SqliteEngine> sqlite_;
     std::shared_ptr<const Volume> volume_;
     QString user_;
+    bool replayLogs_;
     QString profileFolder_;
     std::unique_ptr<HiveRegistry> registry_;
     std::optional<VersionRecord> version_;
@@ -70,6 +75,7 @@ private:
     uint32_t localeId_ = 0;
     QString windowsDirectory_ = QStringLiteral("C:\\Windows");
     QStringList notes_;
+    QStringList replays_;
 };
 
 }  // namespace kestrova

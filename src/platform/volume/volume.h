@@ -34,6 +34,8 @@ public:
     virtual std::optional<QString> localPath(const QString& windowsPath) const = 0;
     // Where a file lies in a raw image, to be read in place (see PlainFile); nullopt otherwise.
     virtual std::optional<PlainFile> plainFile(const QString& windowsPath) const { (void)windowsPath; return std::nullopt; }
+    // A file's or folder's own times (see FileTimes); nullopt when there is none.
+    virtual std::optional<FileTimes> fileTimes(const QString& windowsPath) const { (void)windowsPath; return std::nullopt; }
 };
 
 }  // namespace kestrova

@@ -1,5 +1,8 @@
 #include "platform/volume/windows_volume.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+
 #include "core/common/text.h"
 #include "platform/volume/regular_file.h"
 
@@ -149,6 +152,25 @@ std::unique_ptr<QIODevice> WindowsVolume::openFile(const QString& windowsPath, c
     const QString what = label + QLatin1Char(' ') + windowsPath;
     const auto local = locateFile(windowsPath, what);
     return local ? openRegularFile(*local, what, findings_) : nullptr;
+}
+
+std::optional<FileTimes> WindowsVolume::fileTimes(const QString& windowsPath) const {
+    const auto local = resolve(windowsPath);
+    if (!local) return std::nullopt;
+    struct statx st {};
+    if (::statx(AT_FDCWD, toFileNameBytes(*local).constData(), AT_SYMLINK_NOFOLLOW, STATX_BASIC_STATS | STATX_BTIME, &st) != 0) {
+        return std::nullopt;
+    }
+    // Seconds and nanoseconds since 1970 to 100-ns intervals since 1601.
+    const auto fileTime = [](const struct statx_timestamp& t) {
+        return (t.tv_sec + 11644473600LL) * 10000000LL + t.tv_nsec / 100;
+    };
+    FileTimes times;
+    if (st.stx_mask & STATX_BTIME) times.created = fileTime(st.stx_btime);
+    times.modified = fileTime(st.stx_mtime);
+    times.accessed = fileTime(st.stx_atime);
+    times.changed = fileTime(st.stx_ctime);
+    return times;
 }
 
 std::vector<DirEntry> WindowsVolume::list(const QString& windowsFolder) const {

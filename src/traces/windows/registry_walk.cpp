@@ -1,0 +1,76 @@
+#include "traces/windows/registry_walk.h"
+
+#include "core/common/byte_view.h"
+#include "core/common/text.h"
+
+namespace kestrova {
+
+std::vector<UserHive> userHives(TraceContext& context, UserHiveKind kind) {
+    std::vector<UserHive> hives;
+    for (const UserProfile& user : context.users()) {
+        const QString path = kind == UserHiveKind::NtUser ? user.folder + QStringLiteral("\\NTUSER.DAT")
+                                                          : user.local + QStringLiteral("\\Microsoft\\Windows\\UsrClass.dat");
+        if (auto hive = context.hive(path)) hives.push_back({&user, path, std::move(hive)});
+    }
+    return hives;
+}
+
+std::optional<HiveFile::Node> keyAt(const HiveFile& hive, const QString& path) {
+    return hive.walk(path.split(QLatin1Char('\\'), Qt::SkipEmptyParts));
+}
+
+std::optional<UtcMicros> keyTime(const HiveFile& hive, HiveFile::Node node) {
+    const auto stamp = hive.lastWritten(node);
+    return stamp ? utc::fromFileTime(*stamp) : std::nullopt;
+}
+
+std::optional<RegValueData> valueOf(const HiveFile& hive, HiveFile::Node node, const QString& name) { return hive.value(node, name); }
+
+QString currentControlSet(const HiveFile& system) {
+    const auto select = keyAt(system, QStringLiteral("Select"));
+    const auto current = select ? system.value(*select, QStringLiteral("Current")) : std::nullopt;
+    if (!current || current->bytes.size() < 4) return QString();
+    return QStringLiteral("ControlSet%1").arg(ByteView(current->bytes).u32(0), 3, 10, QLatin1Char('0'));
+}
+
+QStringList mruOrder(const HiveFile& hive, HiveFile::Node node) {
+    QStringList present;
+    for (const HiveFile::NamedValue& v : hive.values(node)) present << v.name;
+    QStringList order;
+    const auto add = [&](const QString& name) {
+        if (present.contains(name, Qt::CaseInsensitive) && !order.contains(name, Qt::CaseInsensitive)) order << name;
+    };
+    if (const auto ex = hive.value(node, QStringLiteral("MRUListEx"))) {
+        const ByteView list(ex->bytes);
+        for (size_t at = 0; list.has(at, 4) && list.u32(at) != 0xFFFFFFFFu; at += 4) add(QString::number(list.u32(at)));
+    } else if (const auto letters = hive.value(node, QStringLiteral("MRUList"))) {
+        for (const QChar c : valueText(*letters)) add(QString(c));
+    } else {
+        for (const QString& name : present) add(name);
+    }
+    return order;
+}
+
+QString valueText(const RegValueData& data) {
+    return ByteView(data.bytes).utf16z(0);
+}
+
+QString rot13(const QString& text) {
+    QString out = text;
+    for (QChar& c : out) {
+        const char16_t u = c.unicode();
+        if (u >= 'a' && u <= 'z') c = QChar(char16_t('a' + (u - 'a' + 13) % 26));
+        else if (u >= 'A' && u <= 'Z') c = QChar(char16_t('A' + (u - 'A' + 13) % 26));
+    }
+    return out;
+}
+
+QString userOfSid(TraceContext& context, const QString& sid) {
+    const auto software = context.hive(kSoftwareHive);
+    if (!software) return QString();
+    const auto key = keyAt(*software, QStringLiteral("Microsoft\\Windows NT\\CurrentVersion\\ProfileList\\") + sid);
+    const auto path = key ? software->value(*key, QStringLiteral("ProfileImagePath")) : std::nullopt;
+    return path ? valueText(*path).section(QLatin1Char('\\'), -1) : QString();
+}
+
+}  // namespace kestrova

@@ -1,0 +1,52 @@
+// What the registry kinds share: every user's hives, the machine's hives, key times, MRU orders.
+// Hives come from TraceContext::hive (opened once, replayed where dirty); keys are addressed by
+// "\"-separated paths below a hive's root, matched case-insensitively.
+#pragma once
+
+#include <QString>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "core/time/iso_time.h"
+#include "traces/trace_context.h"
+
+namespace kestrova {
+
+struct UserHive {
+    const UserProfile* user;
+    QString path;  // the hive's Windows path
+    std::shared_ptr<HiveFile> hive;
+};
+
+enum class UserHiveKind { NtUser, UsrClass };
+
+// The hive of that kind of every user that has one (others are skipped; a damaged one is noted).
+std::vector<UserHive> userHives(TraceContext& context, UserHiveKind kind);
+
+inline const QString kSystemHive = QStringLiteral("C:\\Windows\\System32\\config\\SYSTEM");
+inline const QString kSoftwareHive = QStringLiteral("C:\\Windows\\System32\\config\\SOFTWARE");
+
+// The key at that path below the root; nullopt when it is not there.
+std::optional<HiveFile::Node> keyAt(const HiveFile& hive, const QString& path);
+// A key's last-written time.
+std::optional<UtcMicros> keyTime(const HiveFile& hive, HiveFile::Node node);
+// SYSTEM's current control set ("ControlSet001"), from Select\Current; "" when unknown.
+QString currentControlSet(const HiveFile& system);
+
+// The value names of an MRU key in most-recent-first order: MRUListEx (4-byte indexes ended by
+// 0xFFFFFFFF) or MRUList (one letter a value). Names the list repeats or that are not there are
+// left out; an MRU key without a list gives its values in hive order.
+QStringList mruOrder(const HiveFile& hive, HiveFile::Node node);
+
+// A value's data as text: REG_SZ/EXPAND_SZ (and untyped UTF-16) up to the first NUL.
+QString valueText(const RegValueData& data);
+std::optional<RegValueData> valueOf(const HiveFile& hive, HiveFile::Node node, const QString& name);
+
+// ROT13 over the Latin letters, as UserAssist stores its names.
+QString rot13(const QString& text);
+
+// The user whose profile folder a SID names (SOFTWARE's ProfileList), "" when none does.
+QString userOfSid(TraceContext& context, const QString& sid);
+
+}  // namespace kestrova

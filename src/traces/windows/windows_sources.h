@@ -1,0 +1,18 @@
+// The sources of the Windows activity kinds (their rows are in trace_kinds.cpp).
+#pragma once
+
+#include "traces/trace_context.h"
+
+namespace kestrova {
+
+void windowsUserAssist(TraceContext& context, TraceSink& sink);
+void windowsRecentDocs(TraceContext& context, TraceSink& sink);
+void windowsShellBags(TraceContext& context, TraceSink& sink);
+void windowsMru(TraceContext& context, TraceSink& sink);
+void windowsLnk(TraceContext& context, TraceSink& sink);
+void windowsJumpLists(TraceContext& context, TraceSink& sink);
+void windowsUsb(TraceContext& context, TraceSink& sink);
+void windowsPrefetch(TraceContext& context, TraceSink& sink);
+void windowsExecution(TraceContext& context, TraceSink& sink);
+
+}  // namespace kestrova

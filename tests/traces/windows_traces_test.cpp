@@ -1,0 +1,237 @@
+// The Windows activity kinds and the hive log replay, on the real hives, shortcuts, Jump Lists and
+// prefetch files of the shared samples, placed in a volume tree the way Windows keeps them.
+// Expected values were read once with independent readers (RegRipper, lnkinfo, sccainfo,
+// olecfinfo) and by hand from the bytes.
+#include <gtest/gtest.h>
+
+#include <QFile>
+#include <QTemporaryDir>
+#include <functional>
+
+#include "platform/hive/hive_log.h"
+#include "support/temp_volume.h"
+#include "support/trace_collector.h"
+#include "traces/windows/registry_walk.h"
+#include "traces/windows/shell_items.h"
+
+namespace kestrova {
+namespace {
+
+using test::TraceCollector;
+using test::TraceRecord;
+
+QByteArray readAll(const QString& path) {
+    QFile f(path);
+    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+}
+
+int countKeys(const HiveFile& hive, HiveFile::Node node) {
+    int n = 1;
+    for (const HiveFile::Named& child : hive.children(node)) n += countKeys(hive, child.node);
+    return n;
+}
+
+TEST(HiveLogReplay, ARealDirtyHiveGetsTheKeysThatLiveOnlyInItsLogs) {
+    REALDATA_OR_SKIP(primaryPath, "registry/transactions_NTUSER.DAT");
+    const QByteArray primary = readAll(primaryPath);
+    const std::vector<HiveLog> logs{{"LOG1", readAll(test::realData("registry/transactions_ntuser.dat.log1"))},
+                                    {"LOG2", readAll(test::realData("registry/transactions_ntuser.dat.log2"))}};
+    ASSERT_TRUE(hiveIsDirty(primary));
+    const HiveReplay replay = replayHive(primary, logs);
+    EXPECT_EQ(replay.entries, 23);
+    EXPECT_EQ(replay.pages, 132);
+    EXPECT_EQ(replay.used, QStringList{"LOG1"});  // LOG2 holds only entries older than the hive
+    ASSERT_FALSE(replay.hive.isEmpty());
+    EXPECT_FALSE(hiveIsDirty(replay.hive));
+
+    const auto base = HiveFile::openBytes(primary);
+    const auto replayed = HiveFile::openBytes(replay.hive);
+    ASSERT_TRUE(base && replayed);
+    EXPECT_GT(countKeys(*replayed, replayed->root()), countKeys(*base, base->root()));
+}
+
+TEST(HiveLogReplay, ATornLogEntryEndsTheReplayAndACleanHiveIsLeftAlone) {
+    REALDATA_OR_SKIP(primaryPath, "registry/transactions_NTUSER.DAT");
+    const QByteArray primary = readAll(primaryPath);
+    QByteArray log1 = readAll(test::realData("registry/transactions_ntuser.dat.log1"));
+    // The first entry's page data no longer matches its hash: nothing of that log is applied.
+    log1[600] = static_cast<char>(log1[600] ^ 0x5A);
+    const HiveReplay torn = replayHive(primary, {{"LOG1", log1}});
+    EXPECT_EQ(torn.entries, 0);
+    EXPECT_TRUE(torn.hive.isEmpty());
+    EXPECT_FALSE(torn.why.isEmpty());
+
+    const HiveReplay none = replayHive(primary, {});
+    EXPECT_TRUE(none.dirty);
+    EXPECT_EQ(none.why, "its transaction logs are missing");
+
+    REALDATA_OR_SKIP(clean, "NTUSER-WIN7.DAT");
+    EXPECT_FALSE(replayHive(readAll(clean), {{"LOG1", log1}}).dirty);
+}
+
+TEST(ShellItemDecoding, FatTimesKnownFoldersAndRot13) {
+    // 2018-03-30 02:24:24: date (38 << 9 | 3 << 5 | 30), time (2 << 11 | 24 << 5 | 12).
+    const uint32_t fat = ((2u << 11 | 24u << 5 | 12u) << 16) | (38u << 9 | 3u << 5 | 30u);
+    EXPECT_EQ(IsoTimeWriter().text(*fromFatDateTime(fat)), "2018-03-30T02:24:24.000000+00:00");
+    EXPECT_FALSE(fromFatDateTime(0).has_value());
+    EXPECT_FALSE(fromFatDateTime(38u << 9 | 13u << 5 | 1u).has_value());  // month 13
+    EXPECT_EQ(knownFolderName("{1ac14e77-02e7-4e5d-b744-2eb1ae5198b7}"), "System");
+    EXPECT_EQ(knownFolderName("20D04FE0-3AEA-1069-A2D8-08002B30309D"), "My Computer");
+    EXPECT_EQ(knownFolderName("{00000000-0000-0000-0000-000000000000}"), "");
+    EXPECT_EQ(rot13("HRZR_EHACNGU:p:\\jvaqbjf\\flfgrz32\\pzq.rkr"), "UEME_RUNPATH:c:\\windows\\system32\\cmd.exe");
+}
+
+// One volume with every real Windows sample where Windows keeps it: a Windows 7 user (nfury), a
+// Windows 10 user with a dirty UsrClass.dat and its logs (win10), the dirty NTUSER.DAT (dirty).
+class RealWindowsVolume : public ::testing::Test {
+protected:
+    void SetUp() override {
+        if (!QFileInfo::exists(test::realData("registry/amcache.hve"))) GTEST_SKIP() << "real samples not found";
+        const auto put = [&](const char* sample, const QString& where) { volume_.copy(test::realData(sample), where); };
+        const QString win10 = QStringLiteral("Users/win10/AppData/");
+        put("NTUSER-WIN7.DAT", "Users/nfury/NTUSER.DAT");
+        put("registry/NTUSER_with_winscp.DAT", "Users/win10/NTUSER.DAT");
+        for (const char* f : {"UsrClass.dat", "UsrClass.dat.LOG1", "UsrClass.dat.LOG2"}) {
+            put(QByteArray("registry/").append(f).constData(), win10 + "Local/Microsoft/Windows/" + f);
+        }
+        for (const char* f : {"example.lnk", "NeroInfoTool.lnk", "unpaired_surrogate.lnk"}) {
+            put(QByteArray("shell/").append(f).constData(), win10 + "Roaming/Microsoft/Windows/Recent/" + f);
+        }
+        put("shell/1b4dd67f29cb1962.automaticDestinations-ms",
+            win10 + "Roaming/Microsoft/Windows/Recent/AutomaticDestinations/1b4dd67f29cb1962.automaticDestinations-ms");
+        put("shell/5afe4de1b92fc382.customDestinations-ms",
+            win10 + "Roaming/Microsoft/Windows/Recent/CustomDestinations/5afe4de1b92fc382.customDestinations-ms");
+        put("SYSTEM-WIN7", "Windows/System32/config/SYSTEM");
+        for (const char* f : {"CMD.EXE-087B4001.pf", "NOTEPAD.EXE-D8414F97.pf", "PING.EXE-B29F6629.pf", "TASKHOST.EXE-3AE259FC.pf"}) {
+            put(QByteArray("prefetch/").append(f).constData(), QStringLiteral("Windows/Prefetch/") + f);
+        }
+        put("logs/setupapi.dev.log", "Windows/INF/setupapi.dev.log");
+        put("registry/amcache.hve", "Windows/AppCompat/Programs/Amcache.hve");
+        put("registry/transactions_NTUSER.DAT", "Users/dirty/NTUSER.DAT");
+        put("registry/transactions_ntuser.dat.log1", "Users/dirty/NTUSER.DAT.LOG1");
+        put("registry/transactions_ntuser.dat.log2", "Users/dirty/NTUSER.DAT.LOG2");
+        system_ = volume_.open();
+    }
+    TraceCollector read(const char* kind, bool replay = true) {
+        TraceCollector got;
+        TraceContext context(*system_, temp_.path());
+        context.replayLogs = replay;
+        runTraceKind(*findTraceKind(kind), context, got);
+        return got;
+    }
+    static const TraceRecord* find(const std::vector<TraceRecord>& records, const std::function<bool(const TraceRecord&)>& match) {
+        for (const TraceRecord& r : records) {
+            if (match(r)) return &r;
+        }
+        return nullptr;
+    }
+
+    test::TempVolume volume_;
+    QTemporaryDir temp_;
+    std::unique_ptr<VolumeSystem> system_;
+};
+
+TEST_F(RealWindowsVolume, UserAssistDecodesNamesCountsAndTimesAndReplaysTheDirtyHive) {
+    const auto all = read("windows.userassist").records;
+    const TraceRecord* cmd = find(all, [](const TraceRecord& r) { return r["user"] == "win10" && r["name"] == "System\\cmd.exe"; });
+    ASSERT_NE(cmd, nullptr);
+    EXPECT_EQ((*cmd)["run_count"], "36");
+    EXPECT_EQ((*cmd)["focus_count"], "313");
+    EXPECT_EQ((*cmd)["last_run"], "2022-05-30T11:26:22.119000+00:00");
+    EXPECT_EQ((*cmd)["raw_name"], "{1AC14E77-02E7-4E5D-B744-2EB1AE5198B7}\\cmd.exe");
+    const auto ofUser = [](const std::vector<TraceRecord>& records, const char* user) {
+        return std::count_if(records.begin(), records.end(), [&](const TraceRecord& r) { return r["user"] == user; });
+    };
+    EXPECT_EQ(ofUser(all, "win10"), 140);
+    // The dirty hive's newest UserAssist values are in its logs only.
+    EXPECT_GT(ofUser(all, "dirty"), ofUser(read("windows.userassist", false).records, "dirty"));
+}
+
+TEST_F(RealWindowsVolume, RecentDocsAndMruListsKeepTheirOrderAndFullPaths) {
+    const auto docs = read("windows.recentdocs").records;
+    const TraceRecord* first = find(docs, [](const TraceRecord& r) { return r["user"] == "win10" && r["extension"].isEmpty() && r["position"] == "0"; });
+    ASSERT_NE(first, nullptr);
+    EXPECT_EQ((*first)["name"], "All Tasks");
+    const auto mru = read("windows.mru").records;
+    const auto entry = [&](const char* list, const char* position) {
+        const TraceRecord* r = find(mru, [&](const TraceRecord& x) { return x["user"] == "nfury" && x["list"] == list && x["position"] == position && x["subkey"] != "exe"; });
+        return r ? (*r)["entry"] : QString("(none)");
+    };
+    EXPECT_EQ(entry("OpenSavePidlMRU", "10"), "My Computer\\C:\\Users\\nfury\\Documents\\StarFury.zip");
+    EXPECT_EQ(entry("OpenSavePidlMRU", "2"), "Libraries\\Documents Library\\My Documents\\Leadership\\followership");
+    const auto typed = std::count_if(mru.begin(), mru.end(), [](const TraceRecord& r) { return r["user"] == "nfury" && r["list"] == "TypedURLs"; });
+    EXPECT_EQ(typed, 13);
+    const auto words = std::count_if(mru.begin(), mru.end(), [](const TraceRecord& r) { return r["user"] == "nfury" && r["list"] == "WordWheelQuery"; });
+    EXPECT_EQ(words, 2);
+}
+
+TEST_F(RealWindowsVolume, ShellBagsWalkToFullPathsWithTheFoldersOwnTimes) {
+    const auto bags = read("windows.shellbags").records;
+    const TraceRecord* desktop = find(bags, [](const TraceRecord& r) { return r["path"] == "My Computer\\C:\\Users\\jcloudy\\Desktop"; });
+    ASSERT_NE(desktop, nullptr);
+    EXPECT_EQ((*desktop)["modified"], "2018-03-30T02:24:24.000000+00:00");
+    EXPECT_EQ((*desktop)["created"], "2018-03-27T09:19:00.000000+00:00");
+    EXPECT_EQ((*desktop)["mft_entry"], "93001");
+    EXPECT_EQ((*desktop)["source"], "C:\\Users\\win10\\AppData\\Local\\Microsoft\\Windows\\UsrClass.dat");
+}
+
+TEST_F(RealWindowsVolume, UsbDevicesGetTheirDriveLetterAndInstallTime) {
+    const auto usb = read("windows.usb").records;
+    const TraceRecord* hp = find(usb, [](const TraceRecord& r) { return r["device_class"] == "USBSTOR"; });
+    ASSERT_NE(hp, nullptr);
+    EXPECT_EQ((*hp)["vendor"], "HP");
+    EXPECT_EQ((*hp)["product"], "v100w");
+    EXPECT_EQ((*hp)["serial"], "AA951D0000007252&0");
+    EXPECT_EQ((*hp)["friendly_name"], "HP v100w USB Device");
+    EXPECT_EQ((*hp)["drive_letter"], "E:");
+    EXPECT_EQ((*hp)["first_install"], "2011-04-01T04:52:38.686000+00:00");
+}
+
+TEST_F(RealWindowsVolume, ShortcutsJumpListsAndPrefetchThroughTheirLibraries) {
+    const auto lnk = read("windows.lnk").records;
+    EXPECT_EQ(lnk.size(), 3u);
+    const TraceRecord* example = find(lnk, [](const TraceRecord& r) { return r["lnk_path"].endsWith("example.lnk"); });
+    ASSERT_NE(example, nullptr);
+    EXPECT_EQ((*example)["target_created"], "2009-07-13T23:29:02.849131+00:00");
+    EXPECT_EQ((*example)["target_size"], "544768");
+    EXPECT_EQ((*example)["machine_id"], "win-tj9qcsjkags");
+
+    const auto jump = read("windows.jumplists").records;
+    const auto automatic = std::count_if(jump.begin(), jump.end(), [](const TraceRecord& r) { return r["jumplist_type"] == "automatic"; });
+    EXPECT_EQ(automatic, 7);
+    const TraceRecord* downloads = find(jump, [](const TraceRecord& r) { return r["target_path"] == "C:\\Users\\bperry\\Downloads"; });
+    ASSERT_NE(downloads, nullptr);
+    EXPECT_EQ((*downloads)["last_accessed"], "2015-08-29T15:32:44.034300+00:00");
+    EXPECT_EQ((*downloads)["access_count"], "4");
+    EXPECT_EQ((*downloads)["application"], "Windows Explorer");
+
+    const auto pf = read("windows.prefetch").records;
+    EXPECT_EQ(pf.size(), 4u);
+    const TraceRecord* notepad = find(pf, [](const TraceRecord& r) { return r["executable"] == "NOTEPAD.EXE"; });
+    ASSERT_NE(notepad, nullptr);  // format 30, compressed
+    EXPECT_EQ((*notepad)["run_count"], "2");
+    EXPECT_EQ((*notepad)["last_run"], "2019-06-05T19:55:04.877778+00:00");
+    EXPECT_EQ((*notepad)["run_2"], "2019-06-05T19:23:00.815705+00:00");
+}
+
+TEST_F(RealWindowsVolume, ExecutionFromShimCacheAndAmcache) {
+    const auto ran = read("windows.execution").records;
+    const TraceRecord* first = find(ran, [](const TraceRecord& r) { return r["mechanism"].startsWith("ShimCache") && r["position"] == "0"; });
+    ASSERT_NE(first, nullptr);
+    EXPECT_EQ((*first)["mechanism"], "ShimCache (Windows 7, 32-bit)");
+    EXPECT_EQ((*first)["path"], "C:\\Program Files\\McAfee\\VirusScan Enterprise\\mfeann.exe");
+    EXPECT_EQ((*first)["file_modified"], "2011-01-12T12:08:00.000000+00:00");
+    EXPECT_EQ((*first)["executed"], "1");
+    const auto shims = std::count_if(ran.begin(), ran.end(), [](const TraceRecord& r) { return r["mechanism"].startsWith("ShimCache"); });
+    EXPECT_EQ(shims, 330);
+    const TraceRecord* mrt = find(ran, [](const TraceRecord& r) { return r["path"].endsWith("mrtstub.exe"); });
+    ASSERT_NE(mrt, nullptr);
+    EXPECT_EQ((*mrt)["executed"], "1");
+    const auto amcache = std::count_if(ran.begin(), ran.end(), [](const TraceRecord& r) {
+        return r["mechanism"] == "Amcache" && r["source_part"].startsWith("Root\\InventoryApplicationFile");
+    });
+    EXPECT_EQ(amcache, 247);
+}
+
+}  // namespace
+}  // namespace kestrova
