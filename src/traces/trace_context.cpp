@@ -204,7 +204,9 @@ std::shared_ptr<HiveFile> TraceContext::hive(const QString& windowsPath) {
         return exists(windowsPath + suffix) ? system_.openFile(windowsPath + suffix, label) : nullptr;
     };
     OpenedHive opened = openVolumeHive(*file, openLog, replayLogs);
-    if (!opened.replay.isEmpty()) note(FindingKind::Damaged, label + QLatin1Char(' ') + windowsPath, opened.replay);
+    if (!opened.replay.isEmpty()) {
+        note(opened.replayed ? FindingKind::Recovered : FindingKind::Damaged, label + QLatin1Char(' ') + windowsPath, opened.replay);
+    }
     if (!opened.file) note(FindingKind::Damaged, label + QLatin1Char(' ') + windowsPath, QStringLiteral("not a registry hive (%1)").arg(opened.problem));
     slot = std::move(opened.file);
     return slot;

@@ -19,6 +19,7 @@ enum class FindingKind {
     SchemaDiffers,  // a database without the table or column a query needs
     NotFollowed,    // a link that leads out of the analysed volume
     Empty,          // there and read, and holds nothing
+    Recovered,      // read after a repair (a dirty hive with its transaction logs replayed)
 };
 
 struct Finding {
@@ -28,7 +29,8 @@ struct Finding {
 
     QString text() const {
         static const char* const kWords[] = {"missing",        "unreadable",      "damaged",
-                                             "schema differs", "link not followed", "empty"};
+                                             "schema differs", "link not followed", "empty",
+                                             "recovered"};
         QString line = what + QStringLiteral(": ") + QLatin1String(kWords[static_cast<int>(kind)]);
         if (!why.isEmpty()) line += QStringLiteral(": ") + why;
         return line;

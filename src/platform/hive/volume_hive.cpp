@@ -24,7 +24,7 @@ OpenedHive openVolumeHive(QIODevice& hive, const std::function<std::unique_ptr<Q
     const QByteArray head = hive.peek(4096);
     if (hiveIsDirty(head)) {
         if (!replayLogs) {
-            opened.replay = QStringLiteral("dirty: its logs were not replayed (--no-log-replay)");
+            opened.replay = QStringLiteral("dirty, read without its logs (--no-log-replay)");
         } else if (const auto primary = readWhole(hive)) {
             std::vector<HiveLog> logs;
             for (const QString& suffix : {QStringLiteral(".LOG1"), QStringLiteral(".LOG2"), QStringLiteral(".LOG")}) {
@@ -35,14 +35,15 @@ OpenedHive openVolumeHive(QIODevice& hive, const std::function<std::unique_ptr<Q
             const HiveReplay replay = replayHive(*primary, logs);
             if (!replay.hive.isEmpty()) {
                 opened.file = HiveFile::openBytes(replay.hive, &opened.problem);
-                opened.replay = QStringLiteral("dirty: replayed %1 log entries (%2 pages) from %3")
+                opened.replay = QStringLiteral("dirty, replayed %1 log entries (%2 pages) from %3")
                                     .arg(replay.entries)
                                     .arg(replay.pages)
                                     .arg(replay.used.join(QStringLiteral(", ")));
                 if (!replay.why.isEmpty()) opened.replay += QStringLiteral("; stopped: ") + replay.why;
+                opened.replayed = opened.file != nullptr;
                 if (opened.file) return opened;
             } else {
-                opened.replay = QStringLiteral("dirty: not replayed, ") + replay.why;
+                opened.replay = QStringLiteral("dirty, not replayed: ") + replay.why;
             }
         }
     }

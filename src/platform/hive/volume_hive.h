@@ -16,7 +16,8 @@ namespace kestrova {
 struct OpenedHive {
     std::shared_ptr<HiveFile> file;  // nullptr: not a hive
     QString problem;                 // why not, when file is nullptr
-    QString replay;                  // what the replay did ("" for a clean hive or none asked for)
+    QString replay;                  // what was done about a dirty hive ("" for a clean one)
+    bool replayed = false;           // the logs were applied (replay says how much)
 };
 
 // Opens the hive read from `hive` (a file of the volume already opened and checked). `openLog`

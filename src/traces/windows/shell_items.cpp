@@ -166,8 +166,23 @@ QString displayNameOf(ByteView raw) {
     return QString();
 }
 
+// The Control Panel's category view, by the number its items carry.
+QString controlPanelCategory(uint32_t id) {
+    static const char* const kNames[] = {"All Control Panel Items", "Appearance and Personalization", "Hardware and Sound",
+                                         "Network and Internet", "Sounds, Speech, and Audio Devices", "System and Security",
+                                         "Clock, Language, and Region", "Ease of Access", "Programs", "User Accounts",
+                                         "Security Center", "Mobile PC"};
+    return id < std::size(kNames) ? QString::fromLatin1(kNames[id]) : QStringLiteral("Control Panel category %1").arg(id);
+}
+
 void readUnnamed(ByteView raw, uint8_t classType, ShellItem& out) {
     out.type = QStringLiteral("unknown");
+    // Windows 10's drive items of the user's view: signature 0xF5A6B710 at 6, then "/D:\".
+    if (raw.u32(6) == 0xF5A6B710u && raw.u8(12) == '/') {
+        out.name = QString::fromLatin1(raw.bytes(13, 4).constData());
+        out.type = QStringLiteral("drive");
+        return;
+    }
     if (const QString name = displayNameOf(raw); !name.isEmpty()) {
         out.name = name;
         out.type = QStringLiteral("folder");
@@ -287,10 +302,13 @@ std::vector<ShellItem> decodeItemList(ByteView bytes, QString* problem) {
             out.type = QStringLiteral("zip folder");
             out.name = itemBytes.utf16z(0x24);
             break;
-        case LIBFWSI_ITEM_TYPE_CONTROL_PANEL:
         case LIBFWSI_ITEM_TYPE_CONTROL_PANEL_CATEGORY:
-        case LIBFWSI_ITEM_TYPE_CONTROL_PANEL_CPL_FILE:
+            // The category's number at offset 8.
             out.type = QStringLiteral("control panel");
+            out.name = controlPanelCategory(itemBytes.u32(8));
+            break;
+        case LIBFWSI_ITEM_TYPE_CONTROL_PANEL:
+        case LIBFWSI_ITEM_TYPE_CONTROL_PANEL_CPL_FILE:
             readUnnamed(itemBytes, classType, out);
             if (out.name.startsWith(QLatin1Char('['))) out.name = QStringLiteral("Control Panel item");
             out.type = QStringLiteral("control panel");

@@ -40,6 +40,8 @@ void userAssistOf(TraceContext& context, TraceSink& sink, const UserHive& h) {
         for (const HiveFile::NamedValue& value : hive.values(*count)) {
             const ByteView data(value.data.bytes);
             const QString decoded = rot13(value.name);
+            // UEME_CTLSESSION is the list's own session record (1,612 bytes of it), not an entry.
+            if (decoded == QLatin1String("UEME_CTLSESSION")) continue;
             OwnedRecord<Count> r;
             r.text(Name, withFolderNames(decoded));
             r.text(RawName, decoded);
