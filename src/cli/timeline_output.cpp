@@ -1,6 +1,7 @@
 #include "cli/timeline_output.h"
 
 #include <charconv>
+#include <cstring>
 
 namespace kestrova::cli {
 namespace {
@@ -38,15 +39,18 @@ void TimelinePrinter::event(const TimelineEvent& e) {
     const TraceKind& kind = *e.kind;
     const char* meaning = kind.fields[static_cast<size_t>(e.timeField)].meaning;
     const std::string_view desc = meaning ? meaning : kind.fields[static_cast<size_t>(e.timeField)].name;
-    const QByteArray message = (QLatin1String(kind.name) + QStringLiteral(": ") + eventSubject(kind, e.values)).toUtf8();
+    message_.assign(kind.name);
+    message_ += ": ";
+    appendEventSubject(message_, kind, e.values);
     char when[IsoTimeWriter::kMaxSize];
     const std::string_view datetime(when, static_cast<size_t>(times_.write(when, e.time) - when));
     const int64_t seconds = e.time >= 0 ? e.time / 1000000 : -((-e.time + 999999) / 1000000);
-    std::string line;
     if (format_ == TimelineFormat::Body || format_ == TimelineFormat::Tln) {
+        std::string& line = pairs_;
+        line.clear();
         if (format_ == TimelineFormat::Body) {
             line += "0|";
-            appendPlain(line, view(message));
+            appendPlain(line, message_);
             line += " [";
             line += desc;
             line += "]|0|0|0|0|0";
@@ -65,88 +69,78 @@ void TimelinePrinter::event(const TimelineEvent& e) {
             line += '|';
             line += desc;
             line += ": ";
-            appendPlain(line, view(message));
+            appendPlain(line, message_);
         }
         line += '\n';
         out_.put(line);
         out_.maybeFlush();
         return;
     }
-    const Format escaping = format_ == TimelineFormat::Csv ? Format::Csv : Format::Json;
-    // The texts of an event: (name, value, quoted) in order; numbers and booleans unquoted in JSON.
-    struct Field {
-        std::string_view name;
-        std::string value;
-        bool text;
+    // JSONL and CSV: each field escaped straight into the output buffer; numbers and booleans
+    // unquoted in JSON; an empty text left out of a JSON object (but never the message).
+    const bool json = format_ == TimelineFormat::Jsonl;
+    bool first = true;
+    const auto field = [&](std::string_view name, std::string_view value, bool text) {
+        if (json && text && value.empty() && name != "message") return;
+        char* to = out_.room(name.size() + escapedUtf8Room(value) + 8);
+        if (!first) *to++ = ',';
+        first = false;
+        if (json) {
+            *to++ = '"';
+            std::memcpy(to, name.data(), name.size());
+            to += name.size();
+            *to++ = '"';
+            *to++ = ':';
+            if (text) *to++ = '"';
+            to = putEscapedUtf8(to, value, Format::Json);
+            if (text) *to++ = '"';
+        } else {
+            to = putEscapedUtf8(to, value, Format::Csv);
+        }
+        out_.commit(to);
     };
-    std::vector<Field> fields;
-    const auto add = [&](std::string_view name, std::string_view value, bool text = true) {
-        fields.push_back({name, std::string(value), text});
-    };
-    std::string timestamp;
-    appendNumber(timestamp, e.time);
-    add("datetime", datetime);
-    add("timestamp", timestamp, false);
-    add("timestamp_desc", desc);
-    add("message", view(message));
-    add("kind", kind.name);
-    add("user", view(e.from.user));
-    add("browser", view(e.from.browser));
-    add("profile", view(e.from.profile));
-    add("hostname", view(hostname_));
-    add("source", view(e.from.source));
-    add("source_part", view(e.from.part));
-    std::string pairs;
+    if (json) out_.put("{");
+    char number[24];
+    field("datetime", datetime, true);
+    field("timestamp", std::string_view(number, static_cast<size_t>(std::to_chars(number, number + 24, e.time).ptr - number)), false);
+    field("timestamp_desc", desc, true);
+    field("message", message_, true);
+    field("kind", kind.name, true);
+    field("user", view(e.from.user), true);
+    field("browser", view(e.from.browser), true);
+    field("profile", view(e.from.profile), true);
+    field("hostname", view(hostname_), true);
+    field("source", view(e.from.source), true);
+    field("source_part", view(e.from.part), true);
+    pairs_.clear();
     for (size_t i = 0; i < kind.fields.size(); ++i) {
         const Value& v = e.values[i];
         if (v.absent()) continue;
-        std::string value;
+        std::string_view value;
         bool text = true;
+        char buffer[IsoTimeWriter::kMaxSize > 24 ? IsoTimeWriter::kMaxSize : 24];
         if (v.is == Value::Is::Text) {
-            value = std::string(v.utf8);
+            value = v.utf8;
         } else if (kind.fields[i].type == FieldType::Time) {
-            char t[IsoTimeWriter::kMaxSize];
-            value.assign(t, static_cast<size_t>(times_.write(t, v.number) - t));
+            value = std::string_view(buffer, static_cast<size_t>(times_.write(buffer, v.number) - buffer));
         } else if (kind.fields[i].type == FieldType::Bool) {
             value = v.number ? "true" : "false";
             text = false;
         } else {
-            appendNumber(value, v.number);
+            value = std::string_view(buffer, static_cast<size_t>(std::to_chars(buffer, buffer + sizeof buffer, v.number).ptr - buffer));
             text = false;
         }
-        if (format_ == TimelineFormat::Jsonl) {
-            fields.push_back({kind.fields[i].name, std::move(value), text});
+        if (json) {
+            field(kind.fields[i].name, value, text);
         } else {
-            if (!pairs.empty()) pairs += "; ";
-            pairs += kind.fields[i].name;
-            pairs += '=';
-            pairs += value;
+            if (!pairs_.empty()) pairs_ += "; ";
+            pairs_ += kind.fields[i].name;
+            pairs_ += '=';
+            pairs_ += value;
         }
     }
-    if (format_ == TimelineFormat::Csv) add("fields", pairs);
-    std::string out;
-    if (format_ == TimelineFormat::Jsonl) out += '{';
-    bool first = true;
-    for (const Field& f : fields) {
-        if (format_ == TimelineFormat::Jsonl && f.value.empty() && f.text && f.name != "message") continue;
-        if (!first) out += ',';
-        first = false;
-        if (format_ == TimelineFormat::Jsonl) {
-            out += '"';
-            out += f.name;
-            out += "\":";
-        }
-        const size_t at = out.size();
-        out.resize(at + escapedUtf8Room(f.value) + 2);
-        char* to = out.data() + at;
-        if (format_ == TimelineFormat::Jsonl && f.text) *to++ = '"';
-        to = putEscapedUtf8(to, f.value, escaping);
-        if (format_ == TimelineFormat::Jsonl && f.text) *to++ = '"';
-        out.resize(static_cast<size_t>(to - out.data()));
-    }
-    if (format_ == TimelineFormat::Jsonl) out += '}';
-    out += '\n';
-    out_.put(out);
+    if (!json) field("fields", pairs_, true);
+    out_.put(json ? "}\n" : "\n");
     out_.maybeFlush();
 }
 

@@ -9,6 +9,8 @@
 //   tln    TLN's five fields: time|source|system|user|description
 #pragma once
 
+#include <string>
+
 #include "cli/output.h"
 #include "core/time/iso_time.h"
 #include "traces/timeline.h"
@@ -28,6 +30,8 @@ private:
     TimelineFormat format_;
     IsoTimeWriter times_;
     QByteArray hostname_;
+    std::string message_;  // reused from event to event
+    std::string pairs_;
 };
 
 }  // namespace kestrova::cli

@@ -1,7 +1,9 @@
 // One timeline of every dated field of every trace record: each time field of a record is an
-// event, and the events come out in time order whatever their number. Events are kept as compact
-// byte records; when those held pass a memory budget they are sorted and written as a run to the
-// private temporary folder, and the runs are merged at the end, so memory stays bounded.
+// event, and the events come out in time order whatever their number. A record's texts and
+// values are kept once, as compact bytes in one arena, and each of its events as a small fixed
+// sort key pointing there; when those held pass a memory budget the keys are sorted and the
+// events written as a run to the private temporary folder, and the runs are merged at the end,
+// so memory stays bounded.
 // Equal times keep a stable order: the kind's place in the table, then the order the records were
 // read in (which follows the sources, then the rows).
 #pragma once
@@ -11,6 +13,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "traces/trace_kind.h"
@@ -41,14 +44,23 @@ public:
     int runs() const { return static_cast<int>(runs_.size()); }
     const QString& why() const { return why_; }
 
+    // The sort key of an event held in memory; `body` is where its record lies in the arena.
+    struct Key {
+        int64_t time;
+        uint64_t sequence;
+        uint32_t body;
+        uint16_t kind;
+        uint8_t field;
+    };
+
 private:
     bool spill();
     std::optional<UtcMicros> from_, to_;
     QString tempFolder_;
     std::unique_ptr<QTemporaryDir> runFolder_;
     size_t budget_;
-    std::vector<QByteArray> held_;
-    size_t heldBytes_ = 0;
+    std::vector<Key> held_;
+    std::string arena_;  // record bodies, each with its size first
     std::vector<QString> runs_;
     qint64 events_ = 0;
     uint64_t sequence_ = 0;
@@ -56,7 +68,8 @@ private:
 };
 
 // A one-line description of what an event's record is about: its url or path, its title, name
-// or term ("https://example.org/ (Example)").
+// or term ("https://example.org/ (Example)"), appended to `out` as UTF-8.
+void appendEventSubject(std::string& out, const TraceKind& kind, std::span<const Value> values);
 QString eventSubject(const TraceKind& kind, std::span<const Value> values);
 
 }  // namespace kestrova

@@ -3,6 +3,7 @@
 #include "traces/trace_kind.h"
 
 #include "traces/browsers/browser_sources.h"
+#include "traces/evidence_file_times.h"
 #include "traces/ie/ie_sources.h"
 #include "traces/windows/windows_fields.h"
 #include "traces/windows/windows_sources.h"
@@ -77,6 +78,9 @@ const TraceKind kKinds[] = {
     {.name = "windows.execution", .group = "Windows activity", .caption = "Execution (ShimCache, Amcache, BAM)", .carries = kUser,
      .fields = wf::execution::kFields, .source = windowsExecution,
      .about = "ShimCache entries, Amcache program files with SHA-1, BAM/DAM last execution per user"},
+    {.name = "file", .group = "Evidence files", .caption = "File times", .carries = kUser,
+     .fields = evidencefields::kFields, .source = evidenceFileTimes,
+     .about = "the evidence files' own created, modified, accessed and entry-changed times"},
 };
 
 }  // namespace

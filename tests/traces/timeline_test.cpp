@@ -1,6 +1,8 @@
 // The timeline: one event per time field, in time order with equal times kept in kind and read
 // order, the same whether it was sorted in memory or spilled to sorted runs and merged.
+#include <QFile>
 #include <QProcess>
+#include <QTimeZone>
 #include <QStandardPaths>
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
@@ -103,6 +105,41 @@ TEST(Timeline, TheCommandLineFiltersByTimeAndKindAndWritesEachFormat) {
     const CliRun wrong = runCli({"--root", dir.path(), "timeline", "--from", "tuesday"});
     EXPECT_EQ(wrong.exitCode, 2);
     EXPECT_TRUE(wrong.err.contains("--from takes an ISO 8601 time")) << wrong.err.toStdString();
+}
+
+}  // namespace
+}  // namespace kestrova
+
+namespace kestrova {
+namespace {
+
+// The evidence files' own times are a kind of their own, and events of the timeline.
+TEST(EvidenceFileTimes, AFilesModifiedTimeIsAnEventOfTheFileKind) {
+    test::TempVolume volume;
+    volume.file("Users/alice/NTUSER.DAT", QByteArray("regf"));
+    volume.file("Windows/Prefetch/CMD.EXE-087B4001.pf", QByteArray("SCCA"));
+    const QDateTime when(QDate(2021, 6, 1), QTime(12, 30, 15), QTimeZone::utc());
+    for (const char* path : {"Users/alice/NTUSER.DAT", "Windows/Prefetch/CMD.EXE-087B4001.pf"}) {
+        QFile f(volume.root() + QLatin1Char('/') + QLatin1String(path));
+        ASSERT_TRUE(f.open(QIODevice::ReadWrite));
+        ASSERT_TRUE(f.setFileTime(when, QFileDevice::FileModificationTime));
+    }
+    const auto system = volume.open();
+    QTemporaryDir temp;
+    Timeline events(temp.path());
+    TraceContext context(*system, temp.path());
+    runTraceKind(*findTraceKind("file"), context, events);
+    std::vector<std::pair<QString, QString>> modified;  // (path, user) of "File Modified" events at that time
+    events.drain([&](const TimelineEvent& e) {
+        if (QLatin1String(e.kind->fields[static_cast<size_t>(e.timeField)].meaning) == QLatin1String("File Modified") &&
+            e.time == when.toMSecsSinceEpoch() * 1000) {
+            modified.emplace_back(QString::fromUtf8(e.from.source), QString::fromUtf8(e.from.user));
+        }
+        return true;
+    });
+    const std::vector<std::pair<QString, QString>> expected{{"C:\\Users\\alice\\NTUSER.DAT", "alice"},
+                                                            {"C:\\Windows\\Prefetch\\CMD.EXE-087B4001.pf", ""}};
+    EXPECT_EQ(modified, expected);
 }
 
 }  // namespace
