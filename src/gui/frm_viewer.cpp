@@ -17,6 +17,7 @@
 #include <QResizeEvent>
 #include <QStatusBar>
 #include <QTreeView>
+#include <QToolBar>
 #include <QTreeWidget>
 
 #include "core/app/startup.h"
@@ -32,6 +33,7 @@
 #include "gui/frm_options.h"
 #include "gui/frm_progress.h"
 #include "gui/result_list_model.h"
+#include "gui/timeline_pane.h"
 #include "gui/trace_pane.h"
 #include "traces/trace_context.h"
 
@@ -52,6 +54,7 @@ const QString kTimeZoneKey = QStringLiteral("TimeZone");
 const QString kMoreTracesKey = QStringLiteral("MoreTraces");
 // Tree keys of trace kinds: the kind's name after this prefix (no category key has a colon).
 const QString kTracePrefix = QStringLiteral("trace:");
+const QString kTimelineKey = QStringLiteral("timeline");
 
 }  // namespace
 
@@ -86,6 +89,8 @@ FrmViewer::FrmViewer(Environment& env, Services services, QWidget* parent)
     SBar1->addPermanentWidget(outcomePanel, 2);
     tracePane = new TracePane(canvas_);
     tracePane->hide();
+    timelinePane = new TimelinePane(canvas_);
+    timelinePane->hide();
     traceFilter = tracePane->filter;
     traceTable = tracePane->table;
     PBar1 = new QProgressBar(canvas_);
@@ -191,8 +196,9 @@ void FrmViewer::buildMenus() {
         options.exec();
     });
     mnuExport = file->addAction(QStringLiteral("Export..."), this, [this] {
-        const QString path = QFileDialog::getSaveFileName(this, QStringLiteral("Export"), QString(),
-                                                          QStringLiteral("CSV (*.csv);;Excel workbook (*.xlsx)"));
+        const QString formats = timelinePane->isVisible() ? QStringLiteral("CSV (*.csv);;Excel workbook (*.xlsx);;JSON lines (*.jsonl)")
+                                                          : QStringLiteral("CSV (*.csv);;Excel workbook (*.xlsx)");
+        const QString path = QFileDialog::getSaveFileName(this, QStringLiteral("Export"), QString(), formats);
         if (path.isEmpty()) return;
         if (const auto why = exportTraces(path)) {
             QMessageBox::warning(this, QStringLiteral("Kestrova"), QStringLiteral("%1 could not be written: %2").arg(path, *why));
@@ -237,11 +243,18 @@ void FrmViewer::buildMenus() {
             return;
         }
         env_.settings.SaveSetting(QStringLiteral("general"), kMoreTracesKey, on ? QStringLiteral("1") : QStringLiteral("0"));
-        showTracePane(false);
+        showTracePane(nullptr);
+        traceBar->setVisible(on);
         buildTree();
     });
     mnuMoreTraces->setCheckable(true);
     mnuMoreTraces->setChecked(env_.settings.GetSetting(QStringLiteral("general"), kMoreTracesKey) == QLatin1String("1"));
+    // The traces' toolbar exists only with More traces, so the classic window stays as it is.
+    traceBar = addToolBar(QStringLiteral("Traces"));
+    traceBar->setObjectName(QStringLiteral("traceBar"));
+    traceBar->setMovable(false);
+    mnuTimeline = traceBar->addAction(QStringLiteral("Timeline"), this, [this] { selectKey(kTimelineKey); });
+    traceBar->setVisible(mnuMoreTraces->isChecked());
 
     QMenu* help = menuBar()->addMenu(QStringLiteral("Help"));
     mnuhelp = help->addAction(QStringLiteral("Online Help"), this, [this] { env_.desktop->open(services_.vendor.helpPage); });
@@ -267,6 +280,10 @@ void FrmViewer::buildTree() {
     }
     for (const char* key : {"root", "root2", "root3", "root4"}) groups.value(QLatin1String(key))->setExpanded(true);
     if (mnuMoreTraces->isChecked()) {
+        auto* timeline = new QTreeWidgetItem(TreeView1);
+        timeline->setText(0, QStringLiteral("Timeline"));
+        timeline->setToolTip(0, QStringLiteral("every dated field of every trace, in order"));
+        timeline->setData(0, kKeyRole, kTimelineKey);
         QHash<QString, QTreeWidgetItem*> traceGroups;
         for (const TraceKind& kind : traceKinds()) {
             const QString group = QLatin1String(kind.group);
@@ -309,6 +326,10 @@ void FrmViewer::onNodeSelected(QTreeWidgetItem* item) {
 }
 
 void FrmViewer::runKey(const QString& key) {
+    if (key == kTimelineKey) {
+        runTimeline();
+        return;
+    }
     if (key.startsWith(kTracePrefix)) {
         if (const TraceKind* kind = findTraceKind(key.mid(kTracePrefix.size()).toStdString())) runTraceKind(*kind);
         return;
@@ -316,11 +337,13 @@ void FrmViewer::runKey(const QString& key) {
     if (const Category* category = dispatch(key)) runCategory(*category);
 }
 
-void FrmViewer::showTracePane(bool shown) {
-    tracePane->setGeometry(URLs->geometry());
-    tracePane->setVisible(shown);
-    mnuExport->setEnabled(shown);
-    if (shown) URLs->hide();
+void FrmViewer::showTracePane(QWidget* pane) {
+    for (QWidget* each : {static_cast<QWidget*>(tracePane), static_cast<QWidget*>(timelinePane)}) {
+        each->setGeometry(URLs->geometry());
+        each->setVisible(each == pane);
+    }
+    mnuExport->setEnabled(pane != nullptr);
+    if (pane) URLs->hide();
 }
 
 QTimeZone FrmViewer::traceZone() const {
@@ -336,7 +359,7 @@ void FrmViewer::runTraceKind(const TraceKind& kind) {
     {
         const RunningScope running(run_);
         run_.stopRequested = false;
-        showTracePane(true);
+        showTracePane(tracePane);
         showOutcome(QStringLiteral("Reading %1...").arg(QLatin1String(kind.name)));
         Command1->show();
         env_.system->findings().clear();
@@ -351,7 +374,29 @@ void FrmViewer::runTraceKind(const TraceKind& kind) {
     if (!pendingKey_.isEmpty()) runKey(std::exchange(pendingKey_, QString()));
 }
 
-std::optional<QString> FrmViewer::exportTraces(const QString& path) { return tracePane->exportTo(path); }
+void FrmViewer::runTimeline() {
+    if (run_.running) return;
+    {
+        const RunningScope running(run_);
+        run_.stopRequested = false;
+        showTracePane(timelinePane);
+        showOutcome(QStringLiteral("Reading every trace into the timeline..."));
+        Command1->show();
+        env_.system->findings().clear();
+        TraceContext context(*env_.system, env_.privateTemp.path());
+        const qint64 events = timelinePane->fill(context, traceZone(), env_.system->computerName(), run_);
+        Command1->hide();
+        QStringList outcome{QStringLiteral("timeline: %1 events%2").arg(events)
+                                .arg(run_.stopRequested ? QStringLiteral(", stopped by Cancel") : QString())};
+        for (const Finding& finding : env_.system->findings().all()) outcome.append(showEscapedBytes(finding.text()));
+        showOutcome(outcome.join(QStringLiteral("; ")), outcome.join(QLatin1Char('\n')));
+    }
+    if (!pendingKey_.isEmpty()) runKey(std::exchange(pendingKey_, QString()));
+}
+
+std::optional<QString> FrmViewer::exportTraces(const QString& path) {
+    return timelinePane->isVisible() ? timelinePane->exportTo(path) : tracePane->exportTo(path);
+}
 
 void FrmViewer::showOutcome(const QString& line, const QString& whole) {
     // Long texts (many unreadable sources) are cut in the bar and whole in the tooltip.
@@ -361,7 +406,7 @@ void FrmViewer::showOutcome(const QString& line, const QString& whole) {
 
 void FrmViewer::runCategory(const Category& category) {
     if (run_.running) return;
-    showTracePane(false);
+    showTracePane(nullptr);
     session_->run(category);
     showOutcome(session_->lastOutcome().text());
     syncView();
@@ -508,7 +553,9 @@ void FrmViewer::applyLayout() {
     if (layout.progressWidth) PBar1->resize(px(*layout.progressWidth), PBar1->height());
     Label1->move(px(layout.labelLeft), px(layout.labelTop));
     Command1->move(px(layout.cancelLeft), px(layout.cancelTop));
-    if (tracePane->isVisible()) tracePane->setGeometry(URLs->geometry());
+    for (QWidget* pane : {static_cast<QWidget*>(tracePane), static_cast<QWidget*>(timelinePane)}) {
+        if (pane->isVisible()) pane->setGeometry(URLs->geometry());
+    }
     SBar1->lower();
     for (QWidget* w : {static_cast<QWidget*>(PBar1), static_cast<QWidget*>(Command1), static_cast<QWidget*>(Label1)}) w->raise();
 }

@@ -18,6 +18,7 @@ class QAction;
 class QLabel;
 class QLineEdit;
 class QTableView;
+class QToolBar;
 class QProgressBar;
 class QPushButton;
 class QStatusBar;
@@ -30,6 +31,7 @@ namespace kestrova {
 class FrmProgress;
 class ResultListModel;
 class TracePane;
+class TimelinePane;
 struct TraceKind;
 
 class FrmViewer : public QMainWindow, private ReaderHost, public ReportWriter {
@@ -108,10 +110,17 @@ public:
     TracePane* tracePane;
     QLineEdit* traceFilter;
     QTableView* traceTable;
+    // The Timeline (its tree node and toolbar button come with More traces): every event of
+    // every kind, in the list's place.
+    TimelinePane* timelinePane;
+    QToolBar* traceBar;
+    QAction* mnuTimeline;
     // Reads a trace kind into the trace table, as a click on its node does.
     void runTraceKind(const TraceKind& kind);
-    // Writes the trace table as shown; the format follows the name (.xlsx, else CSV). nullopt
-    // when written, else why not.
+    // Reads every kind into the Timeline, as a click on its node or its button does.
+    void runTimeline();
+    // Writes the trace table or the timeline as shown; the format follows the name (.xlsx,
+    // .jsonl for the timeline, else CSV). nullopt when written, else why not.
     std::optional<QString> exportTraces(const QString& path);
 
 protected:
@@ -135,7 +144,8 @@ private:
     void onNodeSelected(QTreeWidgetItem* item);
     // Runs what a tree key stands for: a category or a trace kind.
     void runKey(const QString& key);
-    void showTracePane(bool shown);
+    // Shows that pane (the trace table or the timeline) in the list's place; nullptr: the list.
+    void showTracePane(QWidget* pane);
     // The outcome panel: the line, cut to fit; the whole text (the line where none is given) as
     // its tooltip.
     void showOutcome(const QString& line, const QString& whole = QString());

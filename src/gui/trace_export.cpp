@@ -18,6 +18,65 @@ void appendCsvCell(QByteArray& line, const QString& text) {
     }
 }
 
+void appendJsonString(QByteArray& out, const QString& text) {
+    out += '"';
+    for (const QChar c : text) {
+        const char16_t u = c.unicode();
+        if (u == '"') out += "\\\"";
+        else if (u == '\\') out += "\\\\";
+        else if (u < 0x20) out += QByteArray("\\u00") + QByteArray::number(u, 16).rightJustified(2, '0');
+        else out += QString(c).toUtf8();
+    }
+    out += '"';
+}
+
+// One event of the timeline as named cells, in the export's order.
+struct Cell {
+    const char* name;
+    QString text;
+    bool number = false;
+};
+std::vector<Cell> timelineCells(const TimelineModel& timeline, const QString& hostname, uint32_t index, bool fieldsApart) {
+    const TimelineStore& store = *timeline.store();
+    const TimelineStore::Event& e = store.event(index);
+    Provenance from;
+    std::vector<Value> values;
+    store.decode(e, from, values);
+    const TraceKind& kind = store.kindOf(e);
+    std::vector<Cell> cells{{"datetime", timeline.times().text(e.time)},
+                            {"timestamp", QString::number(e.time), true},
+                            {"timestamp_desc", QString::fromLatin1(store.meaning(e))},
+                            {"message", QString::fromStdString(store.message(e))},
+                            {"kind", QLatin1String(kind.name)},
+                            {"user", QString::fromUtf8(from.user)},
+                            {"browser", QString::fromUtf8(from.browser)},
+                            {"profile", QString::fromUtf8(from.profile)},
+                            {"hostname", hostname},
+                            {"source", QString::fromUtf8(from.source)},
+                            {"source_part", QString::fromUtf8(from.part)}};
+    QStringList pairs;
+    for (size_t f = 0; f < kind.fields.size(); ++f) {
+        const Value& v = values[f];
+        if (v.absent()) continue;
+        Cell cell{kind.fields[f].name, QString()};
+        if (v.is == Value::Is::Text) {
+            cell.text = QString::fromUtf8(v.utf8.data(), static_cast<qsizetype>(v.utf8.size()));
+        } else if (kind.fields[f].type == FieldType::Time) {
+            cell.text = timeline.times().text(v.number);
+        } else if (kind.fields[f].type == FieldType::Bool) {
+            cell.text = v.number ? QStringLiteral("true") : QStringLiteral("false");
+            cell.number = true;
+        } else {
+            cell.text = QString::number(v.number);
+            cell.number = true;
+        }
+        if (fieldsApart) cells.push_back(cell);
+        else pairs << QLatin1String(cell.name) + QLatin1Char('=') + cell.text;
+    }
+    if (!fieldsApart) cells.push_back({"fields", pairs.join(QStringLiteral("; "))});
+    return cells;
+}
+
 // The table's row shown at a view row.
 int recordAt(const QAbstractProxyModel& shown, int row) { return shown.mapToSource(shown.index(row, 0)).row(); }
 
@@ -83,6 +142,72 @@ std::optional<QString> exportXlsx(const QAbstractProxyModel& shown, const TraceT
     }
     const lxw_error error = workbook_close(book);
     if (error != LXW_NO_ERROR) return QString::fromUtf8(lxw_strerror(error));
+    return std::nullopt;
+}
+
+std::optional<QString> exportTimeline(const TimelineModel& timeline, const QString& hostname, const QString& path) {
+    if (!timeline.store()) return QStringLiteral("no timeline is shown");
+    const std::vector<uint32_t>& shown = timeline.shown();
+    if (path.endsWith(QLatin1String(".xlsx"), Qt::CaseInsensitive)) {
+        constexpr size_t kMaxRows = 1'048'575;
+        if (shown.size() > kMaxRows) {
+            return QStringLiteral("%1 events are more than a worksheet holds (%2); filter the timeline or export CSV").arg(shown.size()).arg(kMaxRows);
+        }
+        lxw_workbook_options options{};
+        options.constant_memory = LXW_TRUE;
+        lxw_workbook* book = workbook_new_opt(QFile::encodeName(path).constData(), &options);
+        if (!book) return QStringLiteral("the workbook cannot be created");
+        lxw_worksheet* sheet = workbook_add_worksheet(book, "timeline");
+        for (size_t r = 0; r < shown.size(); ++r) {
+            const std::vector<Cell> cells = timelineCells(timeline, hostname, shown[r], false);
+            if (r == 0) {
+                for (size_t c = 0; c < cells.size(); ++c) worksheet_write_string(sheet, 0, static_cast<lxw_col_t>(c), cells[c].name, nullptr);
+            }
+            for (size_t c = 0; c < cells.size(); ++c) {
+                const auto row = static_cast<lxw_row_t>(r + 1);
+                const auto col = static_cast<lxw_col_t>(c);
+                if (c == 1) worksheet_write_number(sheet, row, col, cells[c].text.toDouble(), nullptr);
+                else worksheet_write_string(sheet, row, col, cells[c].text.left(32767).toUtf8().constData(), nullptr);
+            }
+        }
+        const lxw_error error = workbook_close(book);
+        if (error != LXW_NO_ERROR) return QString::fromUtf8(lxw_strerror(error));
+        return std::nullopt;
+    }
+    const bool jsonl = path.endsWith(QLatin1String(".jsonl"), Qt::CaseInsensitive);
+    QSaveFile file(path);
+    if (!file.open(QIODevice::WriteOnly)) return file.errorString();
+    QByteArray line;
+    if (!jsonl) {
+        file.write("datetime,timestamp,timestamp_desc,message,kind,user,browser,profile,hostname,source,source_part,fields\r\n");
+    }
+    for (const uint32_t index : shown) {
+        line.clear();
+        const std::vector<Cell> cells = timelineCells(timeline, hostname, index, jsonl);
+        if (jsonl) {
+            line += '{';
+            bool first = true;
+            for (const Cell& cell : cells) {
+                if (cell.text.isEmpty() && QLatin1String(cell.name) != QLatin1String("message")) continue;
+                if (!first) line += ',';
+                first = false;
+                line += '"';
+                line += cell.name;
+                line += "\":";
+                if (cell.number) line += cell.text.toUtf8();
+                else appendJsonString(line, cell.text);
+            }
+            line += "}\n";
+        } else {
+            for (size_t c = 0; c < cells.size(); ++c) {
+                if (c) line += ',';
+                appendCsvCell(line, cells[c].text);
+            }
+            line += "\r\n";
+        }
+        if (file.write(line) != line.size()) return file.errorString();
+    }
+    if (!file.commit()) return file.errorString();
     return std::nullopt;
 }
 

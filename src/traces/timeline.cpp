@@ -1,5 +1,7 @@
 #include "traces/timeline.h"
 
+#include "traces/record_body.h"
+
 #include <QFile>
 #include <algorithm>
 #include <cstring>
@@ -8,42 +10,19 @@
 namespace kestrova {
 namespace {
 
-// A record's body, in the arena and in runs, all numbers in host order (both ends are this
-// program): u32 size of what follows, the 5 provenance texts, then per value: u8 state, i64
-// number or u32 size + bytes. An event in a run: its key (i64 time, u64 sequence, u16 kind, u8
-// field: 19 bytes), then its record's body.
+// A record in the arena: u32 size, then its body (record_body.h). An event in a run: u32 size,
+// its key (i64 time, u64 sequence, u16 kind, u8 field: 19 bytes), then its record's body.
 constexpr size_t kKeyBytes = 19;
 
 template <typename T>
 void put(std::string& out, T value) { out.append(reinterpret_cast<const char*>(&value), sizeof value); }
-void putText(std::string& out, std::string_view text) {
-    put(out, static_cast<uint32_t>(text.size()));
-    out.append(text.data(), text.size());
+
+template <typename T>
+T read(const char* at) {
+    T value;
+    std::memcpy(&value, at, sizeof value);
+    return value;
 }
-
-class Reader {
-public:
-    Reader(const char* data, size_t size) : data_(data), size_(size) {}
-    template <typename T>
-    T get() {
-        T value{};
-        if (at_ + sizeof value <= size_) std::memcpy(&value, data_ + at_, sizeof value);
-        at_ += sizeof value;
-        return value;
-    }
-    std::string_view text() {
-        const size_t size = get<uint32_t>();
-        const size_t start = std::min(at_, size_);
-        const size_t n = std::min(size, size_ - start);
-        at_ += size;
-        return std::string_view(data_ + start, n);
-    }
-
-private:
-    const char* data_;
-    size_t size_;
-    size_t at_ = 0;
-};
 
 bool before(const Timeline::Key& a, const Timeline::Key& b) {
     if (a.time != b.time) return a.time < b.time;
@@ -58,19 +37,8 @@ bool hand(const Timeline::Key& key, std::string_view body, std::vector<Value>& v
     const std::span<const TraceKind> kinds = traceKinds();
     if (key.kind >= kinds.size()) return true;
     const TraceKind& kind = kinds[key.kind];
-    Reader in(body.data(), body.size());
     Provenance from;
-    // The texts stay where they lie in the body, which outlives the hand-over.
-    for (QByteArray* text : {&from.user, &from.browser, &from.profile, &from.source, &from.part}) {
-        const std::string_view t = in.text();
-        *text = QByteArray::fromRawData(t.data(), static_cast<qsizetype>(t.size()));
-    }
-    values.assign(kind.fields.size(), Value{});
-    for (Value& v : values) {
-        v.is = static_cast<Value::Is>(in.get<uint8_t>());
-        if (v.is == Value::Is::Number) v.number = in.get<int64_t>();
-        else if (v.is == Value::Is::Text) v.utf8 = in.text();
-    }
+    decodeRecordBody(body, kind, from, values);
     return out(TimelineEvent{&kind, key.field, key.time, from, values});
 }
 
@@ -83,11 +51,10 @@ public:
         if (!ok_ || file_.read(reinterpret_cast<char*>(&size), 4) != 4 || size < kKeyBytes) return false;
         event_.resize(size);
         if (file_.read(event_.data(), size) != static_cast<qint64>(size)) return false;
-        Reader in(event_.data(), kKeyBytes);
-        key_.time = in.get<int64_t>();
-        key_.sequence = in.get<uint64_t>();
-        key_.kind = in.get<uint16_t>();
-        key_.field = in.get<uint8_t>();
+        key_.time = read<int64_t>(event_.data());
+        key_.sequence = read<uint64_t>(event_.data() + 8);
+        key_.kind = read<uint16_t>(event_.data() + 16);
+        key_.field = read<uint8_t>(event_.data() + 18);
         return true;
     }
     bool ok() const { return ok_; }
@@ -127,14 +94,7 @@ bool Timeline::record(const TraceKind& kind, const Provenance& from, std::span<c
     events_ += static_cast<qint64>(kept);
     const size_t start = arena_.size();
     put(arena_, uint32_t{0});
-    for (const QByteArray* text : {&from.user, &from.browser, &from.profile, &from.source, &from.part}) {
-        putText(arena_, std::string_view(text->constData(), static_cast<size_t>(text->size())));
-    }
-    for (const Value& v : values) {
-        put(arena_, static_cast<uint8_t>(v.is));
-        if (v.is == Value::Is::Number) put(arena_, v.number);
-        else if (v.is == Value::Is::Text) putText(arena_, v.utf8);
-    }
+    appendRecordBody(arena_, from, values);
     const auto size = static_cast<uint32_t>(arena_.size() - start - 4);
     std::memcpy(arena_.data() + start, &size, 4);
     // The arena's offsets are 32-bit: a run is written well before they could overflow.

@@ -4,6 +4,10 @@
 #include <QComboBox>
 #include <QDialogButtonBox>
 #include <QHeaderView>
+#include <QToolBar>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QPlainTextEdit>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMessageBox>
@@ -30,7 +34,9 @@
 #include "gui/frm_viewer.h"
 #include "gui/result_list_model.h"
 #include "gui/single_instance.h"
+#include "gui/timeline_pane.h"
 #include "gui/trace_pane.h"
+#include "support/cli_run.h"
 #include "support/fake_desktop.h"
 #include "support/version_server.h"
 #include "core/app/update_check.h"
@@ -119,11 +125,12 @@ private slots:
         QCOMPARE(tree->topLevelItemCount(), 4);
         w->window->mnuMoreTraces->trigger();
         QCOMPARE(w->env->settings.GetSetting("general", "MoreTraces"), QString("1"));
-        QCOMPARE(tree->topLevelItemCount(), 8);
-        QCOMPARE(tree->topLevelItem(4)->text(0), QString("Browsers"));
-        QCOMPARE(tree->topLevelItem(5)->text(0), QString("Internet Explorer"));
-        QCOMPARE(tree->topLevelItem(6)->text(0), QString("Windows activity"));
-        QCOMPARE(tree->topLevelItem(7)->text(0), QString("Evidence files"));
+        QCOMPARE(tree->topLevelItemCount(), 9);
+        QCOMPARE(tree->topLevelItem(4)->text(0), QString("Timeline"));
+        QCOMPARE(tree->topLevelItem(5)->text(0), QString("Browsers"));
+        QCOMPARE(tree->topLevelItem(6)->text(0), QString("Internet Explorer"));
+        QCOMPARE(tree->topLevelItem(7)->text(0), QString("Windows activity"));
+        QCOMPARE(tree->topLevelItem(8)->text(0), QString("Evidence files"));
         w->window->selectKey("trace:browser.history");
         QVERIFY(w->window->tracePane->isVisible());
         QVERIFY(!w->window->URLs->isVisible());
@@ -152,6 +159,61 @@ private slots:
         QVERIFY(!w->window->tracePane->isVisible());
         w->window->mnuMoreTraces->trigger();
         QCOMPARE(tree->topLevelItemCount(), 4);
+    }
+
+    // The Timeline: every event in one table under a histogram; the filters, the histogram's
+    // range and the kinds narrow it, a click shows an event whole, and what is shown exports.
+    void theTimelineFiltersByTextKindAndRangeAndExportsWhatItShows() {
+        auto w = makeWorld();
+        QString error;
+        QVERIFY(tools::writeTraceVolume(w->volume.root(), {}, nullptr, &error));
+        QVERIFY(!w->window->traceBar->isVisible());
+        w->window->mnuMoreTraces->trigger();
+        QVERIFY(w->window->traceBar->isVisibleTo(w->window.get()));
+        w->window->mnuTimeline->trigger();
+        TimelinePane* pane = w->window->timelinePane;
+        QVERIFY(pane->isVisible());
+        QAbstractItemModel* shown = pane->table->model();
+        // As many events as the command line's timeline holds, counted into the histogram.
+        const QStringList cli = runCli({"--root", w->volume.root(), "timeline", "--format", "csv"}).out.split('\n', Qt::SkipEmptyParts);
+        QCOMPARE(shown->rowCount(), cli.size() - 1);
+        qint64 binned = 0;
+        for (const auto& bin : pane->histogram->bins()) binned += bin.count;
+        QCOMPARE(binned, shown->rowCount());
+        QCOMPARE(shown->index(0, 0).data().toString(), cli[1].section(',', 0, 0));
+        pane->filter->setText("BOB-BRAVE");
+        QVERIFY(shown->rowCount() > 0);
+        for (int r = 0; r < shown->rowCount(); ++r) QCOMPARE(shown->index(r, 3).data().toString(), QString("bob"));
+        pane->filter->clear();
+        pane->setKinds({"browser.history"});
+        QCOMPARE(shown->rowCount(), 24);
+        pane->setKinds({});
+        const int all = shown->rowCount();
+        // The first bar: the events of its hour, day or month only.
+        pane->histogram->selectBins(0, 0);
+        QCOMPARE(shown->rowCount(), pane->histogram->bins()[0].count);
+        QVERIFY(shown->rowCount() < all);
+        pane->table->selectRow(0);
+        QVERIFY(pane->details->toPlainText().contains("source: C:\\Users\\"));
+        QVERIFY(pane->details->toPlainText().contains("timestamp_desc: "));
+        QTemporaryDir out;
+        QVERIFY(!w->window->exportTraces(out.filePath("t.jsonl")));
+        QFile jsonl(out.filePath("t.jsonl"));
+        QVERIFY(jsonl.open(QIODevice::ReadOnly));
+        const QList<QByteArray> lines = jsonl.readAll().split('\n');
+        QCOMPARE(lines.size(), shown->rowCount() + 1);
+        const QJsonObject first = QJsonDocument::fromJson(lines[0]).object();
+        QVERIFY(!first["timestamp_desc"].toString().isEmpty());
+        QVERIFY(!first["message"].toString().isEmpty());
+        QCOMPARE(first["datetime"].toString(), shown->index(0, 0).data().toString());
+        QVERIFY(first["timestamp"].isDouble());
+        QVERIFY(!w->window->exportTraces(out.filePath("t.csv")));
+        QFile csv(out.filePath("t.csv"));
+        QVERIFY(csv.open(QIODevice::ReadOnly));
+        QVERIFY(csv.readLine().startsWith("datetime,timestamp,timestamp_desc,message,kind,user,"));
+        QVERIFY(!w->window->exportTraces(out.filePath("t.xlsx")));
+        pane->histogram->clearSelection();
+        QCOMPARE(shown->rowCount(), all);
     }
 
     void menusHaveTheirCaptionsInOrder() {

@@ -1,0 +1,74 @@
+// The window's Timeline on the volume of the traces benchmark (a 1,000,000-visit Chrome History
+// and a 1,000,000-visit places.sqlite): the time to read every kind into it and draw its
+// histogram, and the time a filter takes to answer (a text, a kind, a user), against the
+// sqlite3 command line writing the same visit rows as CSV in the same run. Targets: the fill
+// under 5 s, a filter under 300 ms.
+//
+//   kestrova_timeline_window_bench [VISITS]      (default 1000000; offscreen)
+#include <QApplication>
+#include <QElapsedTimer>
+#include <QLineEdit>
+#include <QTemporaryDir>
+#include <cstdio>
+
+#include "browsers/trace_volume.h"
+#include "gui/timeline_pane.h"
+#include "platform/system/volume_system.h"
+#include "process_run.h"
+#include "traces/trace_context.h"
+
+using namespace kestrova;
+
+int main(int argc, char** argv) {
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    QApplication app(argc, argv);
+    const int visits = argc > 1 ? std::atoi(argv[1]) : 1'000'000;
+    QTemporaryDir dir, temp;
+    const QString chrome = dir.path() + "/Users/alice/AppData/Local/Google/Chrome/User Data/Default";
+    const QString firefox = dir.path() + "/Users/alice/AppData/Roaming/Mozilla/Firefox/Profiles/a.default";
+    QString error;
+    std::printf("writing %d visits into each database...\n", visits);
+    if (!tools::writeModernChromiumProfile(chrome, "chrome", visits, &error) ||
+        !tools::writeModernFirefoxProfile(firefox, "firefox", visits, &error)) {
+        std::fprintf(stderr, "%s\n", qPrintable(error));
+        return 1;
+    }
+    const QByteArray history = (chrome + "/History").toUtf8(), places = (firefox + "/places.sqlite").toUtf8();
+    const double reference =
+        bench::bestOfThree({"sqlite3", "-csv", history,
+                            "SELECT v.visit_time, u.url, u.title, v.transition, v.visit_duration, v.from_visit, v.id FROM visits v LEFT JOIN urls u ON u.id = v.url"})
+            .seconds +
+        bench::bestOfThree({"sqlite3", "-csv", places,
+                            "SELECT v.visit_date, p.url, p.title, v.visit_type, v.from_visit, v.id FROM moz_historyvisits v LEFT JOIN moz_places p ON p.id = v.place_id"})
+            .seconds;
+
+    VolumeSystem system(dir.path(), QString());
+    TimelinePane pane;
+    pane.resize(1200, 800);
+    pane.show();
+    RunControl run;
+    TraceContext context(system, temp.path());
+    QElapsedTimer timer;
+    timer.start();
+    const qint64 events = pane.fill(context, QTimeZone::utc(), QString(), run);
+    pane.grab();  // the histogram and the table's first screen drawn
+    const double fill = timer.elapsed() / 1000.0;
+
+    const auto timed = [&](const auto& change) {
+        QElapsedTimer t;
+        t.start();
+        change();
+        return t.elapsed() / 1000.0;
+    };
+    const double text = timed([&] { pane.filter->setText(QStringLiteral("CHROME.example/page/99999")); });
+    const int textRows = pane.model()->rowCount();
+    pane.filter->clear();
+    const double kind = timed([&] { pane.setKinds({QStringLiteral("browser.history")}); });
+    const double user = timed([&] { pane.setUsers({QStringLiteral("alice")}); });
+    std::printf("sqlite3 -csv, both joins: %.2f s\n", reference);
+    std::printf("timeline window fill and draw: %.2f s for %lld events (target under 5 s); ratio to sqlite3 -csv: %.2f\n", fill,
+                static_cast<long long>(events), fill / reference);
+    std::printf("text filter: %.0f ms (%d rows), kind filter: %.0f ms, user filter: %.0f ms (target under 300 ms)\n", text * 1000,
+                textRows, kind * 1000, user * 1000);
+    return 0;
+}

@@ -1,0 +1,41 @@
+// The timeline's events as the window's table shows them: the events a filter lets through, in
+// time order until a header is clicked. Cells are decoded from the store when the view asks for
+// them, so a table of millions of events costs the view only the rows on screen.
+#pragma once
+
+#include <QAbstractTableModel>
+#include <QTimeZone>
+#include <vector>
+
+#include "core/time/iso_time.h"
+#include "traces/timeline_store.h"
+
+namespace kestrova {
+
+class TimelineModel : public QAbstractTableModel {
+    Q_OBJECT
+public:
+    enum Column { DateTime, Description, Kind, User, Message, Source, ColumnCount };
+
+    explicit TimelineModel(QObject* parent = nullptr) : QAbstractTableModel(parent) {}
+    void setStore(const TimelineStore* store, const QTimeZone& zone);
+    // The events shown, as store indexes (in time order as select() gives them).
+    void show(std::vector<uint32_t> events);
+    const std::vector<uint32_t>& shown() const { return shown_; }
+    const TimelineStore* store() const { return store_; }
+    const IsoTimeWriter& times() const { return times_; }
+    QString cell(size_t event, int column) const;
+
+    int rowCount(const QModelIndex& parent = {}) const override;
+    int columnCount(const QModelIndex& parent = {}) const override;
+    QVariant data(const QModelIndex& index, int role) const override;
+    QVariant headerData(int section, Qt::Orientation orientation, int role) const override;
+    void sort(int column, Qt::SortOrder order) override;
+
+private:
+    const TimelineStore* store_ = nullptr;
+    IsoTimeWriter times_;
+    std::vector<uint32_t> shown_;
+};
+
+}  // namespace kestrova

@@ -1,0 +1,246 @@
+#include "gui/timeline_pane.h"
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QHeaderView>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMenu>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QSplitter>
+#include <QTableView>
+#include <QToolButton>
+#include <QVBoxLayout>
+#include <algorithm>
+
+#include "gui/trace_export.h"
+#include "traces/trace_context.h"
+
+namespace kestrova {
+
+TimelinePane::TimelinePane(QWidget* parent) : QWidget(parent) {
+    filter = new QLineEdit(this);
+    filter->setPlaceholderText(QStringLiteral("Filter: any text of the events"));
+    filter->setClearButtonEnabled(true);
+    kindsButton_ = new QToolButton(this);
+    kindsButton_->setText(QStringLiteral("Kinds"));
+    kindsButton_->setPopupMode(QToolButton::InstantPopup);
+    kindsMenu_ = new QMenu(kindsButton_);
+    kindsButton_->setMenu(kindsMenu_);
+    usersButton_ = new QToolButton(this);
+    usersButton_->setText(QStringLiteral("Users"));
+    usersButton_->setPopupMode(QToolButton::InstantPopup);
+    usersMenu_ = new QMenu(usersButton_);
+    usersButton_->setMenu(usersMenu_);
+    auto* whole = new QPushButton(QStringLiteral("Whole range"), this);
+    count = new QLabel(this);
+    histogram = new TimelineHistogram(this);
+    model_ = new TimelineModel(this);
+    table = new QTableView(this);
+    table->setModel(model_);
+    table->setSelectionBehavior(QAbstractItemView::SelectRows);
+    table->setSelectionMode(QAbstractItemView::SingleSelection);
+    table->verticalHeader()->hide();
+    // Uniform rows: the view asks only for what is on screen, whatever the number of events.
+    table->verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
+    table->verticalHeader()->setDefaultSectionSize(table->fontMetrics().height() + 4);
+    table->horizontalHeader()->setSortIndicator(-1, Qt::AscendingOrder);
+    table->setSortingEnabled(true);
+    table->horizontalHeader()->setStretchLastSection(true);
+    details = new QPlainTextEdit(this);
+    details->setReadOnly(true);
+    details->setPlaceholderText(QStringLiteral("Click an event to see all its fields and its source."));
+
+    auto* bar = new QHBoxLayout;
+    bar->addWidget(filter, 1);
+    bar->addWidget(kindsButton_);
+    bar->addWidget(usersButton_);
+    bar->addWidget(whole);
+    bar->addWidget(count);
+    auto* split = new QSplitter(Qt::Vertical, this);
+    split->addWidget(table);
+    split->addWidget(details);
+    split->setStretchFactor(0, 4);
+    split->setStretchFactor(1, 1);
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->addLayout(bar);
+    layout->addWidget(histogram);
+    layout->addWidget(split, 1);
+
+    connect(filter, &QLineEdit::textChanged, this, [this] { refilter(); });
+    connect(whole, &QPushButton::clicked, histogram, &TimelineHistogram::clearSelection);
+    connect(histogram, &TimelineHistogram::rangeSelected, this, [this](std::optional<int64_t> from, std::optional<int64_t> to) {
+        from_ = from;
+        to_ = to;
+        applyRange();
+    });
+    connect(table->selectionModel(), &QItemSelectionModel::currentRowChanged, this,
+            [this](const QModelIndex& current) { showDetails(current.row()); });
+}
+
+TimelinePane::~TimelinePane() = default;
+
+qint64 TimelinePane::fill(TraceContext& context, const QTimeZone& zone, const QString& hostname, RunControl& run) {
+    zone_ = zone;
+    hostname_ = hostname;
+    model_->setStore(nullptr, zone);
+    store_ = std::make_unique<TimelineStore>();
+    // The window stays responsive while every kind is read: events run every tenth of a second,
+    // Cancel ends the reading (what was read stays).
+    struct WindowSink : TraceSink {
+        TimelineStore& store;
+        RunControl& run;
+        QElapsedTimer since;
+        WindowSink(TimelineStore& s, RunControl& r) : store(s), run(r) { since.start(); }
+        bool record(const TraceKind& k, const Provenance& from, std::span<const Value> values) override {
+            if (!store.record(k, from, values)) return false;
+            if (since.elapsed() >= 100) {
+                QCoreApplication::processEvents();
+                since.restart();
+            }
+            return !run.stopRequested;
+        }
+    } sink(*store_, run);
+    for (const TraceKind& kind : traceKinds()) {
+        if (run.stopRequested) break;
+        runTraceKind(kind, context, sink);
+    }
+    store_->finish();
+    model_->setStore(store_.get(), zone);
+    table->horizontalHeader()->setSortIndicator(-1, Qt::AscendingOrder);
+    details->clear();
+    rebuildMenus();
+    from_.reset();
+    to_.reset();
+    refilter();
+    table->setColumnWidth(TimelineModel::DateTime, table->fontMetrics().horizontalAdvance(QStringLiteral("0000-00-00T00:00:00.000000+00:00  ")));
+    table->setColumnWidth(TimelineModel::Description, 150);
+    table->setColumnWidth(TimelineModel::Kind, 140);
+    table->setColumnWidth(TimelineModel::User, 90);
+    table->setColumnWidth(TimelineModel::Message, 500);
+    return static_cast<qint64>(store_->size());
+}
+
+void TimelinePane::rebuildMenus() {
+    kindsMenu_->clear();
+    usersMenu_->clear();
+    std::vector<bool> present(traceKinds().size(), false);
+    for (size_t i = 0; i < store_->size(); ++i) present[store_->event(i).kind] = true;
+    for (size_t k = 0; k < present.size(); ++k) {
+        if (!present[k]) continue;
+        QAction* a = kindsMenu_->addAction(QLatin1String(traceKinds()[k].name));
+        a->setCheckable(true);
+        a->setChecked(true);
+        a->setData(static_cast<int>(k));
+        connect(a, &QAction::toggled, this, [this] { refilter(); });
+    }
+    for (qsizetype u = 0; u < store_->users().size(); ++u) {
+        const QString name = store_->users()[u];
+        QAction* a = usersMenu_->addAction(name.isEmpty() ? QStringLiteral("(the machine's)") : name);
+        a->setCheckable(true);
+        a->setChecked(true);
+        a->setData(static_cast<int>(u));
+        connect(a, &QAction::toggled, this, [this] { refilter(); });
+    }
+}
+
+void TimelinePane::setKinds(const QStringList& kinds) {
+    const QSignalBlocker block(kindsMenu_);
+    for (QAction* a : kindsMenu_->actions()) {
+        const QSignalBlocker one(a);
+        a->setChecked(kinds.isEmpty() || kinds.contains(a->text()));
+    }
+    refilter();
+}
+
+void TimelinePane::setUsers(const QStringList& users) {
+    for (QAction* a : usersMenu_->actions()) {
+        const QSignalBlocker one(a);
+        a->setChecked(users.isEmpty() || users.contains(a->text()));
+    }
+    refilter();
+}
+
+void TimelinePane::refilter() {
+    if (!store_) return;
+    TimelineStore::Filter f;
+    f.text = filter->text();
+    bool allKinds = true, allUsers = true;
+    for (QAction* a : kindsMenu_->actions()) allKinds = allKinds && a->isChecked();
+    for (QAction* a : usersMenu_->actions()) allUsers = allUsers && a->isChecked();
+    if (!allKinds) {
+        f.kinds.assign(traceKinds().size(), false);
+        for (QAction* a : kindsMenu_->actions()) f.kinds[static_cast<size_t>(a->data().toInt())] = a->isChecked();
+    }
+    if (!allUsers) {
+        f.users.assign(static_cast<size_t>(store_->users().size()), false);
+        for (QAction* a : usersMenu_->actions()) f.users[static_cast<size_t>(a->data().toInt())] = a->isChecked();
+    }
+    filtered_ = store_->select(f);
+    std::vector<int64_t> times;
+    times.reserve(filtered_.size());
+    for (const uint32_t i : filtered_) times.push_back(store_->event(i).time);
+    // The histogram shows what the filters let through over their whole range; a new count
+    // clears the range it had.
+    histogram->setTimes(times, zone_);
+    from_.reset();
+    to_.reset();
+    applyRange();
+}
+
+void TimelinePane::applyRange() {
+    // filtered_ is in time order: the range is the slice between two binary searches.
+    const auto timeOf = [this](uint32_t i) { return store_->event(i).time; };
+    auto begin = filtered_.begin(), end = filtered_.end();
+    if (from_) begin = std::partition_point(filtered_.begin(), filtered_.end(), [&](uint32_t i) { return timeOf(i) < *from_; });
+    if (to_) end = std::partition_point(begin, filtered_.end(), [&](uint32_t i) { return timeOf(i) <= *to_; });
+    table->horizontalHeader()->setSortIndicator(-1, Qt::AscendingOrder);
+    model_->show(std::vector<uint32_t>(begin, end));
+    details->clear();
+    count->setText(QStringLiteral("%1 of %2 events").arg(model_->rowCount()).arg(store_ ? store_->size() : 0));
+}
+
+void TimelinePane::showDetails(int row) {
+    if (!store_ || row < 0 || static_cast<size_t>(row) >= model_->shown().size()) return;
+    const TimelineStore::Event& e = store_->event(model_->shown()[static_cast<size_t>(row)]);
+    Provenance from;
+    std::vector<Value> values;
+    store_->decode(e, from, values);
+    const TraceKind& kind = store_->kindOf(e);
+    QStringList lines;
+    const auto line = [&](const QString& name, const QString& value) {
+        if (!value.isEmpty()) lines << name + QStringLiteral(": ") + value;
+    };
+    line(QStringLiteral("datetime"), model_->times().text(e.time));
+    line(QStringLiteral("timestamp"), QString::number(e.time));
+    line(QStringLiteral("timestamp_desc"), QString::fromLatin1(store_->meaning(e)));
+    line(QStringLiteral("message"), QString::fromStdString(store_->message(e)));
+    line(QStringLiteral("kind"), QLatin1String(kind.name));
+    line(QStringLiteral("user"), QString::fromUtf8(from.user));
+    line(QStringLiteral("browser"), QString::fromUtf8(from.browser));
+    line(QStringLiteral("profile"), QString::fromUtf8(from.profile));
+    line(QStringLiteral("hostname"), hostname_);
+    line(QStringLiteral("source"), QString::fromUtf8(from.source));
+    line(QStringLiteral("source_part"), QString::fromUtf8(from.part));
+    lines << QString();
+    for (size_t f = 0; f < kind.fields.size(); ++f) {
+        const Value& v = values[f];
+        if (v.absent()) continue;
+        QString text;
+        if (v.is == Value::Is::Text) text = QString::fromUtf8(v.utf8.data(), static_cast<qsizetype>(v.utf8.size()));
+        else if (kind.fields[f].type == FieldType::Time) text = model_->times().text(v.number);
+        else if (kind.fields[f].type == FieldType::Bool) text = v.number ? QStringLiteral("true") : QStringLiteral("false");
+        else text = QString::number(v.number);
+        lines << QLatin1String(kind.fields[f].name) + QStringLiteral(": ") + text;
+    }
+    details->setPlainText(lines.join(QLatin1Char('\n')));
+}
+
+std::optional<QString> TimelinePane::exportTo(const QString& path) const {
+    if (!store_) return QStringLiteral("no timeline is shown");
+    return exportTimeline(*model_, hostname_, path);
+}
+
+}  // namespace kestrova

@@ -1,0 +1,69 @@
+// The window's Timeline: every event of every trace kind in one table, in the list's place. Above
+// the table, a text filter, the kinds and users to show, and a histogram of the events over time
+// on which a drag selects a time range; below it, the clicked event's fields and source. It reads
+// every kind into a TimelineStore, staying responsive (events run between batches, Cancel stops),
+// and exports what it shows as CSV, XLSX or JSONL.
+#pragma once
+
+#include <QTimeZone>
+#include <QWidget>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "core/frame/run_control.h"
+#include "gui/timeline_histogram.h"
+#include "gui/timeline_model.h"
+
+class QLabel;
+class QLineEdit;
+class QMenu;
+class QPlainTextEdit;
+class QTableView;
+class QToolButton;
+
+namespace kestrova {
+
+class TraceContext;
+
+class TimelinePane : public QWidget {
+    Q_OBJECT
+public:
+    explicit TimelinePane(QWidget* parent = nullptr);
+    ~TimelinePane() override;
+
+    // Reads every kind into the timeline; returns how many events it holds.
+    qint64 fill(TraceContext& context, const QTimeZone& zone, const QString& hostname, RunControl& run);
+    // Writes the events shown, in the table's order: .xlsx, .jsonl, else CSV. nullopt when
+    // written, else why not.
+    std::optional<QString> exportTo(const QString& path) const;
+    // Shows only these kinds / users (names); empty: all. For the menus and tests.
+    void setKinds(const QStringList& kinds);
+    void setUsers(const QStringList& users);
+
+    QLineEdit* filter;
+    TimelineHistogram* histogram;
+    QTableView* table;
+    QPlainTextEdit* details;
+    QLabel* count;
+    TimelineModel* model() const { return model_; }
+
+private:
+    void refilter();
+    void applyRange();
+    void showDetails(int row);
+    void rebuildMenus();
+
+    std::unique_ptr<TimelineStore> store_;
+    TimelineModel* model_;
+    QToolButton* kindsButton_;
+    QToolButton* usersButton_;
+    QMenu* kindsMenu_;
+    QMenu* usersMenu_;
+    QTimeZone zone_;
+    QString hostname_;
+    std::vector<uint32_t> filtered_;        // text, kinds and users applied, in time order
+    std::optional<int64_t> from_, to_;      // the histogram's range
+};
+
+}  // namespace kestrova

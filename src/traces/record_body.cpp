@@ -1,0 +1,67 @@
+#include "traces/record_body.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace kestrova {
+namespace {
+
+template <typename T>
+void put(std::string& out, T value) { out.append(reinterpret_cast<const char*>(&value), sizeof value); }
+void putText(std::string& out, std::string_view text) {
+    put(out, static_cast<uint32_t>(text.size()));
+    out.append(text.data(), text.size());
+}
+
+class Reader {
+public:
+    explicit Reader(std::string_view bytes) : bytes_(bytes) {}
+    template <typename T>
+    T get() {
+        T value{};
+        if (at_ + sizeof value <= bytes_.size()) std::memcpy(&value, bytes_.data() + at_, sizeof value);
+        at_ += sizeof value;
+        return value;
+    }
+    std::string_view text() {
+        const size_t size = get<uint32_t>();
+        const size_t start = std::min(at_, bytes_.size());
+        const size_t n = std::min(size, bytes_.size() - start);
+        at_ += size;
+        return bytes_.substr(start, n);
+    }
+
+private:
+    std::string_view bytes_;
+    size_t at_ = 0;
+};
+
+}  // namespace
+
+void appendRecordBody(std::string& out, const Provenance& from, std::span<const Value> values) {
+    for (const QByteArray* text : {&from.user, &from.browser, &from.profile, &from.source, &from.part}) {
+        putText(out, std::string_view(text->constData(), static_cast<size_t>(text->size())));
+    }
+    for (const Value& v : values) {
+        put(out, static_cast<uint8_t>(v.is));
+        if (v.is == Value::Is::Number) put(out, v.number);
+        else if (v.is == Value::Is::Text) putText(out, v.utf8);
+    }
+}
+
+void decodeRecordBody(std::string_view body, const TraceKind& kind, Provenance& from, std::vector<Value>& values) {
+    Reader in(body);
+    for (QByteArray* text : {&from.user, &from.browser, &from.profile, &from.source, &from.part}) {
+        const std::string_view t = in.text();
+        *text = QByteArray::fromRawData(t.data(), static_cast<qsizetype>(t.size()));
+    }
+    values.assign(kind.fields.size(), Value{});
+    for (Value& v : values) {
+        const auto state = in.get<uint8_t>();
+        v.is = state <= 2 ? static_cast<Value::Is>(state) : Value::Is::Absent;
+        if (v.is == Value::Is::Number) v.number = in.get<int64_t>();
+        else if (v.is == Value::Is::Text) v.utf8 = in.text();
+    }
+}
+
+}  // namespace kestrova

@@ -1,0 +1,21 @@
+// A trace record as compact bytes, for what holds many of them (the timeline's arena and runs,
+// the window's timeline): the five provenance texts, then per value its state and its number or
+// text. Host byte order: the bytes never leave this program. Decoding views the texts where
+// they lie, so the bytes must outlive what is decoded from them.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "traces/trace_kind.h"
+
+namespace kestrova {
+
+void appendRecordBody(std::string& out, const Provenance& from, std::span<const Value> values);
+
+// The record of that kind in `body`; values resized to the kind's fields. A damaged body gives
+// absent values and empty texts, never a read outside it.
+void decodeRecordBody(std::string_view body, const TraceKind& kind, Provenance& from, std::vector<Value>& values);
+
+}  // namespace kestrova

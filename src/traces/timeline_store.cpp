@@ -1,0 +1,126 @@
+#include "traces/timeline_store.h"
+
+#include <algorithm>
+#include <cstring>
+#include <functional>
+#include <thread>
+
+#include "traces/record_body.h"
+
+namespace kestrova {
+namespace {
+
+std::string_view bodyAt(const std::string& arena, uint32_t offset) {
+    uint32_t size = 0;
+    std::memcpy(&size, arena.data() + offset, 4);
+    return std::string_view(arena.data() + offset + 4, size);
+}
+
+char lowerAscii(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; }
+
+// Bytes compared with ASCII letters folded: the filter's search, a Boyer-Moore-Horspool search
+// over the records' bytes that skips ahead by the needle's length where it can.
+struct FoldedHash {
+    size_t operator()(char c) const { return static_cast<unsigned char>(lowerAscii(c)); }
+};
+struct FoldedEqual {
+    bool operator()(char a, char b) const { return lowerAscii(a) == lowerAscii(b); }
+};
+using FoldedSearcher = std::boyer_moore_horspool_searcher<std::string::const_iterator, FoldedHash, FoldedEqual>;
+
+bool contains(std::string_view hay, const std::string& needle, const FoldedSearcher& searcher) {
+    if (needle.empty()) return true;
+    return std::search(hay.begin(), hay.end(), searcher) != hay.end();
+}
+
+}  // namespace
+
+bool TimelineStore::record(const TraceKind& kind, const Provenance& from, std::span<const Value> values) {
+    const auto kindIndex = static_cast<uint16_t>(&kind - traceKinds().data());
+    const QString user = QString::fromUtf8(from.user);
+    qsizetype userIndex = users_.indexOf(user);
+    if (userIndex < 0) {
+        users_.append(user);
+        userIndex = users_.size() - 1;
+    }
+    // Offsets are 32-bit: a timeline of more than 4 GiB of records is more than a window shows.
+    if (arena_.size() >= 0xF0000000u) return false;
+    const auto body = static_cast<uint32_t>(arena_.size());
+    bool any = false;
+    for (size_t f = 0; f < kind.fields.size(); ++f) {
+        if (kind.fields[f].type != FieldType::Time || values[f].absent()) continue;
+        events_.push_back(Event{values[f].number, body, records_, kindIndex, static_cast<uint8_t>(f),
+                                static_cast<uint8_t>(std::min<qsizetype>(userIndex, 255))});
+        any = true;
+    }
+    ++records_;
+    if (!any) return true;
+    const size_t start = arena_.size();
+    arena_.append(4, '\0');
+    appendRecordBody(arena_, from, values);
+    const auto size = static_cast<uint32_t>(arena_.size() - start - 4);
+    std::memcpy(arena_.data() + start, &size, 4);
+    return true;
+}
+
+void TimelineStore::finish() {
+    std::sort(events_.begin(), events_.end(), [](const Event& a, const Event& b) {
+        if (a.time != b.time) return a.time < b.time;
+        if (a.kind != b.kind) return a.kind < b.kind;
+        if (a.record != b.record) return a.record < b.record;
+        return a.field < b.field;
+    });
+}
+
+void TimelineStore::decode(const Event& e, Provenance& from, std::vector<Value>& values) const {
+    decodeRecordBody(bodyAt(arena_, e.body), kindOf(e), from, values);
+}
+
+std::string TimelineStore::message(const Event& e) const {
+    Provenance from;
+    std::vector<Value> values;
+    decode(e, from, values);
+    std::string text = kindOf(e).name;
+    text += ": ";
+    appendEventSubject(text, kindOf(e), values);
+    return text;
+}
+
+const char* TimelineStore::meaning(const Event& e) const {
+    const FieldSpec& spec = kindOf(e).fields[e.field];
+    return spec.meaning ? spec.meaning : spec.name;
+}
+
+std::vector<uint32_t> TimelineStore::select(const Filter& filter) const {
+    const std::string needle = filter.text.toUtf8().toStdString();
+    const FoldedSearcher searcher(needle.begin(), needle.end());
+    const auto passes = [&](const Event& e) {
+        if (filter.from && e.time < *filter.from) return false;
+        if (filter.to && e.time > *filter.to) return false;
+        if (!filter.kinds.empty() && (e.kind >= filter.kinds.size() || !filter.kinds[e.kind])) return false;
+        if (!filter.users.empty() && (e.user >= filter.users.size() || !filter.users[e.user])) return false;
+        // The text is looked for in the record's bytes (its texts, as stored) and its kind's name.
+        return contains(bodyAt(arena_, e.body), needle, searcher) || contains(kindOf(e).name, needle, searcher);
+    };
+    // The events are cut in one slice a core, each scanned on its own; the slices' results are
+    // joined in order.
+    const size_t threads = std::clamp<size_t>(std::thread::hardware_concurrency(), 1, 16);
+    const size_t slice = (events_.size() + threads - 1) / std::max<size_t>(threads, 1);
+    std::vector<std::vector<uint32_t>> parts(threads);
+    std::vector<std::thread> workers;
+    for (size_t t = 0; t < threads; ++t) {
+        const size_t begin = t * slice, end = std::min(events_.size(), begin + slice);
+        if (begin >= end) break;
+        workers.emplace_back([&, t, begin, end] {
+            for (size_t i = begin; i < end; ++i) {
+                if (passes(events_[i])) parts[t].push_back(static_cast<uint32_t>(i));
+            }
+        });
+    }
+    for (std::thread& w : workers) w.join();
+    std::vector<uint32_t> shown;
+    for (const auto& part : parts) shown.insert(shown.end(), part.begin(), part.end());
+    return shown;
+}
+
+}  // namespace kestrova

@@ -1,0 +1,59 @@
+// The whole timeline held in memory for the window: every event of every record, in time order,
+// with the filters the window offers (a text, kinds, users, a time range) answered by scanning
+// the records' bytes on every core. A record is kept once, compactly (record_body.h); an event is
+// a 24-byte key into it. The command line does not need this: it streams the sorted runs.
+#pragma once
+
+#include <QStringList>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "traces/timeline.h"
+
+namespace kestrova {
+
+class TimelineStore : public TraceSink {
+public:
+    struct Event {
+        int64_t time;
+        uint32_t body;    // the record's place in the arena
+        uint32_t record;  // the record's number, in reading order
+        uint16_t kind;
+        uint8_t field;
+        uint8_t user;     // index into users(); 255: more users than a byte names
+    };
+
+    bool record(const TraceKind& kind, const Provenance& from, std::span<const Value> values) override;
+    // Sorts what was read: by time, then kind, then reading order, then field.
+    void finish();
+
+    size_t size() const { return events_.size(); }
+    const Event& event(size_t i) const { return events_[i]; }
+    const TraceKind& kindOf(const Event& e) const { return traceKinds()[e.kind]; }
+    // The event's record decoded (texts view the store's bytes).
+    void decode(const Event& e, Provenance& from, std::vector<Value>& values) const;
+    // "browser.history: https://example.org/ (Example)"
+    std::string message(const Event& e) const;
+    // What the time means ("Visit Time").
+    const char* meaning(const Event& e) const;
+    const QStringList& users() const { return users_; }
+    size_t bytes() const { return arena_.size() + events_.size() * sizeof(Event); }
+
+    struct Filter {
+        QString text;                      // any field, provenance included; ASCII letters in any case
+        std::vector<bool> kinds;           // by kind index; empty: every kind
+        std::vector<bool> users;           // by users() index; empty: every user
+        std::optional<int64_t> from, to;   // inclusive
+    };
+    // The events that pass, as indexes in time order.
+    std::vector<uint32_t> select(const Filter& filter) const;
+
+private:
+    std::string arena_;  // u32 size + body, a record after another
+    std::vector<Event> events_;
+    QStringList users_;
+    uint32_t records_ = 0;
+};
+
+}  // namespace kestrova
