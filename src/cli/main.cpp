@@ -413,6 +413,7 @@ int traces(Environment& env, const Options& o, const QTimeZone& zone) {
     const auto kinds = chosenKinds(o.operands);
     if (!kinds) return 2;
     TraceContext context(*env.system, env.privateTemp.path());
+    context.replayLogs = env.replayLogs;
     context.narrowToUser(o.user);
     cli::ByteOutput out(STDOUT_FILENO);
     cli::TracePrinter printer(out, *format, IsoTimeWriter(zone));
@@ -452,6 +453,7 @@ int timeline(Environment& env, const Options& o, const QTimeZone& zone) {
     }
     events.limit(from, to);
     TraceContext context(*env.system, env.privateTemp.path());
+    context.replayLogs = env.replayLogs;
     context.narrowToUser(o.user);
     const bool terminal = ::isatty(STDERR_FILENO) != 0;
     for (const TraceKind* kind : *kinds) {

@@ -364,6 +364,7 @@ void FrmViewer::runTraceKind(const TraceKind& kind) {
         Command1->show();
         env_.system->findings().clear();
         TraceContext context(*env_.system, env_.privateTemp.path());
+        context.replayLogs = env_.replayLogs;
         const qint64 records = tracePane->fill(kind, context, traceZone(), run_);
         Command1->hide();
         QStringList outcome{QStringLiteral("%1: %2 records%3").arg(QLatin1String(kind.name)).arg(records)
@@ -384,6 +385,7 @@ void FrmViewer::runTimeline() {
         Command1->show();
         env_.system->findings().clear();
         TraceContext context(*env_.system, env_.privateTemp.path());
+        context.replayLogs = env_.replayLogs;
         const qint64 events = timelinePane->fill(context, traceZone(), env_.system->computerName(), run_);
         Command1->hide();
         QStringList outcome{QStringLiteral("timeline: %1 events%2").arg(events)

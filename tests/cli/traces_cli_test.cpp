@@ -8,6 +8,7 @@
 
 #include "browsers/trace_volume.h"
 #include "support/cli_run.h"
+#include "support/temp_volume.h"
 
 namespace kestrova {
 namespace {
@@ -76,6 +77,31 @@ TEST_F(TracesCli, VerboseSaysHowManyRecordsAndWhyASourceGaveNone) {
     ASSERT_EQ(run.exitCode, 0) << run.err.toStdString();
     EXPECT_TRUE(run.out.isEmpty());
     EXPECT_TRUE(run.err.contains("browser.history: 0 records\n  user profiles: missing: no profile folder named \"nobody\"")) << run.err.toStdString();
+}
+
+}  // namespace
+}  // namespace kestrova
+
+namespace kestrova {
+namespace {
+
+// A dirty hive is replayed for the classic categories and the traces alike, and --verbose says
+// so; --no-log-replay reads the base file as it lies.
+TEST(HiveReplayCli, VerboseSaysWhatWasReplayedAndNoLogReplayReadsTheBaseAlone) {
+    REALDATA_OR_SKIP(hive, "registry/transactions_NTUSER.DAT");
+    test::TempVolume volume;
+    volume.copy(hive, "Users/dirty/NTUSER.DAT");
+    volume.copy(test::realData("registry/transactions_ntuser.dat.log1"), "Users/dirty/NTUSER.DAT.LOG1");
+    volume.copy(test::realData("registry/transactions_ntuser.dat.log2"), "Users/dirty/NTUSER.DAT.LOG2");
+    const CliRun info = runCli({"--root", volume.root(), "--user", "dirty", "info", "--verbose"});
+    EXPECT_TRUE(info.out.contains("dirty, replayed 23 log entries (132 pages) from LOG1")) << info.out.toStdString();
+    const CliRun replayed = runCli({"--root", volume.root(), "traces", "windows.userassist", "--format", "csv", "--verbose"});
+    ASSERT_EQ(replayed.exitCode, 0) << replayed.err.toStdString();
+    EXPECT_TRUE(replayed.err.contains("recovered: dirty, replayed 23 log entries")) << replayed.err.toStdString();
+    const CliRun base = runCli({"--root", volume.root(), "traces", "windows.userassist", "--format", "csv", "--no-log-replay", "--verbose"});
+    ASSERT_EQ(base.exitCode, 0) << base.err.toStdString();
+    EXPECT_TRUE(base.err.contains("read without its logs")) << base.err.toStdString();
+    EXPECT_GT(replayed.out.count('\n'), base.out.count('\n'));
 }
 
 }  // namespace
