@@ -20,6 +20,7 @@ packages=(
   python3                          # writes a few of the fuzzing seeds
   xvfb xauth                       # a real display for screenshots and the GUI under CI
   xdg-utils                        # xdg-open, the desktop's "open" action
+  dpkg-dev lintian                 # the .deb: dpkg-shlibdeps finds its dependencies, lintian checks it
 )
 
 missing=()

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # The whole test suite on a fresh Debian 12 machine: install, build, run every test under CTest,
-# then build and run it all again with AddressSanitizer and UndefinedBehaviorSanitizer, then run
+# then build the .deb and check it, then build and run it all again with AddressSanitizer and
+# UndefinedBehaviorSanitizer, then run
 # every fuzzing harness for a few seconds (scripts/fuzz.sh; longer runs on request). Any failure,
 # or any sanitizer finding, fails the command.
 set -euo pipefail
@@ -11,6 +12,9 @@ export QT_QPA_PLATFORM=offscreen
 
 dir="$("$here/scripts/build.sh" Release | tail -n 1)"
 (cd "$dir" && ctest --output-on-failure --no-tests=error -j"$(nproc)")
+# The package, built from that release: its contents and dependencies checked, lintian-clean of
+# errors (installing it into a clean Debian 12 root is scripts/check-deb.sh, which needs root).
+"$here/scripts/package-deb.sh" >/dev/null
 
 dir="$("$here/scripts/build.sh" Sanitize | tail -n 1)"
 export ASAN_OPTIONS="halt_on_error=1:detect_leaks=1"

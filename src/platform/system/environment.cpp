@@ -1,5 +1,10 @@
 #include "platform/system/environment.h"
 
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QStandardPaths>
+
 #include "platform/clock/system_clock.h"
 #include "platform/desktop/xdg_desktop.h"
 
@@ -13,8 +18,7 @@ std::unique_ptr<Environment> Environment::create(const QString& cliRoot, const Q
                                                  std::unique_ptr<LocalDesktop> desktop, std::unique_ptr<Clock> clock,
                                                  LastChoice last) {
     auto env = withDesktop(std::move(desktop), std::move(clock));
-    const QString program = env->desktop->programFolder();
-    env->select(chooseSource(cliRoot, cliUser, env->settings, program + QStringLiteral("/sample"), last));
+    env->select(chooseSource(cliRoot, cliUser, env->settings, dataFolder(*env->desktop) + QStringLiteral("/sample"), last));
     return env;
 }
 
@@ -26,9 +30,30 @@ std::unique_ptr<Environment> Environment::withDesktop(std::unique_ptr<LocalDeskt
     return env;
 }
 
+QString Environment::dataFolder(const LocalDesktop& desktop) {
+    const QString program = desktop.programFolder();
+    // A build tree keeps the delivered kr.ini and the sample beside the programs; an installed
+    // program finds them in share/kestrova beside its bin folder.
+    if (QFileInfo::exists(program + QStringLiteral("/kr.ini")) || QFileInfo::exists(program + QStringLiteral("/sample"))) return program;
+    const QString shared = QDir::cleanPath(program + QStringLiteral("/../share/kestrova"));
+    return QFileInfo::exists(shared + QStringLiteral("/kr.ini")) ? shared : program;
+}
+
 QString Environment::settingsPath(const LocalDesktop& desktop) {
     const QString named = qEnvironmentVariable("KESTROVA_SETTINGS");
-    return named.isEmpty() ? desktop.programFolder() + QStringLiteral("/kr.ini") : named;
+    if (!named.isEmpty()) return named;
+    const QString data = dataFolder(desktop);
+    if (data == desktop.programFolder()) return data + QStringLiteral("/kr.ini");
+    // Installed: the user's own copy under $XDG_CONFIG_HOME, made from the delivered one on the
+    // first start; the installed files are never written.
+    const QString config = QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) + QStringLiteral("/kestrova/kr.ini");
+    if (!QFileInfo::exists(config)) {
+        QDir().mkpath(QFileInfo(config).absolutePath());
+        if (QFile::copy(data + QStringLiteral("/kr.ini"), config)) {
+            QFile::setPermissions(config, QFileDevice::ReadOwner | QFileDevice::WriteOwner);
+        }
+    }
+    return config;
 }
 
 std::unique_ptr<Environment> Environment::createForImage(const QString& imagePath, int partition, const QString& user) {

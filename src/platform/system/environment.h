@@ -41,9 +41,13 @@ struct Environment {
     static std::unique_ptr<Environment> create(const QString& cliRoot, const QString& cliUser,
                                                std::unique_ptr<LocalDesktop> desktop, std::unique_ptr<Clock> clock,
                                                LastChoice last = LastChoice::Take);
-    // kr.ini beside the program, or the file the environment variable KESTROVA_SETTINGS names (a
-    // test's own, or an examiner's per-case settings).
+    // The file the environment variable KESTROVA_SETTINGS names (a test's own, or an examiner's
+    // per-case settings); else kr.ini beside the program in a build tree; else, installed,
+    // $XDG_CONFIG_HOME/kestrova/kr.ini, copied from the delivered one on the first start.
     static QString settingsPath(const LocalDesktop& desktop);
+    // Where the delivered kr.ini and the sample system are: the program folder in a build tree,
+    // share/kestrova beside the bin folder when installed.
+    static QString dataFolder(const LocalDesktop& desktop);
     // A disk image as the source (partition from 1, 0: the one that holds Windows).
     static std::unique_ptr<Environment> createForImage(const QString& image, int partition, const QString& user);
     // Switches to another analysed system.
