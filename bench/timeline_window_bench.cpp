@@ -11,11 +11,10 @@
 #include <QTemporaryDir>
 #include <cstdio>
 
-#include "browsers/trace_volume.h"
 #include "gui/timeline_pane.h"
 #include "platform/system/volume_system.h"
-#include "process_run.h"
 #include "traces/trace_context.h"
+#include "visit_volume.h"
 
 using namespace kestrova;
 
@@ -24,23 +23,9 @@ int main(int argc, char** argv) {
     QApplication app(argc, argv);
     const int visits = argc > 1 ? std::atoi(argv[1]) : 1'000'000;
     QTemporaryDir dir, temp;
-    const QString chrome = dir.path() + "/Users/alice/AppData/Local/Google/Chrome/User Data/Default";
-    const QString firefox = dir.path() + "/Users/alice/AppData/Roaming/Mozilla/Firefox/Profiles/a.default";
-    QString error;
-    std::printf("writing %d visits into each database...\n", visits);
-    if (!tools::writeModernChromiumProfile(chrome, "chrome", visits, &error) ||
-        !tools::writeModernFirefoxProfile(firefox, "firefox", visits, &error)) {
-        std::fprintf(stderr, "%s\n", qPrintable(error));
-        return 1;
-    }
-    const QByteArray history = (chrome + "/History").toUtf8(), places = (firefox + "/places.sqlite").toUtf8();
-    const double reference =
-        bench::bestOfThree({"sqlite3", "-csv", history,
-                            "SELECT v.visit_time, u.url, u.title, v.transition, v.visit_duration, v.from_visit, v.id FROM visits v LEFT JOIN urls u ON u.id = v.url"})
-            .seconds +
-        bench::bestOfThree({"sqlite3", "-csv", places,
-                            "SELECT v.visit_date, p.url, p.title, v.visit_type, v.from_visit, v.id FROM moz_historyvisits v LEFT JOIN moz_places p ON p.id = v.place_id"})
-            .seconds;
+    const auto volume = bench::writeVisitVolume(dir.path(), visits);
+    if (!volume) return 1;
+    const double reference = bench::chromeReference(*volume).seconds + bench::firefoxReference(*volume).seconds;
 
     VolumeSystem system(dir.path(), QString());
     TimelinePane pane;

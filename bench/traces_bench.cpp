@@ -10,8 +10,7 @@
 #include <QTemporaryDir>
 #include <cstdio>
 
-#include "browsers/trace_volume.h"
-#include "process_run.h"
+#include "visit_volume.h"
 
 using namespace kestrova;
 
@@ -19,24 +18,11 @@ int main(int argc, char** argv) {
     QCoreApplication app(argc, argv);
     const int visits = argc > 1 ? std::atoi(argv[1]) : 1'000'000;
     QTemporaryDir dir;
-    const QString chrome = dir.path() + "/Users/alice/AppData/Local/Google/Chrome/User Data/Default";
-    const QString firefox = dir.path() + "/Users/alice/AppData/Roaming/Mozilla/Firefox/Profiles/a.default";
-    QString error;
-    std::printf("writing %d visits into each database...\n", visits);
-    if (!tools::writeModernChromiumProfile(chrome, "chrome", visits, &error) ||
-        !tools::writeModernFirefoxProfile(firefox, "firefox", visits, &error)) {
-        std::fprintf(stderr, "%s\n", qPrintable(error));
-        return 1;
-    }
+    const auto volume = bench::writeVisitVolume(dir.path(), visits);
+    if (!volume) return 1;
     const QByteArray cli = QCoreApplication::applicationDirPath().toUtf8() + "/kestrova-cli";
-    const QByteArray history = (chrome + "/History").toUtf8(), places = (firefox + "/places.sqlite").toUtf8();
-    // What the traces write of a visit, as the databases hold it.
-    const bench::ProcessRun chromeSql = bench::bestOfThree(
-        {"sqlite3", "-csv", history,
-         "SELECT v.visit_time, u.url, u.title, v.transition, v.visit_duration, v.from_visit, v.id FROM visits v LEFT JOIN urls u ON u.id = v.url"});
-    const bench::ProcessRun firefoxSql = bench::bestOfThree(
-        {"sqlite3", "-csv", places,
-         "SELECT v.visit_date, p.url, p.title, v.visit_type, v.from_visit, v.id FROM moz_historyvisits v LEFT JOIN moz_places p ON p.id = v.place_id"});
+    const bench::ProcessRun chromeSql = bench::chromeReference(*volume);
+    const bench::ProcessRun firefoxSql = bench::firefoxReference(*volume);
     const bench::ProcessRun traces =
         bench::bestOfThree({cli, "--root", dir.path().toUtf8(), "traces", "browser.history", "--format", "csv"});
     const bench::ProcessRun jsonl =

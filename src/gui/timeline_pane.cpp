@@ -1,7 +1,5 @@
 #include "gui/timeline_pane.h"
 
-#include <QCoreApplication>
-#include <QElapsedTimer>
 #include <QHeaderView>
 #include <QLabel>
 #include <QLineEdit>
@@ -14,6 +12,7 @@
 #include <QVBoxLayout>
 #include <algorithm>
 
+#include "gui/responsive_sink.h"
 #include "gui/trace_export.h"
 #include "traces/trace_context.h"
 
@@ -87,22 +86,9 @@ qint64 TimelinePane::fill(TraceContext& context, const QTimeZone& zone, const QS
     hostname_ = hostname;
     model_->setStore(nullptr, zone);
     store_ = std::make_unique<TimelineStore>();
-    // The window stays responsive while every kind is read: events run every tenth of a second,
-    // Cancel ends the reading (what was read stays).
-    struct WindowSink : TraceSink {
-        TimelineStore& store;
-        RunControl& run;
-        QElapsedTimer since;
-        WindowSink(TimelineStore& s, RunControl& r) : store(s), run(r) { since.start(); }
-        bool record(const TraceKind& k, const Provenance& from, std::span<const Value> values) override {
-            if (!store.record(k, from, values)) return false;
-            if (since.elapsed() >= 100) {
-                QCoreApplication::processEvents();
-                since.restart();
-            }
-            return !run.stopRequested;
-        }
-    } sink(*store_, run);
+    // The window stays responsive while every kind is read; Cancel ends the reading (what was
+    // read stays).
+    ResponsiveSink sink(*store_, run);
     for (const TraceKind& kind : traceKinds()) {
         if (run.stopRequested) break;
         runTraceKind(kind, context, sink);

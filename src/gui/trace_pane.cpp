@@ -1,7 +1,7 @@
 #include "gui/trace_pane.h"
 
-#include <QCoreApplication>
-#include <QElapsedTimer>
+#include "gui/responsive_sink.h"
+
 #include <QHeaderView>
 #include <QLineEdit>
 #include <QTableView>
@@ -47,21 +47,7 @@ qint64 TracePane::fill(const TraceKind& kind, TraceContext& context, const QTime
     model_->start(kind, zone);
     // The window stays responsive while the table fills: records reach the view in batches,
     // events run between them, Cancel ends the reading.
-    struct WindowSink : TraceSink {
-        TraceTableModel& model;
-        RunControl& run;
-        QElapsedTimer since;
-        WindowSink(TraceTableModel& m, RunControl& r) : model(m), run(r) { since.start(); }
-        bool record(const TraceKind& k, const Provenance& from, std::span<const Value> values) override {
-            model.record(k, from, values);
-            if (since.elapsed() >= 100) {
-                model.flush();
-                QCoreApplication::processEvents();
-                since.restart();
-            }
-            return !run.stopRequested;
-        }
-    } sink(*model_, run);
+    ResponsiveSink sink(*model_, run, [this] { model_->flush(); });
     const qint64 records = runTraceKind(kind, context, sink);
     model_->flush();
     table->resizeColumnsToContents();
