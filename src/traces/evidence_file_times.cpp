@@ -60,6 +60,7 @@ std::vector<Evidence> evidenceFiles(TraceContext& context) {
                            QStringLiteral("Internet Explorer history"));
             }
         }
+        addIfThere(context, files, &user, windows + QStringLiteral("WebCache\\WebCacheV01.dat"), QStringLiteral("WebCache database"));
         for (const QString& cache : {windows + QStringLiteral("Temporary Internet Files\\Content.IE5"),
                                      user.folder + QStringLiteral("\\Local Settings\\Temporary Internet Files\\Content.IE5")}) {
             addIfThere(context, files, &user, cache + QStringLiteral("\\index.dat"), QStringLiteral("Internet Explorer cache"));

@@ -57,3 +57,30 @@ TEST(IeTraces, CookieFilesRecordByRecordAndADamagedRecordSkipped) {
 
 }  // namespace
 }  // namespace kestrova
+
+namespace kestrova {
+namespace {
+
+// A WebCacheV01.dat libesedb cannot read is said to be so, and the index.dat records beside it
+// are still read: the database is parsed in a contained child, whatever its bytes.
+TEST(IeTraces, AWebCacheDatabaseThatIsNoneIsAFindingAndTheOtherSourcesStay) {
+    REALDATA_OR_SKIP(history, "History.IE5-index.dat");
+    test::TempVolume volume;
+    volume.copy(history, "Users/alice/AppData/Local/Microsoft/Windows/History/History.IE5/index.dat");
+    QByteArray junk(64 * 1024, '\0');
+    for (qsizetype i = 0; i < junk.size(); ++i) junk[i] = static_cast<char>((i * 2654435761u) >> 13);
+    junk.replace(4, 4, QByteArray::fromHex("efcdab89"));  // ESE's signature, over bytes that are not a header
+    volume.file("Users/alice/AppData/Local/Microsoft/Windows/WebCache/WebCacheV01.dat", junk);
+    const auto system = volume.open();
+    QTemporaryDir temp;
+    test::TraceCollector got;
+    TraceContext context(*system, temp.path());
+    runTraceKind(*findTraceKind("ie.history"), context, got);
+    EXPECT_GE(got.records.size(), 15u);
+    bool said = false;
+    for (const Finding& f : system->findings().all()) said |= f.what.contains("WebCacheV01.dat") && f.kind == FindingKind::Damaged;
+    EXPECT_TRUE(said);
+}
+
+}  // namespace
+}  // namespace kestrova

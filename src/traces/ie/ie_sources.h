@@ -35,6 +35,11 @@ struct IeCookie {
 // The cookies of one cookie text file, in file order.
 std::vector<IeCookie> parseCookieFile(const QByteArray& bytes);
 
+// The IE 10/11 and legacy Edge records of every user's WebCacheV01.dat of that kind, as the
+// ie.history, ie.cache and ie.cookies records of the index.dat containers and cookie files.
+enum class WebCacheKind { History, Cache, Cookies };
+void webCacheRecords(TraceContext& context, TraceSink& sink, WebCacheKind kind);
+
 void ieHistory(TraceContext& context, TraceSink& sink);
 void ieCache(TraceContext& context, TraceSink& sink);
 void ieCookies(TraceContext& context, TraceSink& sink);

@@ -77,6 +77,7 @@ void ieHistory(TraceContext& context, TraceSink& sink) {
             }
         }
     }
+    webCacheRecords(context, sink, WebCacheKind::History);
 }
 
 void ieCache(TraceContext& context, TraceSink& sink) {
@@ -102,6 +103,7 @@ void ieCache(TraceContext& context, TraceSink& sink) {
             }
         }
     }
+    webCacheRecords(context, sink, WebCacheKind::Cache);
 }
 
 std::vector<IeCookie> parseCookieFile(const QByteArray& bytes) {
@@ -166,6 +168,7 @@ void ieCookies(TraceContext& context, TraceSink& sink) {
             }
         }
     }
+    webCacheRecords(context, sink, WebCacheKind::Cookies);
 }
 
 }  // namespace kestrova
