@@ -21,7 +21,7 @@ cmake --build "$dir" -j"$(nproc)" >/dev/null
 # build's own generator, and a few hand-made values).
 seeds="$dir/seeds"
 rm -rf "$seeds"
-mkdir -p "$seeds"/{index_scan,mru,utf8_column,text_file,cookie,ini,registry_path,history_header,cli_escape,partitions}
+mkdir -p "$seeds"/{index_scan,mru,utf8_column,text_file,cookie,ini,registry_path,history_header,cli_escape,partitions,hive_log,shim_cache}
 sample="$(mktemp -d)"
 trap 'rm -rf "$sample"' EXIT
 "$release/bin/kestrova-mksample" "$sample" >/dev/null
@@ -39,6 +39,17 @@ printf 'http://www.example.com/caf\xc3\xa9 \xe6\x97\xa5\xff\xfe' > "$seeds/utf8_
 printf 'a\tb\\c\nd\0e,"f"\xe9' > "$seeds/cli_escape/specials"
 printf '\0C\0:\0\\\0U\0s\0e\0r\0s\0\0\0' > "$seeds/mru/en-utf16"
 printf '\1\x82\xa0\x82\xa2\0\0' > "$seeds/mru/jan-sjis"
+# ShimCache values: a Windows 7 32-bit header with one entry, a Windows 10 header with one entry.
+python3 - "$seeds/shim_cache" <<'PY'
+import struct, sys
+out = sys.argv[1]
+path = 'C:\\Tools\\run.exe'.encode('utf-16-le')
+seven = struct.pack('<II', 0xbadc0fee, 1) + bytes(120) + struct.pack('<HHIQIIII', len(path), len(path) + 2, 160, 132223104000000000, 2, 0, 0, 0) + path
+open(out + '/seven', 'wb').write(seven)
+entry = struct.pack('<H', len(path)) + path + struct.pack('<QI', 132223104000000000, 0)
+ten = struct.pack('<I', 0x34) + bytes(0x30) + b'10ts' + struct.pack('<II', 0, len(entry)) + entry
+open(out + '/ten', 'wb').write(ten)
+PY
 printf '\2\x14\0\x1f\x50\xe0\x4f\xd0\x20\xea\x3a\x69\x10\xa2\xd8\x08\x00\x2b\x30\x30\x9d\0\0' > "$seeds/mru/asia-item"
 # Partition tables: the first 64 KiB of real disks, and tables written here.
 python3 - "$seeds/partitions" <<'PY'
@@ -68,6 +79,16 @@ if [ -d "$realdata" ]; then
   for f in "$realdata"/shell/*.lnk; do [ -f "$f" ] && seed mru "$f"; done
   [ -f "$realdata/logs/setupapi.dev.log" ] && head -c 65536 "$realdata/logs/setupapi.dev.log" > "$seeds/text_file/setupapi"
   [ -f "$realdata/browsers/firefox39-profile/profiles.ini" ] && seed ini "$realdata/browsers/firefox39-profile/profiles.ini"
+  # The real dirty hive with its first log: its 4-byte size, the hive, the log (the first 256 KiB).
+  if [ -f "$realdata/registry/transactions_NTUSER.DAT" ]; then
+    python3 - "$realdata/registry" "$seeds/hive_log/real" <<'PY'
+import struct, sys
+d = sys.argv[1]
+primary = open(d + '/transactions_NTUSER.DAT', 'rb').read()
+log = open(d + '/transactions_ntuser.dat.log1', 'rb').read()[:262144]
+open(sys.argv[2], 'wb').write(struct.pack('<I', len(primary)) + primary + log)
+PY
+  fi
 else
   echo "fuzz: ../shared/realdata not found; seeds are the generated ones only"
 fi

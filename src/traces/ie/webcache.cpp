@@ -198,8 +198,9 @@ void readWebCache(TraceContext& context, TraceSink& sink, WebCacheKind kind, con
         if (id && wanted(kind, name)) chosen.emplace_back(*id, name);
         return true;
     });
-    for (const auto& [id, name] : chosen) {
-        const QByteArray tableName = "Container_" + QByteArray::number(id);
+    for (const auto& container : chosen) {
+        const QString& name = container.second;  // named, not bound: lambdas below capture it
+        const QByteArray tableName = "Container_" + QByteArray::number(container.first);
         const Table table = tableNamed(raw, tableName);
         if (!table) {
             context.note(FindingKind::SchemaDiffers, QStringLiteral("WebCache database ") + path,
