@@ -175,7 +175,9 @@ private slots:
         QVERIFY(pane->isVisible());
         QAbstractItemModel* shown = pane->table->model();
         // As many events as the command line's timeline holds, counted into the histogram.
-        const QStringList cli = runCli({"--root", w->volume.root(), "timeline", "--format", "csv"}).out.split('\n', Qt::SkipEmptyParts);
+        QProcessEnvironment own = QProcessEnvironment::systemEnvironment();
+        own.insert("KESTROVA_SETTINGS", w->program.filePath("cli-kr.ini"));
+        const QStringList cli = runCli({"--root", w->volume.root(), "timeline", "--format", "csv"}, own).out.split('\n', Qt::SkipEmptyParts);
         QCOMPARE(shown->rowCount(), cli.size() - 1);
         qint64 binned = 0;
         for (const auto& bin : pane->histogram->bins()) binned += bin.count;
@@ -749,6 +751,10 @@ private slots:
 
 int main(int argc, char** argv) {
     qputenv("TZ", "UTC");
+    // Each world keeps its settings beside its own program folder: never a file the environment
+    // names, never the user's own.
+    qunsetenv("KESTROVA_SETTINGS");
+    qputenv("XDG_CONFIG_HOME", "/nonexistent/kestrova-gui-test");
     qputenv("QT_QPA_PLATFORM", "offscreen");
     QLocale::setDefault(QLocale(QLocale::English, QLocale::UnitedStates));
     QApplication app(argc, argv);
