@@ -6,6 +6,7 @@
 #include "support/temp_volume.h"
 #include "support/trace_collector.h"
 #include "traces/ie/ie_sources.h"
+#include "webcache/ese_writer.h"
 
 namespace kestrova {
 namespace {
@@ -60,6 +61,58 @@ TEST(IeTraces, CookieFilesRecordByRecordAndADamagedRecordSkipped) {
 
 namespace kestrova {
 namespace {
+
+// Internet Explorer 10/11 and legacy Edge: a WebCacheV01.dat written by the project's ESE writer
+// with a History, a weekly MSHist, a Content and a Cookies container, each read as its kind.
+TEST(IeTraces, WebCacheContainersAreReadAsHistoryCacheAndCookies) {
+    constexpr int64_t visit = 134379936000000000;   // 2026-11-01T08:00:00Z
+    constexpr int64_t later = 134380854000000000;   // 2026-11-02T09:30:00Z
+    constexpr int64_t expiry = 134695008000000000;  // 2027-11-01T00:00:00Z
+    constexpr int64_t before = 134379216000000000;  // 2026-10-31T12:00:00Z
+    QString error;
+    const auto database = tools::writeWebCache(
+        {{1, "History", {{"Visited: alice@https://example.org/a", "", 3, visit, expiry, visit, later},
+                         {"Visited: alice@https://example.org/b", "", 1, visit, 0, visit, visit}}},
+         {2, "MSHist012026110220261109", {{"Visited: alice@https://example.org/week", "", 1, later, 0, later, later}}},
+         {3, "Content", {{"https://cdn.example.org/app.js", "app[1].js", 2, before, expiry, before, later}}},
+         {4, "Cookies", {{"Cookie:alice@example.org/shop", "", 5, before, expiry, before, visit}}},
+         {5, "iedownload", {{"iedownload:https://example.org/setup.exe", "", 1, visit, 0, visit, visit}}}},
+        &error);
+    ASSERT_TRUE(database) << error.toStdString();
+    test::TempVolume volume;
+    volume.file("Users/alice/AppData/Local/Microsoft/Windows/WebCache/WebCacheV01.dat", *database);
+    const auto system = volume.open();
+    QTemporaryDir temp;
+    const test::TraceCollector got = test::readTraces(*system, {"ie.history", "ie.cache", "ie.cookies"}, temp.path());
+
+    const auto history = got.of("ie.history");
+    ASSERT_EQ(history.size(), 3u);  // the History and MSHist containers, not iedownload
+    EXPECT_EQ(history[0]["url"], "https://example.org/a");
+    EXPECT_EQ(history[0]["visited_as"], "alice");
+    EXPECT_EQ(history[0]["last_visited"], "2026-11-02T09:30:00.000000+00:00");
+    EXPECT_EQ(history[0]["last_updated"], "2026-11-01T08:00:00.000000+00:00");
+    EXPECT_EQ(history[0]["expires"], "2027-11-01T00:00:00.000000+00:00");
+    EXPECT_EQ(history[0]["hits"], "3");
+    EXPECT_EQ(history[0]["container"], "History");
+    EXPECT_FALSE(history[1].fields.contains("expires"));  // a FILETIME of 0 is no time
+    EXPECT_EQ(history[2]["container"], "MSHist012026110220261109");
+    EXPECT_EQ(history[2]["source"], "C:\\Users\\alice\\AppData\\Local\\Microsoft\\Windows\\WebCache\\WebCacheV01.dat");
+    EXPECT_EQ(history[2]["source_part"], "Container_2 (MSHist012026110220261109)");
+
+    const auto cache = got.of("ie.cache");
+    ASSERT_EQ(cache.size(), 1u);
+    EXPECT_EQ(cache[0]["url"], "https://cdn.example.org/app.js");
+    EXPECT_EQ(cache[0]["file_name"], "app[1].js");
+    EXPECT_EQ(cache[0]["last_accessed"], "2026-11-02T09:30:00.000000+00:00");
+
+    const auto cookies = got.of("ie.cookies");
+    ASSERT_EQ(cookies.size(), 1u);
+    EXPECT_EQ(cookies[0]["host"], "example.org");
+    EXPECT_EQ(cookies[0]["path"], "/shop");
+    EXPECT_EQ(cookies[0]["created"], "2026-10-31T12:00:00.000000+00:00");
+    EXPECT_EQ(cookies[0]["expires"], "2027-11-01T00:00:00.000000+00:00");
+    EXPECT_EQ(cookies[0]["last_access"], "2026-11-01T08:00:00.000000+00:00");
+}
 
 // A WebCacheV01.dat libesedb cannot read is said to be so, and the index.dat records beside it
 // are still read: the database is parsed in a contained child, whatever its bytes.
