@@ -304,3 +304,38 @@ TEST_F(WindowsImages, AReaderThatDiesLeavesTheProgramRunningAndSaysWhy) {
 
 }  // namespace
 }  // namespace kestrova
+
+namespace kestrova {
+namespace {
+
+// The `file` kind reads an image's NTFS times: the same modification times as the mounted
+// volume shows, and the creation times a folder tree may not have.
+TEST_F(WindowsImages, EvidenceFilesKeepTheirNtfsTimesInAnImage) {
+    QString error;
+    test::NtfsMount mount(dir_.filePath("windows.ntfs"), true, &error);
+    ASSERT_TRUE(mount.mounted()) << error.toStdString();
+    const auto times = [](const QByteArray& csv) {
+        std::map<QString, QStringList> byPath;  // path -> created, modified
+        const QList<QByteArray> lines = csv.split('\n');
+        for (qsizetype i = 1; i < lines.size(); ++i) {
+            const QStringList f = QString::fromUtf8(lines[i]).split(',');
+            if (f.size() >= 7) byPath[f[1]] = {f[3], f[4]};
+        }
+        return byPath;
+    };
+    const CliRun folder = cli({"--root", mount.path(), "traces", "file", "--format", "csv"});
+    const CliRun image = cli({"--image", dir_.filePath("windows.ntfs"), "traces", "file", "--format", "csv"});
+    ASSERT_EQ(image.exitCode, 0) << image.err.toStdString();
+    const auto fromFolder = times(folder.out), fromImage = times(image.out);
+    ASSERT_GE(fromImage.size(), 3u);  // the hives at least
+    EXPECT_EQ(fromImage.size(), fromFolder.size());
+    for (const auto& [path, t] : fromImage) {
+        SCOPED_TRACE(path.toStdString());
+        EXPECT_FALSE(t[0].isEmpty()) << "NTFS keeps a creation time";
+        ASSERT_TRUE(fromFolder.count(path));
+        EXPECT_EQ(t[1], fromFolder.at(path)[1]);
+    }
+}
+
+}  // namespace
+}  // namespace kestrova
