@@ -87,8 +87,8 @@ std::string TimelineStore::message(const Event& e) const {
 }
 
 const char* TimelineStore::meaning(const Event& e) const {
-    const FieldSpec& spec = kindOf(e).fields[e.field];
-    return spec.meaning ? spec.meaning : spec.name;
+    const FieldSpec& field = kindOf(e).fields[e.field];
+    return field.meaning ? field.meaning : field.name;
 }
 
 std::vector<uint32_t> TimelineStore::select(const Filter& filter) const {

@@ -38,7 +38,6 @@ public:
     // What the time means ("Visit Time").
     const char* meaning(const Event& e) const;
     const QStringList& users() const { return users_; }
-    size_t bytes() const { return arena_.size() + events_.size() * sizeof(Event); }
 
     struct Filter {
         QString text;                      // any field, provenance included; ASCII letters in any case

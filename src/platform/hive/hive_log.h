@@ -6,9 +6,9 @@
 // block's two sequence numbers differ or its checksum is wrong. The replay applies the logs to a
 // copy in memory: never to the evidence.
 //
-// Format knowledge: Maxim Suhanov's "Windows registry file format specification" (base block,
-// old-format DIRT logs, new-format HvLE log entries with Marvin32 hashes) and libyal's libregf
-// documentation; checked against the real dirty NTUSER.DAT in the shared samples.
+// Format knowledge: Maxim Suhanov's public description of the Windows registry file format (base
+// block, old-format DIRT logs, new-format HvLE log entries with Marvin32 hashes) and libyal's
+// libregf documentation; checked against the real dirty NTUSER.DAT in the shared samples.
 #pragma once
 
 #include <QByteArray>

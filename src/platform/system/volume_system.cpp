@@ -9,7 +9,6 @@
 #include "platform/hive/volume_hive.h"
 #include "platform/historystore/history_file.h"
 #include "platform/sqlite/linked_sqlite_engine.h"
-#include "platform/volume/regular_file.h"
 #include "platform/volume/windows_volume.h"
 
 namespace kestrova {

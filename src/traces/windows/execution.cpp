@@ -54,11 +54,6 @@ void shimCache(TraceContext& context, TraceSink& sink, const HiveFile& system, c
     }
 }
 
-QString textValue(const HiveFile& hive, HiveFile::Node node, const QString& name) {
-    const auto v = hive.value(node, name);
-    return v ? valueText(*v) : QString();
-}
-
 void amcache(TraceContext& context, TraceSink& sink) {
     const QString path = QStringLiteral("C:\\Windows\\AppCompat\\Programs\\Amcache.hve");
     const auto hive = context.hive(path);
@@ -68,14 +63,14 @@ void amcache(TraceContext& context, TraceSink& sink) {
         for (const HiveFile::Named& entry : hive->children(*files)) {
             OwnedRecord<ex::Count> r;
             r.text(ex::Mechanism, QStringLiteral("Amcache"));
-            r.text(ex::Path, textValue(*hive, entry.node, QStringLiteral("LowerCaseLongPath")));
-            const QString id = textValue(*hive, entry.node, QStringLiteral("FileId"));
+            r.text(ex::Path, textAt(*hive, entry.node, QStringLiteral("LowerCaseLongPath")));
+            const QString id = textAt(*hive, entry.node, QStringLiteral("FileId"));
             if (id.size() == 44) r.text(ex::Sha1, id.mid(4));  // "0000" and the SHA-1
-            r.text(ex::Product, textValue(*hive, entry.node, QStringLiteral("ProductName")));
-            r.text(ex::Publisher, textValue(*hive, entry.node, QStringLiteral("Publisher")));
-            r.text(ex::Version, textValue(*hive, entry.node, QStringLiteral("Version")));
+            r.text(ex::Product, textAt(*hive, entry.node, QStringLiteral("ProductName")));
+            r.text(ex::Publisher, textAt(*hive, entry.node, QStringLiteral("Publisher")));
+            r.text(ex::Version, textAt(*hive, entry.node, QStringLiteral("Version")));
             bool ok = false;
-            const qint64 size = textValue(*hive, entry.node, QStringLiteral("Size")).toLongLong(&ok, 0);
+            const qint64 size = textAt(*hive, entry.node, QStringLiteral("Size")).toLongLong(&ok, 0);
             if (ok) r.integer(ex::FileSize, size);
             r.time(ex::KeyWritten, keyTime(*hive, entry.node));
             const QString part = QStringLiteral("Root\\InventoryApplicationFile\\") + entry.name;
@@ -87,12 +82,12 @@ void amcache(TraceContext& context, TraceSink& sink) {
             for (const HiveFile::Named& entry : hive->children(volume.node)) {
                 OwnedRecord<ex::Count> r;
                 r.text(ex::Mechanism, QStringLiteral("Amcache"));
-                r.text(ex::Path, textValue(*hive, entry.node, QStringLiteral("15")));
-                const QString id = textValue(*hive, entry.node, QStringLiteral("101"));
+                r.text(ex::Path, textAt(*hive, entry.node, QStringLiteral("15")));
+                const QString id = textAt(*hive, entry.node, QStringLiteral("101"));
                 if (id.size() == 44) r.text(ex::Sha1, id.mid(4));
-                r.text(ex::Product, textValue(*hive, entry.node, QStringLiteral("0")));
-                r.text(ex::Publisher, textValue(*hive, entry.node, QStringLiteral("1")));
-                r.text(ex::Version, textValue(*hive, entry.node, QStringLiteral("6")));
+                r.text(ex::Product, textAt(*hive, entry.node, QStringLiteral("0")));
+                r.text(ex::Publisher, textAt(*hive, entry.node, QStringLiteral("1")));
+                r.text(ex::Version, textAt(*hive, entry.node, QStringLiteral("6")));
                 if (const auto modified = hive->value(entry.node, QStringLiteral("17")); modified && modified->bytes.size() >= 8) {
                     r.time(ex::FileModified, utc::fromFileTime(static_cast<int64_t>(ByteView(modified->bytes).u64(0))));
                 }

@@ -24,7 +24,10 @@ std::optional<UtcMicros> keyTime(const HiveFile& hive, HiveFile::Node node) {
     return stamp ? utc::fromFileTime(*stamp) : std::nullopt;
 }
 
-std::optional<RegValueData> valueOf(const HiveFile& hive, HiveFile::Node node, const QString& name) { return hive.value(node, name); }
+QString textAt(const HiveFile& hive, HiveFile::Node node, const QString& name) {
+    const auto value = hive.value(node, name);
+    return value ? valueText(*value) : QString();
+}
 
 QString currentControlSet(const HiveFile& system) {
     const auto select = keyAt(system, QStringLiteral("Select"));
@@ -69,8 +72,7 @@ QString userOfSid(TraceContext& context, const QString& sid) {
     const auto software = context.hive(kSoftwareHive);
     if (!software) return QString();
     const auto key = keyAt(*software, QStringLiteral("Microsoft\\Windows NT\\CurrentVersion\\ProfileList\\") + sid);
-    const auto path = key ? software->value(*key, QStringLiteral("ProfileImagePath")) : std::nullopt;
-    return path ? valueText(*path).section(QLatin1Char('\\'), -1) : QString();
+    return key ? textAt(*software, *key, QStringLiteral("ProfileImagePath")).section(QLatin1Char('\\'), -1) : QString();
 }
 
 }  // namespace kestrova

@@ -41,7 +41,8 @@ QStringList mruOrder(const HiveFile& hive, HiveFile::Node node);
 
 // A value's data as text: REG_SZ/EXPAND_SZ (and untyped UTF-16) up to the first NUL.
 QString valueText(const RegValueData& data);
-std::optional<RegValueData> valueOf(const HiveFile& hive, HiveFile::Node node, const QString& name);
+// The text of a key's value of that name; "" when there is none.
+QString textAt(const HiveFile& hive, HiveFile::Node node, const QString& name);
 
 // ROT13 over the Latin letters, as UserAssist stores its names.
 QString rot13(const QString& text);

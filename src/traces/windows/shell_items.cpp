@@ -262,10 +262,8 @@ std::vector<ShellItem> decodeItemList(ByteView bytes, QString* problem) {
         ShellItem out;
         int type = 0;
         uint8_t classType = 0;
-        size_t size = 0;
         libfwsi_item_get_type(item, &type, nullptr);
         libfwsi_item_get_class_type(item, &classType, nullptr);
-        libfwsi_item_get_data_size(item, &size, nullptr);
         const ByteView itemBytes = bytes.sub(at, bytes.u16(at));
         at += bytes.u16(at);
         switch (type) {

@@ -120,7 +120,7 @@ void usbDevices(TraceContext& context, TraceSink& sink, const std::shared_ptr<Hi
                     else if (upper.startsWith(QLatin1String("REV_"))) r.text(Revision, part.mid(4));
                 }
                 r.text(Serial, instance.name);
-                if (const auto name = hive.value(instance.node, QStringLiteral("FriendlyName"))) r.text(FriendlyName, valueText(*name));
+                r.text(FriendlyName, textAt(hive, instance.node, QStringLiteral("FriendlyName")));
                 r.time(FirstInstall, propertyTime(hive, instance.node, "0064"));
                 r.time(LastArrival, propertyTime(hive, instance.node, "0066"));
                 r.time(LastRemoval, propertyTime(hive, instance.node, "0067"));
