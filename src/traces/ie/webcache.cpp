@@ -14,17 +14,12 @@
 #include "platform/volume/regular_file.h"
 #include "traces/browsers/browser_fields.h"
 #include "traces/contained_source.h"
+#include "traces/libyal.h"
 #include "traces/ie/ie_sources.h"
 
 namespace kestrova {
 namespace {
 
-struct FileDeleter {
-    void operator()(libesedb_file_t* f) const {
-        libesedb_file_close(f, nullptr);
-        libesedb_file_free(&f, nullptr);
-    }
-};
 struct TableDeleter {
     void operator()(libesedb_table_t* t) const { libesedb_table_free(&t, nullptr); }
 };
@@ -178,14 +173,13 @@ bool deliverEntry(TraceContext& context, TraceSink& sink, WebCacheKind kind, con
 
 void readWebCache(TraceContext& context, TraceSink& sink, WebCacheKind kind, const UserProfile& user, const QString& path,
                   const QByteArray& localName) {
-    libesedb_file_t* raw = nullptr;
-    if (libesedb_file_initialize(&raw, nullptr) != 1) return;
-    if (libesedb_file_open(raw, localName.constData(), LIBESEDB_OPEN_READ, nullptr) != 1) {
-        libesedb_file_free(&raw, nullptr);
+    const auto file = openLibyal(localName, libesedb_file_initialize, libesedb_file_open, libesedb_file_close, libesedb_file_free,
+                                 LIBESEDB_OPEN_READ);
+    if (!file) {
         context.note(FindingKind::Damaged, QStringLiteral("WebCache database ") + path, QStringLiteral("not an ESE database libesedb reads"));
         return;
     }
-    const std::unique_ptr<libesedb_file_t, FileDeleter> file(raw);
+    libesedb_file_t* raw = file.get();
     const Table containers = tableNamed(raw, "Containers");
     if (!containers) {
         context.note(FindingKind::SchemaDiffers, QStringLiteral("WebCache database ") + path, QStringLiteral("no table Containers"));

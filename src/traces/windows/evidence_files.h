@@ -25,17 +25,6 @@ struct EvidenceFile {
 std::vector<EvidenceFile> readFolderFiles(TraceContext& context, const QString& folder, const QString& suffix,
                                           const UserProfile* user, qint64 limit = 16 << 20);
 
-// A libyal text getter pair (..._get_utf8_X_size and ..._get_utf8_X) read into a QString; ""
-// when the library has none, fails, or gives an implausible size.
-template <typename Handle, typename SizeFn, typename TextFn>
-QString libyalText(Handle* handle, SizeFn sizeFn, TextFn textFn) {
-    size_t size = 0;
-    if (sizeFn(handle, &size, nullptr) != 1 || size == 0 || size > 65536) return QString();
-    QByteArray buffer(static_cast<qsizetype>(size), '\0');
-    if (textFn(handle, reinterpret_cast<uint8_t*>(buffer.data()), size, nullptr) != 1) return QString();
-    return QString::fromUtf8(buffer.constData());
-}
-
 // A memory file holding bytes, named for libraries that open names ("/proc/self/fd/7").
 class MemoryFile {
 public:

@@ -7,6 +7,7 @@
 #include <memory>
 
 #include "traces/contained_source.h"
+#include "traces/libyal.h"
 #include "traces/windows/evidence_files.h"
 #include "traces/windows/windows_fields.h"
 #include "traces/windows/windows_sources.h"
@@ -16,24 +17,17 @@ namespace {
 
 namespace pf = windowsfields::prefetch;
 
-struct SccaDeleter {
-    void operator()(libscca_file_t* file) const {
-        libscca_file_close(file, nullptr);
-        libscca_file_free(&file, nullptr);
-    }
-};
-
 
 void readPrefetch(TraceContext& context, TraceSink& sink, const EvidenceFile& f) {
     const MemoryFile memory(f.bytes);
-    libscca_file_t* raw = nullptr;
-    if (!memory.ok() || libscca_file_initialize(&raw, nullptr) != 1) return;
-    if (libscca_file_open(raw, memory.name().constData(), LIBSCCA_OPEN_READ, nullptr) != 1) {
-        libscca_file_free(&raw, nullptr);
+    if (!memory.ok()) return;
+    const auto file = openLibyal(memory.name(), libscca_file_initialize, libscca_file_open, libscca_file_close, libscca_file_free,
+                                 LIBSCCA_OPEN_READ);
+    if (!file) {
         context.note(FindingKind::Damaged, QStringLiteral("prefetch file ") + f.path, QStringLiteral("not a prefetch file libscca reads"));
         return;
     }
-    const std::unique_ptr<libscca_file_t, SccaDeleter> file(raw);
+    libscca_file_t* raw = file.get();
     OwnedRecord<pf::Count> r;
     r.text(pf::Executable, libyalText(raw, libscca_file_get_utf8_executable_filename_size, libscca_file_get_utf8_executable_filename));
     if (uint32_t runs = 0; libscca_file_get_run_count(raw, &runs, nullptr) == 1) r.integer(pf::RunCount, runs);

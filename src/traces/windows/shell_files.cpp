@@ -22,6 +22,7 @@
 #include <memory>
 
 #include "traces/contained_source.h"
+#include "traces/libyal.h"
 #include "traces/windows/evidence_files.h"
 #include "traces/windows/shell_items.h"
 #include "traces/windows/windows_fields.h"
@@ -61,13 +62,6 @@ QString applicationOf(const QString& appId) {
     return QString();
 }
 
-struct LnkDeleter {
-    void operator()(liblnk_file_t* file) const {
-        liblnk_file_close(file, nullptr);
-        liblnk_file_free(&file, nullptr);
-    }
-};
-
 
 QString driveTypeName(uint32_t type) {
     switch (type) {
@@ -86,14 +80,14 @@ template <size_t N>
 bool readShortcut(const QByteArray& bytes, OwnedRecord<N>& r, QString* why) {
     using namespace wf::link;
     const MemoryFile memory(bytes);
-    liblnk_file_t* raw = nullptr;
-    if (!memory.ok() || liblnk_file_initialize(&raw, nullptr) != 1) return false;
-    if (liblnk_file_open(raw, memory.name().constData(), LIBLNK_OPEN_READ, nullptr) != 1) {
-        liblnk_file_free(&raw, nullptr);
+    if (!memory.ok()) return false;
+    const auto file = openLibyal(memory.name(), liblnk_file_initialize, liblnk_file_open, liblnk_file_close, liblnk_file_free,
+                                 LIBLNK_OPEN_READ);
+    if (!file) {
         *why = QStringLiteral("not a shortcut");
         return false;
     }
-    const std::unique_ptr<liblnk_file_t, LnkDeleter> file(raw);
+    liblnk_file_t* raw = file.get();
     QString target = libyalText(raw, liblnk_file_get_utf8_local_path_size, liblnk_file_get_utf8_local_path);
     if (target.isEmpty()) target = libyalText(raw, liblnk_file_get_utf8_network_path_size, liblnk_file_get_utf8_network_path);
     if (target.isEmpty()) {
@@ -130,12 +124,6 @@ QStringList recentFolders(const UserProfile& user) {
             user.roaming + QStringLiteral("\\Microsoft\\Office\\Recent")};
 }
 
-struct OleDeleter {
-    void operator()(libolecf_file_t* file) const {
-        libolecf_file_close(file, nullptr);
-        libolecf_file_free(&file, nullptr);
-    }
-};
 struct ItemDeleter {
     void operator()(libolecf_item_t* item) const { libolecf_item_free(&item, nullptr); }
 };
@@ -192,14 +180,14 @@ std::vector<DestEntry> readDestList(ByteView list) {
 void automaticList(TraceContext& context, TraceSink& sink, const EvidenceFile& f) {
     using namespace wf::jumplists;
     const MemoryFile memory(f.bytes);
-    libolecf_file_t* raw = nullptr;
-    if (!memory.ok() || libolecf_file_initialize(&raw, nullptr) != 1) return;
-    if (libolecf_file_open(raw, memory.name().constData(), LIBOLECF_OPEN_READ, nullptr) != 1) {
-        libolecf_file_free(&raw, nullptr);
+    if (!memory.ok()) return;
+    const auto file = openLibyal(memory.name(), libolecf_file_initialize, libolecf_file_open, libolecf_file_close,
+                                 libolecf_file_free, LIBOLECF_OPEN_READ);
+    if (!file) {
         context.note(FindingKind::Damaged, QStringLiteral("Jump List ") + f.path, QStringLiteral("not an OLE compound file"));
         return;
     }
-    const std::unique_ptr<libolecf_file_t, OleDeleter> file(raw);
+    libolecf_file_t* raw = file.get();
     libolecf_item_t* rootRaw = nullptr;
     if (libolecf_file_get_root_item(raw, &rootRaw, nullptr) != 1) return;
     const OleItem root(rootRaw);

@@ -5,7 +5,7 @@
 #include <libfwsi.h>
 #include <memory>
 
-#include "traces/windows/evidence_files.h"
+#include "traces/libyal.h"
 
 namespace kestrova {
 namespace {
