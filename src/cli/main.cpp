@@ -529,12 +529,9 @@ int main(int argc, char** argv) {
     if (o.command == QLatin1String("traces") && o.list) return listTraceKinds(out);
     // The traces read every user; --user narrows them, it does not choose the classic profile.
     const QString classicUser = tracing ? QString() : o.user;
-    auto env = o.image.isEmpty() ? Environment::create(o.root, classicUser, o.last ? LastChoice::Take : LastChoice::Ignore)
-                                 : Environment::createForImage(o.image, o.partition.toInt(), classicUser);
-    if (o.noLogReplay) {
-        env->replayLogs = false;
-        env->select(env->source);
-    }
+    auto env = o.image.isEmpty()
+                   ? Environment::create(o.root, classicUser, o.last ? LastChoice::Take : LastChoice::Ignore, !o.noLogReplay)
+                   : Environment::createForImage(o.image, o.partition.toInt(), classicUser, !o.noLogReplay);
     if (o.verbose && o.command != QLatin1String("info")) {
         for (const QString& line : env->system->hiveReplays()) std::fprintf(stderr, "%s\n", qPrintable(showEscapedBytes(line)));
     }

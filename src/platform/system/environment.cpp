@@ -10,14 +10,15 @@
 
 namespace kestrova {
 
-std::unique_ptr<Environment> Environment::create(const QString& cliRoot, const QString& cliUser, LastChoice last) {
-    return create(cliRoot, cliUser, std::make_unique<XdgDesktop>(), std::make_unique<SystemClock>(), last);
+std::unique_ptr<Environment> Environment::create(const QString& cliRoot, const QString& cliUser, LastChoice last, bool replayLogs) {
+    return create(cliRoot, cliUser, std::make_unique<XdgDesktop>(), std::make_unique<SystemClock>(), last, replayLogs);
 }
 
 std::unique_ptr<Environment> Environment::create(const QString& cliRoot, const QString& cliUser,
                                                  std::unique_ptr<LocalDesktop> desktop, std::unique_ptr<Clock> clock,
-                                                 LastChoice last) {
+                                                 LastChoice last, bool replayLogs) {
     auto env = withDesktop(std::move(desktop), std::move(clock));
+    env->replayLogs = replayLogs;
     env->select(chooseSource(cliRoot, cliUser, env->settings, dataFolder(*env->desktop) + QStringLiteral("/sample"), last));
     return env;
 }
@@ -56,8 +57,10 @@ QString Environment::settingsPath(const LocalDesktop& desktop) {
     return config;
 }
 
-std::unique_ptr<Environment> Environment::createForImage(const QString& imagePath, int partition, const QString& user) {
+std::unique_ptr<Environment> Environment::createForImage(const QString& imagePath, int partition, const QString& user,
+                                                         bool replayLogs) {
     auto env = withDesktop(std::make_unique<XdgDesktop>(), std::make_unique<SystemClock>());
+    env->replayLogs = replayLogs;
     env->select(Source{.user = user, .origin = QStringLiteral("command line"), .image = imagePath, .partition = partition});
     return env;
 }

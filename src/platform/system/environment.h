@@ -25,8 +25,8 @@ struct Environment {
     // The desktop's folder browser, installed by the window for the whole run: every OsApi made
     // for another system gets it too.
     FolderPickerFn folderPicker;
-    // Whether dirty hives get their transaction logs replayed (--no-log-replay turns it off
-    // before select()).
+    // Whether dirty hives get their transaction logs replayed (--no-log-replay turns it off; the
+    // create functions take it, so that the hives are opened once, the way asked).
     bool replayLogs = true;
     // The disk image examined, when the source is one.
     std::optional<ImageSource> image;
@@ -36,11 +36,11 @@ struct Environment {
     // The settings file (settingsPath(), below), and the system chosen by the arguments, the last
     // choice kept in it where `last` says so, or the sample.
     static std::unique_ptr<Environment> create(const QString& cliRoot, const QString& cliUser,
-                                               LastChoice last = LastChoice::Take);
+                                               LastChoice last = LastChoice::Take, bool replayLogs = true);
     // The same over another desktop and clock (tests).
     static std::unique_ptr<Environment> create(const QString& cliRoot, const QString& cliUser,
                                                std::unique_ptr<LocalDesktop> desktop, std::unique_ptr<Clock> clock,
-                                               LastChoice last = LastChoice::Take);
+                                               LastChoice last = LastChoice::Take, bool replayLogs = true);
     // The file the environment variable KESTROVA_SETTINGS names (a test's own, or an examiner's
     // per-case settings); else kr.ini beside the program in a build tree; else, installed,
     // $XDG_CONFIG_HOME/kestrova/kr.ini, copied from the delivered one on the first start.
@@ -49,7 +49,8 @@ struct Environment {
     // share/kestrova beside the bin folder when installed.
     static QString dataFolder(const LocalDesktop& desktop);
     // A disk image as the source (partition from 1, 0: the one that holds Windows).
-    static std::unique_ptr<Environment> createForImage(const QString& image, int partition, const QString& user);
+    static std::unique_ptr<Environment> createForImage(const QString& image, int partition, const QString& user,
+                                                       bool replayLogs = true);
     // Switches to another analysed system.
     void select(const Source& chosen);
     // What keeps the chosen system from being examined, in the user's words; nullopt when nothing.
