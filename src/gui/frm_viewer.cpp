@@ -337,67 +337,12 @@ void FrmViewer::runKey(const QString& key) {
     if (const Category* category = dispatch(key)) runCategory(*category);
 }
 
-void FrmViewer::showTracePane(QWidget* pane) {
-    for (QWidget* each : {static_cast<QWidget*>(tracePane), static_cast<QWidget*>(timelinePane)}) {
-        each->setGeometry(URLs->geometry());
-        each->setVisible(each == pane);
-    }
-    mnuExport->setEnabled(pane != nullptr);
-    if (pane) URLs->hide();
-}
-
 QTimeZone FrmViewer::traceZone() const {
     const QString choice = env_.settings.GetSetting(QStringLiteral("general"), kTimeZoneKey);
     if (choice.isEmpty() || choice == kUnknownValue) return QTimeZone::utc();
     QString why;
     const auto zone = resolveZone(choice, env_.system->registry(), &why);
     return zone ? zone->zone : QTimeZone::utc();
-}
-
-void FrmViewer::runTraceKind(const TraceKind& kind) {
-    if (run_.running) return;
-    {
-        const RunningScope running(run_);
-        run_.stopRequested = false;
-        showTracePane(tracePane);
-        showOutcome(QStringLiteral("Reading %1...").arg(QLatin1String(kind.name)));
-        Command1->show();
-        env_.system->findings().clear();
-        TraceContext context(*env_.system, env_.privateTemp.path());
-        context.replayLogs = env_.replayLogs;
-        const qint64 records = tracePane->fill(kind, context, traceZone(), run_);
-        Command1->hide();
-        QStringList outcome{QStringLiteral("%1: %2 records%3").arg(QLatin1String(kind.name)).arg(records)
-                                .arg(run_.stopRequested ? QStringLiteral(", stopped by Cancel") : QString())};
-        for (const Finding& finding : env_.system->findings().all()) outcome.append(showEscapedBytes(finding.text()));
-        showOutcome(outcome.join(QStringLiteral("; ")), outcome.join(QLatin1Char('\n')));
-    }
-    if (!pendingKey_.isEmpty()) runKey(std::exchange(pendingKey_, QString()));
-}
-
-void FrmViewer::runTimeline() {
-    if (run_.running) return;
-    {
-        const RunningScope running(run_);
-        run_.stopRequested = false;
-        showTracePane(timelinePane);
-        showOutcome(QStringLiteral("Reading every trace into the timeline..."));
-        Command1->show();
-        env_.system->findings().clear();
-        TraceContext context(*env_.system, env_.privateTemp.path());
-        context.replayLogs = env_.replayLogs;
-        const qint64 events = timelinePane->fill(context, traceZone(), env_.system->computerName(), run_);
-        Command1->hide();
-        QStringList outcome{QStringLiteral("timeline: %1 events%2").arg(events)
-                                .arg(run_.stopRequested ? QStringLiteral(", stopped by Cancel") : QString())};
-        for (const Finding& finding : env_.system->findings().all()) outcome.append(showEscapedBytes(finding.text()));
-        showOutcome(outcome.join(QStringLiteral("; ")), outcome.join(QLatin1Char('\n')));
-    }
-    if (!pendingKey_.isEmpty()) runKey(std::exchange(pendingKey_, QString()));
-}
-
-std::optional<QString> FrmViewer::exportTraces(const QString& path) {
-    return timelinePane->isVisible() ? timelinePane->exportTo(path) : tracePane->exportTo(path);
 }
 
 void FrmViewer::showOutcome(const QString& line, const QString& whole) {

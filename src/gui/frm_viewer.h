@@ -32,6 +32,7 @@ class FrmProgress;
 class ResultListModel;
 class TracePane;
 class TimelinePane;
+class TraceContext;
 struct TraceKind;
 
 class FrmViewer : public QMainWindow, private ReaderHost, public ReportWriter {
@@ -146,6 +147,9 @@ private:
     void runKey(const QString& key);
     // Shows that pane (the trace table or the timeline) in the list's place; nullptr: the list.
     void showTracePane(QWidget* pane);
+    // Reads into a trace pane: shows it, runs `read` under the run control with a context on the
+    // examined system, and writes the outcome panel: what `read` counted, Cancel, the findings.
+    void runTraces(QWidget* pane, const QString& reading, const std::function<QString(TraceContext&)>& read);
     // The outcome panel: the line, cut to fit; the whole text (the line where none is given) as
     // its tooltip.
     void showOutcome(const QString& line, const QString& whole = QString());
