@@ -6,7 +6,9 @@
 // says which).
 #include "traces/evidence_file_times.h"
 
+#include "traces/ie/ie_sources.h"
 #include "traces/windows/registry_walk.h"
+#include "traces/windows/windows_sources.h"
 
 namespace kestrova {
 namespace {
@@ -51,23 +53,20 @@ std::vector<Evidence> evidenceFiles(TraceContext& context) {
         for (const QString& hive : {user.folder + QStringLiteral("\\NTUSER.DAT"), user.local + QStringLiteral("\\Microsoft\\Windows\\UsrClass.dat")}) {
             for (const char* log : {"", ".LOG1", ".LOG2"}) addIfThere(context, files, &user, hive + QLatin1String(log), QStringLiteral("user hive"));
         }
-        const QString windows = user.local + QStringLiteral("\\Microsoft\\Windows\\");
-        for (const QString& history : {windows + QStringLiteral("History\\History.IE5"), windows + QStringLiteral("History\\Low\\History.IE5"),
-                                       user.folder + QStringLiteral("\\Local Settings\\History\\History.IE5")}) {
+        for (const QString& history : iePlaces(user, "History\\History.IE5", "Local Settings\\History\\History.IE5")) {
             addIfThere(context, files, &user, history + QStringLiteral("\\index.dat"), QStringLiteral("Internet Explorer history"));
             for (const QString& name : context.list(history, true)) {
                 addIfThere(context, files, &user, history + QLatin1Char('\\') + name + QStringLiteral("\\index.dat"),
                            QStringLiteral("Internet Explorer history"));
             }
         }
-        addIfThere(context, files, &user, windows + QStringLiteral("WebCache\\WebCacheV01.dat"), QStringLiteral("WebCache database"));
-        for (const QString& cache : {windows + QStringLiteral("Temporary Internet Files\\Content.IE5"),
-                                     user.folder + QStringLiteral("\\Local Settings\\Temporary Internet Files\\Content.IE5")}) {
+        addIfThere(context, files, &user, webCachePath(user), QStringLiteral("WebCache database"));
+        for (const QString& cache : iePlaces(user, "Temporary Internet Files\\Content.IE5",
+                                             "Local Settings\\Temporary Internet Files\\Content.IE5")) {
             addIfThere(context, files, &user, cache + QStringLiteral("\\index.dat"), QStringLiteral("Internet Explorer cache"));
         }
-        const QString recent = user.roaming + QStringLiteral("\\Microsoft\\Windows\\Recent");
-        addFolder(context, files, &user, recent, QStringLiteral(".lnk"), QStringLiteral("shortcut"));
-        addFolder(context, files, &user, user.folder + QStringLiteral("\\Recent"), QStringLiteral(".lnk"), QStringLiteral("shortcut"));
+        const QString recent = recentFolders(user).front();
+        for (const QString& folder : recentFolders(user)) addFolder(context, files, &user, folder, QStringLiteral(".lnk"), QStringLiteral("shortcut"));
         addFolder(context, files, &user, recent + QStringLiteral("\\AutomaticDestinations"), QStringLiteral("-ms"), QStringLiteral("Jump List"));
         addFolder(context, files, &user, recent + QStringLiteral("\\CustomDestinations"), QStringLiteral("-ms"), QStringLiteral("Jump List"));
     }

@@ -35,6 +35,13 @@ struct IeCookie {
 // The cookies of one cookie text file, in file order.
 std::vector<IeCookie> parseCookieFile(const QByteArray& bytes);
 
+// Where a user's Internet Explorer keeps a thing: the Vista and later place (under the local
+// application data's Microsoft\Windows), its Low folder (protected mode), and the Windows XP
+// place (under the profile folder).
+QStringList iePlaces(const UserProfile& user, const char* vista, const char* xp);
+// The user's WebCacheV01.dat (Internet Explorer 10/11, legacy Edge).
+QString webCachePath(const UserProfile& user);
+
 // The IE 10/11 and legacy Edge records of every user's WebCacheV01.dat of that kind, as the
 // ie.history, ie.cache and ie.cookies records of the index.dat containers and cookie files.
 enum class WebCacheKind { History, Cache, Cookies };

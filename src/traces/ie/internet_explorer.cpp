@@ -15,15 +15,16 @@
 #include "platform/historystore/history_file.h"
 
 namespace kestrova {
-namespace {
 
-// Where a user's Internet Explorer keeps a thing: the Vista and later place, its Low folder
-// (protected mode), and the Windows XP place.
 QStringList iePlaces(const UserProfile& user, const char* vista, const char* xp) {
     const QString modern = user.local + QStringLiteral("\\Microsoft\\Windows\\") + QLatin1String(vista);
     return {modern, modern.section(QLatin1Char('\\'), 0, -2) + QStringLiteral("\\Low\\") + modern.section(QLatin1Char('\\'), -1),
             user.folder + QLatin1Char('\\') + QLatin1String(xp)};
 }
+
+QString webCachePath(const UserProfile& user) { return user.local + QStringLiteral("\\Microsoft\\Windows\\WebCache\\WebCacheV01.dat"); }
+
+namespace {
 
 // Reads a cache index of the volume; false when there is none or it cannot be read at all.
 std::optional<CacheIndexRead> readIndex(TraceContext& context, const QString& path) {

@@ -221,7 +221,7 @@ void webCacheRecords(TraceContext& context, TraceSink& sink, WebCacheKind kind) 
     };
     std::vector<Database> databases;
     for (const UserProfile& user : context.users()) {
-        const QString path = user.local + QStringLiteral("\\Microsoft\\Windows\\WebCache\\WebCacheV01.dat");
+        const QString path = webCachePath(user);
         if (!context.exists(path)) continue;
         if (auto file = context.system().openFile(path, QStringLiteral("WebCache database"))) {
             databases.push_back({&user, path, std::move(file)});

@@ -118,11 +118,6 @@ bool readShortcut(const QByteArray& bytes, OwnedRecord<N>& r, QString* why) {
     return true;
 }
 
-// The Recent folders of a user: the shell's, and Office's.
-QStringList recentFolders(const UserProfile& user) {
-    return {user.roaming + QStringLiteral("\\Microsoft\\Windows\\Recent"), user.folder + QStringLiteral("\\Recent"),
-            user.roaming + QStringLiteral("\\Microsoft\\Office\\Recent")};
-}
 
 struct ItemDeleter {
     void operator()(libolecf_item_t* item) const { libolecf_item_free(&item, nullptr); }
@@ -259,6 +254,11 @@ void customList(TraceContext& context, TraceSink& sink, const EvidenceFile& f) {
 
 }  // namespace
 
+QStringList recentFolders(const UserProfile& user) {
+    return {user.roaming + QStringLiteral("\\Microsoft\\Windows\\Recent"), user.folder + QStringLiteral("\\Recent"),
+            user.roaming + QStringLiteral("\\Microsoft\\Office\\Recent")};
+}
+
 void windowsLnk(TraceContext& context, TraceSink& sink) {
     using namespace wf::lnk;
     std::vector<EvidenceFile> files;
@@ -290,7 +290,7 @@ void windowsLnk(TraceContext& context, TraceSink& sink) {
 void windowsJumpLists(TraceContext& context, TraceSink& sink) {
     std::vector<EvidenceFile> automatic, custom;
     for (const UserProfile& user : context.users()) {
-        const QString base = user.roaming + QStringLiteral("\\Microsoft\\Windows\\Recent\\");
+        const QString base = recentFolders(user).front() + QLatin1Char('\\');
         auto a = readFolderFiles(context, base + QStringLiteral("AutomaticDestinations"), QStringLiteral(".automaticDestinations-ms"), &user);
         auto c = readFolderFiles(context, base + QStringLiteral("CustomDestinations"), QStringLiteral(".customDestinations-ms"), &user);
         std::move(a.begin(), a.end(), std::back_inserter(automatic));

@@ -5,6 +5,10 @@
 
 namespace kestrova {
 
+// The folders a user's shortcuts to recent documents are in: the shell's Recent (the first, where
+// the Jump Lists are too), the XP profile's, and Office's.
+QStringList recentFolders(const UserProfile& user);
+
 void windowsUserAssist(TraceContext& context, TraceSink& sink);
 void windowsRecentDocs(TraceContext& context, TraceSink& sink);
 void windowsShellBags(TraceContext& context, TraceSink& sink);
