@@ -49,6 +49,20 @@ void appendRecordBody(std::string& out, const Provenance& from, std::span<const 
     }
 }
 
+void appendSizedRecord(std::string& arena, const Provenance& from, std::span<const Value> values) {
+    const size_t start = arena.size();
+    arena.append(4, '\0');
+    appendRecordBody(arena, from, values);
+    const auto size = static_cast<uint32_t>(arena.size() - start - 4);
+    std::memcpy(arena.data() + start, &size, 4);
+}
+
+std::string_view sizedRecordAt(const std::string& arena, uint32_t offset) {
+    uint32_t size = 0;
+    std::memcpy(&size, arena.data() + offset, 4);
+    return std::string_view(arena.data() + offset + 4, size);
+}
+
 void decodeRecordBody(std::string_view body, const TraceKind& kind, Provenance& from, std::vector<Value>& values) {
     Reader in(body);
     for (QByteArray* text : {&from.user, &from.browser, &from.profile, &from.source, &from.part}) {

@@ -68,12 +68,6 @@ private:
     Timeline::Key key_{};
 };
 
-std::string_view bodyAt(const std::string& arena, uint32_t offset) {
-    uint32_t size = 0;
-    std::memcpy(&size, arena.data() + offset, 4);
-    return std::string_view(arena.data() + offset + 4, size);
-}
-
 }  // namespace
 
 Timeline::Timeline(QString tempFolder, size_t budget) : tempFolder_(std::move(tempFolder)), budget_(budget) {}
@@ -92,11 +86,7 @@ bool Timeline::record(const TraceKind& kind, const Provenance& from, std::span<c
     }
     if (kept == 0) return true;
     events_ += static_cast<qint64>(kept);
-    const size_t start = arena_.size();
-    put(arena_, uint32_t{0});
-    appendRecordBody(arena_, from, values);
-    const auto size = static_cast<uint32_t>(arena_.size() - start - 4);
-    std::memcpy(arena_.data() + start, &size, 4);
+    appendSizedRecord(arena_, from, values);
     // The arena's offsets are 32-bit: a run is written well before they could overflow.
     const size_t held = arena_.size() + held_.size() * sizeof(Key);
     if ((held >= budget_ || arena_.size() >= (size_t{1} << 31)) && !spill()) return false;
@@ -121,7 +111,7 @@ bool Timeline::spill() {
     std::string chunk;
     bool written = true;
     for (const Key& key : held_) {
-        const std::string_view body = bodyAt(arena_, key.body);
+        const std::string_view body = sizedRecordAt(arena_, key.body);
         put(chunk, static_cast<uint32_t>(kKeyBytes + body.size()));
         put(chunk, key.time);
         put(chunk, key.sequence);
@@ -150,7 +140,7 @@ bool Timeline::drain(const std::function<bool(const TimelineEvent&)>& out) {
     if (runs_.empty()) {
         std::sort(held_.begin(), held_.end(), before);
         for (const Key& key : held_) {
-            if (!hand(key, bodyAt(arena_, key.body), values, out)) break;
+            if (!hand(key, sizedRecordAt(arena_, key.body), values, out)) break;
         }
         return true;
     }

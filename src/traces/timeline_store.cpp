@@ -10,12 +10,6 @@
 namespace kestrova {
 namespace {
 
-std::string_view bodyAt(const std::string& arena, uint32_t offset) {
-    uint32_t size = 0;
-    std::memcpy(&size, arena.data() + offset, 4);
-    return std::string_view(arena.data() + offset + 4, size);
-}
-
 char lowerAscii(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; }
 
 // Bytes compared with ASCII letters folded: the filter's search, a Boyer-Moore-Horspool search
@@ -55,11 +49,7 @@ bool TimelineStore::record(const TraceKind& kind, const Provenance& from, std::s
     }
     ++records_;
     if (!any) return true;
-    const size_t start = arena_.size();
-    arena_.append(4, '\0');
-    appendRecordBody(arena_, from, values);
-    const auto size = static_cast<uint32_t>(arena_.size() - start - 4);
-    std::memcpy(arena_.data() + start, &size, 4);
+    appendSizedRecord(arena_, from, values);
     return true;
 }
 
@@ -73,7 +63,7 @@ void TimelineStore::finish() {
 }
 
 void TimelineStore::decode(const Event& e, Provenance& from, std::vector<Value>& values) const {
-    decodeRecordBody(bodyAt(arena_, e.body), kindOf(e), from, values);
+    decodeRecordBody(sizedRecordAt(arena_, e.body), kindOf(e), from, values);
 }
 
 std::string TimelineStore::message(const Event& e) const {
@@ -100,7 +90,7 @@ std::vector<uint32_t> TimelineStore::select(const Filter& filter) const {
         if (!filter.kinds.empty() && (e.kind >= filter.kinds.size() || !filter.kinds[e.kind])) return false;
         if (!filter.users.empty() && (e.user >= filter.users.size() || !filter.users[e.user])) return false;
         // The text is looked for in the record's bytes (its texts, as stored) and its kind's name.
-        return contains(bodyAt(arena_, e.body), needle, searcher) || contains(kindOf(e).name, needle, searcher);
+        return contains(sizedRecordAt(arena_, e.body), needle, searcher) || contains(kindOf(e).name, needle, searcher);
     };
     // The events are cut in one slice a core, each scanned on its own; the slices' results are
     // joined in order.
