@@ -31,12 +31,17 @@ bool contains(std::string_view hay, const std::string& needle, const FoldedSearc
 
 bool TimelineStore::record(const TraceKind& kind, const Provenance& from, std::span<const Value> values) {
     const auto kindIndex = static_cast<uint16_t>(&kind - traceKinds().data());
-    const QString user = QString::fromUtf8(from.user);
-    qsizetype userIndex = users_.indexOf(user);
-    if (userIndex < 0) {
-        users_.append(user);
-        userIndex = users_.size() - 1;
+    // Records come a source after another: the user is looked up only when it changes.
+    if (from.user != lastUser_ || users_.isEmpty()) {
+        const QString user = QString::fromUtf8(from.user);
+        lastUserIndex_ = users_.indexOf(user);
+        if (lastUserIndex_ < 0) {
+            users_.append(user);
+            lastUserIndex_ = users_.size() - 1;
+        }
+        lastUser_ = QByteArray(from.user.constData(), from.user.size());  // a copy: the record's bytes are only lent
     }
+    const qsizetype userIndex = lastUserIndex_;
     // Offsets are 32-bit: a timeline of more than 4 GiB of records is more than a window shows.
     if (arena_.size() >= 0xF0000000u) return false;
     const auto body = static_cast<uint32_t>(arena_.size());

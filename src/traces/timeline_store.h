@@ -52,6 +52,8 @@ private:
     std::string arena_;  // u32 size + body, a record after another
     std::vector<Event> events_;
     QStringList users_;
+    QByteArray lastUser_;
+    qsizetype lastUserIndex_ = -1;
     uint32_t records_ = 0;
 };
 
