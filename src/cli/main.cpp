@@ -456,25 +456,35 @@ int timeline(Environment& env, const Options& o, const QTimeZone& zone) {
     context.replayLogs = env.replayLogs;
     context.narrowToUser(o.user);
     const bool terminal = ::isatty(STDERR_FILENO) != 0;
+    cli::ByteOutput out(STDOUT_FILENO);
+    // A body file is a line a record, unsorted (mactime sorts): written as the kinds are read.
+    std::optional<cli::BodyFileWriter> body;
+    if (*format == cli::TimelineFormat::Body) body.emplace(out, from, to);
+    TraceSink& sink = body ? static_cast<TraceSink&>(*body) : events;
+    const auto sofar = [&] { return body ? body->lines() : events.events(); };
     for (const TraceKind* kind : *kinds) {
         env.system->findings().clear();
-        if (terminal) std::fprintf(stderr, "\rtimeline: reading %-24s %lld events so far", kind->name, static_cast<long long>(events.events()));
-        const qint64 records = runTraceKind(*kind, context, events);
+        if (terminal) std::fprintf(stderr, "\rtimeline: reading %-24s %lld %s so far", kind->name, static_cast<long long>(sofar()), body ? "lines" : "events");
+        const qint64 records = runTraceKind(*kind, context, sink);
         if (o.verbose) {
             std::fprintf(stderr, "%s%s: %lld records\n", terminal ? "\n" : "", kind->name, static_cast<long long>(records));
             for (const Finding& finding : env.system->findings().all()) std::fprintf(stderr, "  %s\n", qPrintable(showEscapedBytes(finding.text())));
         }
-        if (context.stopped()) break;
+        if (context.stopped() || out.failed()) break;
     }
-    if (terminal) std::fprintf(stderr, "\rtimeline: %lld events, sorting%s\n", static_cast<long long>(events.events()),
-                                events.runs() ? " (merging runs)" : "");
-    cli::ByteOutput out(STDOUT_FILENO);
-    cli::TimelinePrinter printer(out, *format, IsoTimeWriter(zone), env.os->ComputerName().toUtf8());
-    printer.header();
-    const bool drained = events.drain([&](const TimelineEvent& event) {
-        printer.event(event);
-        return !out.failed();
-    });
+    bool drained = true;
+    if (!body) {
+        if (terminal) std::fprintf(stderr, "\rtimeline: %lld events, sorting%s\n", static_cast<long long>(events.events()),
+                                    events.runs() ? " (merging runs)" : "");
+        cli::TimelinePrinter printer(out, *format, IsoTimeWriter(zone), env.os->ComputerName().toUtf8());
+        printer.header();
+        drained = events.drain([&](const TimelineEvent& event) {
+            printer.event(event);
+            return !out.failed();
+        });
+    } else if (terminal) {
+        std::fprintf(stderr, "\n");
+    }
     out.flush();
     if (!drained) {
         std::fprintf(stderr, "kestrova-cli: the timeline could not be sorted: %s\n", qPrintable(events.why()));

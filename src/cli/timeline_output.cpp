@@ -1,6 +1,8 @@
 #include "cli/timeline_output.h"
 
+#include <algorithm>
 #include <charconv>
+#include <iterator>
 #include <cstring>
 
 namespace kestrova::cli {
@@ -46,31 +48,21 @@ void TimelinePrinter::event(const TimelineEvent& e) {
     const std::string_view datetime(when, static_cast<size_t>(times_.write(when, e.time) - when));
     const int64_t seconds = e.time >= 0 ? e.time / 1000000 : -((-e.time + 999999) / 1000000);
     if (format_ == TimelineFormat::Body || format_ == TimelineFormat::Tln) {
+        // The body file is written record by record (BodyFileWriter); an event handed here in
+        // that format is written as TLN would be written, never four times the same moment.
         std::string& line = pairs_;
         line.clear();
-        if (format_ == TimelineFormat::Body) {
-            line += "0|";
-            appendPlain(line, message_);
-            line += " [";
-            line += desc;
-            line += "]|0|0|0|0|0";
-            for (int slot = 0; slot < 4; ++slot) {
-                line += '|';
-                appendNumber(line, seconds);
-            }
-        } else {
-            appendNumber(line, seconds);
-            line += '|';
-            line += kind.name;
-            line += '|';
-            appendPlain(line, view(hostname_));
-            line += '|';
-            appendPlain(line, view(e.from.user));
-            line += '|';
-            line += desc;
-            line += ": ";
-            appendPlain(line, message_);
-        }
+        appendNumber(line, seconds);
+        line += '|';
+        line += kind.name;
+        line += '|';
+        appendPlain(line, view(hostname_));
+        line += '|';
+        appendPlain(line, view(e.from.user));
+        line += '|';
+        line += desc;
+        line += ": ";
+        appendPlain(line, message_);
         line += '\n';
         out_.put(line);
         out_.maybeFlush();
@@ -142,6 +134,84 @@ void TimelinePrinter::event(const TimelineEvent& e) {
     if (!json) field("fields", pairs_, true);
     out_.put(json ? "}\n" : "\n");
     out_.maybeFlush();
+}
+
+int BodyFileWriter::slotOf(const FieldSpec& field) {
+    const std::string_view name = field.name;
+    const auto has = [&name](std::string_view part) { return name.find(part) != std::string_view::npos; };
+    if (has("changed")) return 2;
+    if (has("created") || has("install") || has("added") || has("first") || has("born")) return 3;
+    if (has("modified") || has("written") || has("updated")) return 1;
+    if (has("access") || has("visit") || has("run") || has("used") || has("last")) return 0;
+    return -1;  // an expiry, a start or an end: no slot means it
+}
+
+bool BodyFileWriter::record(const TraceKind& kind, const Provenance& from, std::span<const Value> values) {
+    constexpr int kMostLines = 16;  // Prefetch keeps eight run times, all accesses
+    static constexpr int kFreeOrder[4] = {0, 1, 2, 3};
+    // The record's times by slot; a slot taken already sends the time to another line.
+    struct Line {
+        std::optional<int64_t> at[4];
+        const char* meanings[4] = {};
+    };
+    Line lines[kMostLines];
+    int used = 0;
+    bool inRange = false;
+    for (size_t f = 0; f < kind.fields.size(); ++f) {
+        if (!times_.wanted(kind, f, from, values)) continue;
+        const int64_t t = values[f].number;
+        inRange = inRange || ((!from_ || t >= *from_) && (!to_ || t <= *to_));
+        int slot = slotOf(kind.fields[f]);
+        int next = 0;
+        if (slot >= 0) {
+            while (next < used && lines[next].at[slot]) ++next;
+        } else {
+            // No slot means it: the first one free, its meaning named in the line.
+            for (;; ++next) {
+                const int* free = next < kMostLines ? std::find_if(std::begin(kFreeOrder), std::end(kFreeOrder), [&](int s) { return !lines[next].at[s]; })
+                                                    : std::end(kFreeOrder);
+                if (next == kMostLines || free != std::end(kFreeOrder)) {
+                    if (next < kMostLines) slot = *free;
+                    break;
+                }
+            }
+        }
+        if (next == kMostLines) continue;  // no kind has that many times of one meaning
+        used = std::max(used, next + 1);
+        lines[next].at[slot] = t >= 0 ? t / 1000000 : -((-t + 999999) / 1000000);
+        lines[next].meanings[slot] = kind.fields[f].meaning ? kind.fields[f].meaning : kind.fields[f].name;
+    }
+    if (used == 0 || !inRange) return true;
+    message_.assign(kind.name);
+    message_ += ": ";
+    appendEventSubject(message_, kind, values);
+    static constexpr char kSlotLetter[4] = {'a', 'm', 'c', 'b'};
+    static constexpr int kBodyOrder[4] = {0, 1, 2, 3};  // atime|mtime|ctime|crtime, as the format has them
+    for (int l = 0; l < used; ++l) {
+        line_.assign("0|");
+        appendPlain(line_, message_);
+        line_ += " [";
+        bool first = true;
+        for (const int slot : {1, 0, 2, 3}) {  // the m, a, c, b order mactime shows
+            if (!lines[l].at[slot]) continue;
+            if (!first) line_ += "; ";
+            first = false;
+            line_ += kSlotLetter[slot];
+            line_ += ": ";
+            line_ += lines[l].meanings[slot];
+        }
+        line_ += "]|0|0|0|0|0";
+        for (const int slot : kBodyOrder) {
+            line_ += '|';
+            appendNumber(line_, lines[l].at[slot].value_or(0));
+        }
+        line_ += '\n';
+        if (!written_.insert(qHash(QByteArrayView(line_.data(), static_cast<qsizetype>(line_.size())), 0)).second) continue;
+        out_.put(line_);
+        out_.maybeFlush();
+        ++lines_;
+    }
+    return !out_.failed();
 }
 
 }  // namespace kestrova::cli

@@ -5,11 +5,14 @@
 //   csv    one table: those columns up to source_part, then "fields" (the record's other
 //          fields as name=value pairs) - Timesketch's CSV import, and a spreadsheet's
 //   body   The Sleuth Kit's body file for mactime: MD5|name|inode|mode|UID|GID|size|atime|
-//          mtime|ctime|crtime, the event's time (whole seconds) in all four time slots
+//          mtime|ctime|crtime, a line a record (not an event: mactime makes the events), each
+//          time in the slot its meaning fits (BodyFileWriter)
 //   tln    TLN's five fields: time|source|system|user|description
 #pragma once
 
+#include <optional>
 #include <string>
+#include <unordered_set>
 
 #include "cli/output.h"
 #include "core/time/iso_time.h"
@@ -32,6 +35,31 @@ private:
     QByteArray hostname_;
     std::string message_;  // reused from event to event
     std::string pairs_;
+};
+
+// The body file, written record by record as the kinds read them (mactime sorts). Each time of a
+// record goes to the slot that fits its meaning: a modification or a key's last write to m(time),
+// an access, visit or run to a(time), an entry change to c(time), a creation, an installation or
+// a first time to b (crtime). A time that means none of these (an expiry, an end) takes the
+// line's first free slot; two times of the same meaning make a second line, never one time in
+// another's slot. The name says which meaning each slot holds. mactime drops identical lines, and so does this writer: a line
+// is written once however often its record is met.
+class BodyFileWriter : public TraceSink {
+public:
+    BodyFileWriter(ByteOutput& out, std::optional<UtcMicros> from, std::optional<UtcMicros> to) : out_(out), from_(from), to_(to) {}
+    bool record(const TraceKind& kind, const Provenance& from, std::span<const Value> values) override;
+    qint64 lines() const { return lines_; }
+
+    // The slot a time field's meaning asks for: 0 atime, 1 mtime, 2 ctime, 3 crtime; -1 none.
+    static int slotOf(const FieldSpec& field);
+
+private:
+    ByteOutput& out_;
+    std::optional<UtcMicros> from_, to_;
+    EventTimes times_;
+    std::unordered_set<uint64_t> written_;  // hashes of the lines written
+    std::string message_, line_;
+    qint64 lines_ = 0;
 };
 
 }  // namespace kestrova::cli

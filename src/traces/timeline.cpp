@@ -70,6 +70,18 @@ private:
 
 }  // namespace
 
+bool EventTimes::wanted(const TraceKind& kind, size_t field, const Provenance& from, std::span<const Value> values) {
+    if (kind.fields[field].type != FieldType::Time || values[field].absent()) return false;
+    if (std::strcmp(kind.fields[field].name, "key_last_written") != 0) return true;
+    for (size_t f = 0; f < kind.fields.size(); ++f) {
+        if (f != field && kind.fields[f].type == FieldType::Time && !values[f].absent()) return false;
+    }
+    uint64_t hash = qHash(QByteArrayView(kind.name), 0);
+    hash = qHash(from.source, hash);
+    hash = qHash(from.part, hash);
+    return keysGiven_.insert(hash).second;
+}
+
 Timeline::Timeline(QString tempFolder, size_t budget) : tempFolder_(std::move(tempFolder)), budget_(budget) {}
 Timeline::~Timeline() = default;
 
@@ -79,7 +91,7 @@ bool Timeline::record(const TraceKind& kind, const Provenance& from, std::span<c
     size_t kept = 0;
     for (size_t f = 0; f < kind.fields.size(); ++f) {
         const Value& v = values[f];
-        if (kind.fields[f].type != FieldType::Time || v.absent()) continue;
+        if (!times_.wanted(kind, f, from, values)) continue;
         if ((from_ && v.number < *from_) || (to_ && v.number > *to_)) continue;
         held_.push_back(Key{v.number, sequence, static_cast<uint32_t>(arena_.size()), kindIndex, static_cast<uint8_t>(f)});
         ++kept;

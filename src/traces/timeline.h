@@ -14,11 +14,25 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <unordered_set>
 #include <vector>
 
 #include "traces/trace_kind.h"
 
 namespace kestrova {
+
+// Which of a record's times are events. Most times are the record's own (a visit, a run). A
+// registry key's last-written time is one moment for the whole key, which every value of the key
+// repeats: it is an event once for the key (its hive and path), and not at all on a record whose
+// own time says more (a UserAssist entry's last run), so that the timeline does not suggest each
+// program or document was used at that moment.
+class EventTimes {
+public:
+    bool wanted(const TraceKind& kind, size_t field, const Provenance& from, std::span<const Value> values);
+
+private:
+    std::unordered_set<uint64_t> keysGiven_;  // hashes of (kind, hive, key path)
+};
 
 struct TimelineEvent {
     const TraceKind* kind;
@@ -65,6 +79,7 @@ private:
     qint64 events_ = 0;
     uint64_t sequence_ = 0;
     QString why_;
+    EventTimes times_;
 };
 
 // A one-line description of what an event's record is about: its url or path, its title, name

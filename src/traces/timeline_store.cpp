@@ -47,7 +47,7 @@ bool TimelineStore::record(const TraceKind& kind, const Provenance& from, std::s
     const auto body = static_cast<uint32_t>(arena_.size());
     bool any = false;
     for (size_t f = 0; f < kind.fields.size(); ++f) {
-        if (kind.fields[f].type != FieldType::Time || values[f].absent()) continue;
+        if (!times_.wanted(kind, f, from, values)) continue;
         events_.push_back(Event{values[f].number, body, records_, kindIndex, static_cast<uint8_t>(f),
                                 static_cast<uint8_t>(std::min<qsizetype>(userIndex, 255))});
         any = true;

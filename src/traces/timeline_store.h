@@ -55,6 +55,7 @@ private:
     QByteArray lastUser_;
     qsizetype lastUserIndex_ = -1;
     uint32_t records_ = 0;
+    EventTimes times_;
 };
 
 }  // namespace kestrova

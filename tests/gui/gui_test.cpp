@@ -23,6 +23,11 @@
 #include <QTreeView>
 #include <QTreeWidget>
 #include <QtTest>
+#include <atomic>
+#include <cstdio>
+#include <cstdlib>
+#include <thread>
+#include <unistd.h>
 
 #include "browsers/trace_volume.h"
 #include "core/app/startup.h"
@@ -37,6 +42,7 @@
 #include "gui/timeline_pane.h"
 #include "gui/trace_pane.h"
 #include "support/cli_run.h"
+#include "support/image_fixture.h"
 #include "support/fake_desktop.h"
 #include "support/version_server.h"
 #include "core/app/update_check.h"
@@ -711,6 +717,75 @@ private slots:
         QVERIFY2(said.contains("holds no partition table and no file system"), qPrintable(said));
         QCOMPARE(w->window->windowTitle(), title);
         QCOMPARE(w->env->settings.GetSetting("source", "Image"), QString("unknown value"));
+    }
+
+    // Opening an image, another image, then a folder: each reader child ends when the window
+    // leaves its image, however many were started, and the window answers between them. A window
+    // that waited for a child kept alive by another child's copy of its socket froze for good; a
+    // watchdog ends this test, naming the step, instead of letting it hang.
+    void openingImageAfterImageThenAFolderNeverFreezesTheWindow() {
+        const QString missing = test::ntfsUnavailable();
+        if (!missing.isEmpty()) QSKIP(qPrintable("NTFS fixtures need FUSE and ntfs-3g: " + missing));
+        auto w = makeWorld();
+        QTemporaryDir dir;
+        QString error;
+        const QString first = dir.filePath("first.raw");
+        QVERIFY2(test::makeNtfs(first, w->volume.root(), 24 << 20, "Windows", &error), qPrintable(error));
+        const QString second = dir.filePath("second.qcow2");
+        QVERIFY2(test::runTool("qemu-img", {"convert", "-O", "qcow2", first, second}, &error), qPrintable(error));
+
+        std::atomic<const char*> step{"start"};
+        std::atomic<bool> done{false};
+        std::thread watchdog([&] {
+            for (int waited = 0; !done && waited < 60000; waited += 50) QThread::msleep(50);
+            if (!done) {
+                std::fprintf(stderr, "the window froze at: %s\n", step.load());
+                std::_Exit(3);
+            }
+        });
+        const auto answersEvents = [] {
+            bool fired = false;
+            QTimer::singleShot(0, [&fired] { fired = true; });
+            QTRY_VERIFY_WITH_TIMEOUT(fired, 5000);
+        };
+        const auto childrenOfThisProcess = [] {
+            int count = 0;
+            for (const QString& task : QDir(QStringLiteral("/proc/self/task")).entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
+                QFile file(QStringLiteral("/proc/self/task/%1/children").arg(task));
+                if (file.open(QIODevice::ReadOnly)) count += QString::fromLatin1(file.readAll()).split(' ', Qt::SkipEmptyParts).size();
+            }
+            return count;
+        };
+        const int before = childrenOfThisProcess();
+
+        for (const QString& image : {first, second, first}) {
+            step = "opening an image";
+            w->window->openFileDialog = [&](const QString&, const QString&) { return image; };
+            QString said;
+            acceptNextMessageBox(&said);
+            w->window->mnuOpenImage->trigger();
+            QVERIFY2(said.isEmpty(), qPrintable(said));
+            QVERIFY2(w->window->windowTitle().contains(QFileInfo(image).fileName()), qPrintable(w->window->windowTitle()));
+            answersEvents();
+            w->window->selectKey("b1");  // the image is really read, not only opened
+            QVERIFY(w->window->model()->rowCount() > 0);
+            // One reader child serves the window: the ones of images it left have ended.
+            QTRY_COMPARE_WITH_TIMEOUT(childrenOfThisProcess(), before + 1, 5000);
+        }
+
+        step = "choosing a folder";
+        QTimer::singleShot(0, [&] {
+            if (auto* dialog = qobject_cast<FrmChooseSystem*>(QApplication::activeModalWidget())) {
+                dialog->rootEdit->setText(w->volume.root());
+                dialog->accept();
+            }
+        });
+        w->window->mnuChooseSystem->trigger();
+        answersEvents();
+        QVERIFY2(!w->window->windowTitle().contains(".raw"), qPrintable(w->window->windowTitle()));
+        QTRY_COMPARE_WITH_TIMEOUT(childrenOfThisProcess(), before, 5000);
+        done = true;
+        watchdog.join();
     }
 
     void listShowsCellsUpToTheirFirstNul() {

@@ -84,9 +84,12 @@ TEST(Timeline, TheCommandLineFiltersByTimeAndKindAndWritesEachFormat) {
     const CliRun body = runCli({"--root", dir.path(), "timeline", "--format", "body", "--kinds", "ie.cookies"});
     ASSERT_EQ(body.exitCode, 0) << body.err.toStdString();
     const QStringList entries = body.out.split('\n', Qt::SkipEmptyParts);
-    ASSERT_EQ(entries.size(), 4);  // two cookies, created and expiring
+    // A line a cookie: its creation in crtime, its expiry (no time of a file means that) in the
+    // first free slot, named; the other slots empty, never the same moment four times.
+    ASSERT_EQ(entries.size(), 2) << body.out.toStdString();
     EXPECT_EQ(entries[0].split('|').size(), 11);
-    EXPECT_TRUE(entries[0].endsWith("|1717646974|1717646974|1717646974|1717646974")) << entries[0].toStdString();
+    EXPECT_TRUE(entries[0].contains("[a: Cookie Expires; b: Cookie Created]|")) << entries[0].toStdString();
+    EXPECT_TRUE(entries[0].endsWith("|0|0|1717646974")) << entries[0].toStdString();
     // The Sleuth Kit's mactime reads it, where it is installed.
     if (const QString mactime = QStandardPaths::findExecutable("mactime"); !mactime.isEmpty()) {
         QTemporaryDir out;
@@ -98,7 +101,10 @@ TEST(Timeline, TheCommandLineFiltersByTimeAndKindAndWritesEachFormat) {
         run.start(mactime, {"-b", file.fileName(), "-z", "UTC", "-d"});
         ASSERT_TRUE(run.waitForFinished(20000));
         const QString read = QString::fromUtf8(run.readAllStandardOutput());
-        EXPECT_TRUE(read.contains("ie.cookies: ie.example (token) [Cookie Expires]")) << read.toStdString();
+        for (const char* line : {"Tue Feb 03 2026 06:09:38,0,.a..,0,0,0,0,\"ie.cookies: ie.example (token) [a: Cookie Expires; b: Cookie Created]\"",
+                                 "Thu Jun 06 2024 04:09:34,0,...b,0,0,0,0,\"ie.cookies: ie.example (token) [a: Cookie Expires; b: Cookie Created]\""}) {
+            EXPECT_TRUE(read.contains(line)) << read.toStdString();
+        }
     }
     const CliRun tln = runCli({"--root", dir.path(), "timeline", "--format", "tln", "--kinds", "ie.cookies"});
     EXPECT_TRUE(tln.out.startsWith("1717646974|ie.cookies||alice|Cookie Created: ")) << tln.out.toStdString();

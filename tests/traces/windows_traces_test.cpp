@@ -8,7 +8,11 @@
 #include <QTemporaryDir>
 #include <functional>
 
+#include <QSet>
+
 #include "platform/hive/hive_log.h"
+#include "support/cli_run.h"
+#include "traces/timeline.h"
 #include "support/temp_volume.h"
 #include "support/trace_collector.h"
 #include "traces/windows/registry_walk.h"
@@ -305,6 +309,52 @@ TEST_F(RealWindowsVolume, ExecutionFromShimCacheAndAmcache) {
         return r["mechanism"] == "Amcache" && r["source_part"].startsWith("Root\\InventoryApplicationFile");
     });
     EXPECT_EQ(amcache, 247);
+}
+
+}  // namespace
+}  // namespace kestrova
+
+namespace kestrova {
+namespace {
+
+// A key's last-written time is repeated by every value of the key: the timeline makes it one
+// event a key, and none on a record whose own time says more; the body file never repeats a line.
+TEST_F(RealWindowsVolume, AKeysLastWrittenTimeIsOneEventAKeyAndTheBodyFileRepeatsNoLine) {
+    QTemporaryDir temp;
+    Timeline events(temp.path());
+    TraceContext context(*system_, temp.path());
+    qint64 records = 0;
+    for (const char* kind : {"windows.userassist", "windows.recentdocs", "windows.mru", "windows.shellbags"}) {
+        records += runTraceKind(*findTraceKind(kind), context, events);
+    }
+    QSet<QString> keys;
+    qint64 keyEvents = 0;
+    bool onDatedRecord = false;
+    ASSERT_TRUE(events.drain([&](const TimelineEvent& e) {
+        if (std::string_view(e.kind->fields[static_cast<size_t>(e.timeField)].name) != "key_last_written") return true;
+        ++keyEvents;
+        keys.insert(QString::fromUtf8(e.kind->name) + '|' + QString::fromUtf8(e.from.source) + '|' + QString::fromUtf8(e.from.part));
+        for (size_t f = 0; f < e.kind->fields.size(); ++f) {
+            onDatedRecord = onDatedRecord || (static_cast<int>(f) != e.timeField && e.kind->fields[f].type == FieldType::Time && !e.values[f].absent());
+        }
+        return true;
+    }));
+    EXPECT_GT(keyEvents, 10);
+    EXPECT_EQ(keyEvents, keys.size());  // once a key
+    EXPECT_FALSE(onDatedRecord);
+    EXPECT_LT(keyEvents, records / 4);
+
+    const CliRun body = runCli({"--root", volume_.root(), "timeline", "--format", "body", "--kinds", "windows.userassist,windows.recentdocs,windows.shellbags"});
+    ASSERT_EQ(body.exitCode, 0) << body.err.toStdString();
+    const QStringList lines = body.out.split('\n', Qt::SkipEmptyParts);
+    EXPECT_GT(lines.size(), 200);
+    EXPECT_EQ(QSet<QString>(lines.begin(), lines.end()).size(), lines.size());
+    for (const QString& line : lines) {
+        const QStringList cells = line.split('|');
+        ASSERT_EQ(cells.size(), 11) << line.toStdString();
+        // Never one moment in all four slots.
+        EXPECT_FALSE(cells[7] != "0" && cells[7] == cells[8] && cells[8] == cells[9] && cells[9] == cells[10]) << line.toStdString();
+    }
 }
 
 }  // namespace

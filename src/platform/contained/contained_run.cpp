@@ -2,14 +2,17 @@
 
 #include <QElapsedTimer>
 #include <algorithm>
+#include <vector>
 #include <cerrno>
 #include <csignal>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <dirent.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -44,7 +47,54 @@ void limit(int resource, rlim_t value) {
     ::setrlimit(resource, &bound);
 }
 
+// The descriptors this process holds, 3 and up. Read from /proc/self/fd (one directory read, not
+// a probe of every possible number); closed afterwards, so the listing's own descriptor is not
+// among those acted on.
+std::vector<int> openDescriptors() {
+    std::vector<int> fds;
+    DIR* dir = ::opendir("/proc/self/fd");
+    if (!dir) return fds;
+    const int own = ::dirfd(dir);
+    while (const dirent* entry = ::readdir(dir)) {
+        char* end = nullptr;
+        const long fd = std::strtol(entry->d_name, &end, 10);
+        if (end != entry->d_name && *end == '\0' && fd > 2 && fd != own) fds.push_back(static_cast<int>(fd));
+    }
+    ::closedir(dir);
+    return fds;
+}
+
 }  // namespace
+
+void closeDescriptorsExcept(std::initializer_list<int> keep) {
+    for (const int fd : openDescriptors()) {
+        if (std::find(keep.begin(), keep.end(), fd) == keep.end()) ::close(fd);
+    }
+}
+
+void closeInheritedChannels(int keep) {
+    for (const int fd : openDescriptors()) {
+        struct stat st {};
+        if (fd != keep && ::fstat(fd, &st) == 0 && (S_ISSOCK(st.st_mode) || S_ISFIFO(st.st_mode))) ::close(fd);
+    }
+}
+
+int reapChild(pid_t pid, int graceMs) {
+    int status = 0;
+    QElapsedTimer clock;
+    clock.start();
+    for (;;) {
+        const pid_t done = ::waitpid(pid, &status, WNOHANG);
+        if (done == pid) return status;
+        if (done < 0 && errno != EINTR) return 0;  // not ours (already reaped): nothing to wait for
+        if (clock.elapsed() >= graceMs) break;
+        ::usleep(2000);
+    }
+    ::kill(pid, SIGKILL);
+    while (::waitpid(pid, &status, 0) < 0 && errno == EINTR) {
+    }
+    return status;
+}
 
 void limitThisChild(size_t memoryBytes, int cpuSeconds) {
     std::signal(SIGPIPE, SIG_IGN);
@@ -81,6 +131,7 @@ ContainedEnd runContained(const std::function<int(FrameWriter&)>& child,
     }
     if (pid == 0) {
         ::close(fds[0]);
+        closeInheritedChannels(fds[1]);
         limitThisChild(limits.memoryBytes, limits.cpuSeconds);
         FrameWriter writer(fds[1]);
         int code = 3;

@@ -11,6 +11,8 @@
 #include <QByteArrayView>
 #include <QString>
 #include <functional>
+#include <initializer_list>
+#include <sys/types.h>
 
 namespace kestrova {
 
@@ -41,6 +43,21 @@ struct ContainedEnd {
 // sanitizer's among them), no core dump, its address space bounded (not under AddressSanitizer,
 // which reserves terabytes of shadow memory) and, where cpuSeconds is not 0, its processor time.
 void limitThisChild(size_t memoryBytes, int cpuSeconds);
+
+// What a forked child closes first. fork() without exec keeps every descriptor of the parent,
+// close-on-exec or not, so a child would hold the other children's sockets and pipes: a server
+// child whose socket another child still holds never sees the program hang up, and the program
+// waiting for it never returns. `keep` and standard input, output and error stay open.
+void closeDescriptorsExcept(std::initializer_list<int> keep);
+// Closes every socket and pipe the child inherited but `keep` (a parser talks to no one but its
+// parent: the image reader's socket must end when the program hangs up, and another parser's
+// pipe when that parser ends, not when this one does). Files stay: the parsers read the ones the
+// parent opened for them.
+void closeInheritedChannels(int keep);
+
+// Ends a child that was asked to end (its socket or pipe closed): waits up to `graceMs` for it,
+// then kills it. Never blocks longer than the grace and the kill take. The status it ended with.
+int reapChild(pid_t pid, int graceMs);
 
 // How a child ended, in the user's words ("crashed (Segmentation fault)"); cpuSeconds is the limit
 // it ran under, for the message of a child that ran into it.

@@ -28,6 +28,9 @@ constexpr int kRequestSeconds = 300;
 
 constexpr size_t kChildMemory = size_t{4} << 30;
 
+// How long a child that was told to end (its socket closed) may take before it is killed.
+constexpr int kEndGraceMs = 1000;
+
 // A frame on the socket: its length (4 bytes, host order) and its bytes, with a file descriptor
 // riding along on the first byte where one is passed.
 bool sendFrame(int socket, const QByteArray& payload, int fd = -1) {
@@ -231,7 +234,7 @@ std::shared_ptr<ImageServer> ImageServer::start(const QString& path, int partiti
     std::fflush(nullptr);
     const pid_t pid = ::fork();
     if (pid == 0) {
-        ::close(pair[0]);
+        closeDescriptorsExcept({pair[1]});
         serve(pair[1], path, partition);
     }
     ::close(pair[1]);
@@ -274,12 +277,10 @@ std::shared_ptr<ImageServer> ImageServer::start(const QString& path, int partiti
 }
 
 ImageServer::~ImageServer() {
-    if (socket_ >= 0) ::close(socket_);  // the child ends at the end of its stream
-    if (pid_ > 0) {
-        int status = 0;
-        while (::waitpid(pid_, &status, 0) < 0 && errno == EINTR) {
-        }
-    }
+    if (socket_ >= 0) ::close(socket_);  // the child ends at the end of its stream...
+    // ...at once, unless it is deep in a request for a damaged file system: the window must not
+    // wait for that.
+    if (pid_ > 0) reapChild(pid_, kEndGraceMs);
 }
 
 QString ImageServer::failure() const { return failure_; }
@@ -287,10 +288,7 @@ QString ImageServer::failure() const { return failure_; }
 void ImageServer::fail(const QString& why) {
     if (!failure_.isEmpty()) return;
     if (pid_ > 0) {
-        ::kill(pid_, SIGKILL);
-        int status = 0;
-        while (::waitpid(pid_, &status, 0) < 0 && errno == EINTR) {
-        }
+        const int status = reapChild(pid_, 0);
         failure_ = why.isEmpty() ? describeChildEnd(status, 0) : why;
         pid_ = -1;
     } else {
