@@ -26,11 +26,14 @@ void TimelineHistogram::setTimes(const std::vector<int64_t>& times, const QTimeZ
     selTo_.reset();
     dragFrom_.reset();
     zone_ = zone;
-    if (times.empty()) {
+    range_ = bulkRange(times);
+    outside_ = range_ ? static_cast<qint64>(std::count_if(times.begin(), times.end(), [this](int64_t t) { return !range_->contains(t); }))
+                      : static_cast<qint64>(times.size());
+    if (!range_) {
         update();
         return;
     }
-    const int64_t first = times.front(), last = times.back();
+    const int64_t first = range_->first, last = range_->last;
     offsetMicros_ = int64_t{zone.offsetFromUtc(QDateTime::fromMSecsSinceEpoch(first / 1000, QTimeZone::utc()))} * 1000000;
     const int64_t span = last - first;
     unit_ = span <= 4 * kDay ? Unit::Hour : span <= 400 * kDay ? Unit::Day : Unit::Month;
@@ -52,6 +55,7 @@ void TimelineHistogram::setTimes(const std::vector<int64_t>& times, const QTimeZ
     bins_.reserve(static_cast<size_t>(count));
     for (int64_t i = 0; i < count; ++i) bins_.push_back(Bin{startOf(firstIndex + i), startOf(firstIndex + i + 1), 0});
     for (const int64_t t : times) {
+        if (!range_->contains(t)) continue;
         const int64_t i = std::clamp<int64_t>(indexOf(t) - firstIndex, 0, count - 1);
         ++bins_[static_cast<size_t>(i)].count;
     }
@@ -64,6 +68,22 @@ void TimelineHistogram::selectBins(int from, int to) {
     selTo_ = std::clamp(std::max(from, to), 0, static_cast<int>(bins_.size()) - 1);
     update();
     emit rangeSelected(bins_[static_cast<size_t>(*selFrom_)].start, bins_[static_cast<size_t>(*selTo_)].end - 1);
+}
+
+void TimelineHistogram::markRange(std::optional<int64_t> from, std::optional<int64_t> to) {
+    selFrom_.reset();
+    selTo_.reset();
+    if (bins_.empty() || (!from && !to)) {
+        update();
+        return;
+    }
+    const auto binOf = [this](int64_t t) {
+        const auto at = std::upper_bound(bins_.begin(), bins_.end(), t, [](int64_t time, const Bin& b) { return time < b.end; });
+        return static_cast<int>(std::min<size_t>(static_cast<size_t>(at - bins_.begin()), bins_.size() - 1));
+    };
+    selFrom_ = from ? binOf(*from) : 0;
+    selTo_ = to ? binOf(*to) : static_cast<int>(bins_.size()) - 1;
+    update();
 }
 
 void TimelineHistogram::clearSelection() {

@@ -1,5 +1,7 @@
 // Events over time above the timeline's table: one bar an hour, a day or a month, whichever cuts
-// the shown range into a readable number of bars. A drag across bars selects a time range (the
+// the shown range into a readable number of bars. The range is where the bulk of the events lie
+// (bulkRange): a far-future expiry or a zero time is counted as outside, not drawn as a century of
+// empty bars. A drag across bars selects a time range (the
 // table follows); a double click selects the whole range again. Bins are cut in the zone the
 // times are shown in (its offset at the range's start).
 #pragma once
@@ -10,6 +12,7 @@
 #include <vector>
 
 #include "core/time/iso_time.h"
+#include "traces/timeline_store.h"
 
 namespace kestrova {
 
@@ -26,6 +29,12 @@ public:
     explicit TimelineHistogram(QWidget* parent = nullptr);
     // Counts the times (in ascending order) into bins; the selection is cleared.
     void setTimes(const std::vector<int64_t>& sortedTimes, const QTimeZone& zone);
+    // The range the bins cover, and how many times fell outside it.
+    std::optional<TimeRange> range() const { return range_; }
+    qint64 outside() const { return outside_; }
+    // Marks the bins that cover [from, to] as selected, saying nothing (the range is kept, the
+    // bins were recounted).
+    void markRange(std::optional<int64_t> from, std::optional<int64_t> to);
     const std::vector<Bin>& bins() const { return bins_; }
     Unit unit() const { return unit_; }
     // Selects the bins from..to (indexes, inclusive) as a drag would, and says so.
@@ -49,6 +58,8 @@ private:
     QString label(int64_t time) const;
 
     std::vector<Bin> bins_;
+    std::optional<TimeRange> range_;
+    qint64 outside_ = 0;
     Unit unit_ = Unit::Day;
     QTimeZone zone_ = QTimeZone::utc();
     int64_t offsetMicros_ = 0;

@@ -34,6 +34,11 @@ TimelinePane::TimelinePane(QWidget* parent) : QWidget(parent) {
     usersButton_->setMenu(usersMenu_);
     auto* whole = new QPushButton(QStringLiteral("Whole range"), this);
     count = new QLabel(this);
+    outsideButton = new QPushButton(this);
+    outsideButton->setFlat(true);
+    outsideButton->setToolTip(QStringLiteral("Show the events the histogram leaves out: times far from the others, such as a cookie's "
+                                             "expiry in 9999 or a time of zero"));
+    outsideButton->hide();
     histogram = new TimelineHistogram(this);
     model_ = new TimelineModel(this);
     table = new QTableView(this);
@@ -57,6 +62,7 @@ TimelinePane::TimelinePane(QWidget* parent) : QWidget(parent) {
     bar->addWidget(usersButton_);
     bar->addWidget(whole);
     bar->addWidget(count);
+    bar->addWidget(outsideButton);
     auto* split = new QSplitter(Qt::Vertical, this);
     split->addWidget(table);
     split->addWidget(details);
@@ -73,6 +79,14 @@ TimelinePane::TimelinePane(QWidget* parent) : QWidget(parent) {
     connect(histogram, &TimelineHistogram::rangeSelected, this, [this](std::optional<int64_t> from, std::optional<int64_t> to) {
         from_ = from;
         to_ = to;
+        outsideOnly_ = false;
+        applyRange();
+    });
+    connect(outsideButton, &QPushButton::clicked, this, [this] {
+        histogram->markRange(std::nullopt, std::nullopt);
+        from_.reset();
+        to_.reset();
+        outsideOnly_ = true;
         applyRange();
     });
     connect(table->selectionModel(), &QItemSelectionModel::currentRowChanged, this,
@@ -98,9 +112,7 @@ qint64 TimelinePane::fill(TraceContext& context, const QTimeZone& zone, const QS
     table->horizontalHeader()->setSortIndicator(-1, Qt::AscendingOrder);
     details->clear();
     rebuildMenus();
-    from_.reset();
-    to_.reset();
-    refilter();
+    refilter(false);
     table->setColumnWidth(TimelineModel::DateTime, table->fontMetrics().horizontalAdvance(QStringLiteral("0000-00-00T00:00:00.000000+00:00  ")));
     table->setColumnWidth(TimelineModel::Description, 150);
     table->setColumnWidth(TimelineModel::Kind, 140);
@@ -149,7 +161,7 @@ void TimelinePane::setUsers(const QStringList& users) {
     refilter();
 }
 
-void TimelinePane::refilter() {
+void TimelinePane::refilter(bool keepRange) {
     if (!store_) return;
     TimelineStore::Filter f;
     f.text = filter->text();
@@ -168,11 +180,18 @@ void TimelinePane::refilter() {
     std::vector<int64_t> times;
     times.reserve(filtered_.size());
     for (const uint32_t i : filtered_) times.push_back(store_->event(i).time);
-    // The histogram shows what the filters let through over their whole range; a new count
-    // clears the range it had.
+    // The histogram shows what the filters let through; a range dragged on it stays (typing in
+    // the filter narrows what is in the range, it does not widen the range).
     histogram->setTimes(times, zone_);
-    from_.reset();
-    to_.reset();
+    if (!keepRange) {
+        from_.reset();
+        to_.reset();
+        outsideOnly_ = false;
+    }
+    histogram->markRange(from_, to_);
+    const qint64 outside = histogram->outside();
+    outsideButton->setText(QStringLiteral("%1 events outside the range").arg(outside));
+    outsideButton->setVisible(outside > 0);
     applyRange();
 }
 
@@ -183,7 +202,16 @@ void TimelinePane::applyRange() {
     if (from_) begin = std::partition_point(filtered_.begin(), filtered_.end(), [&](uint32_t i) { return timeOf(i) < *from_; });
     if (to_) end = std::partition_point(begin, filtered_.end(), [&](uint32_t i) { return timeOf(i) <= *to_; });
     table->horizontalHeader()->setSortIndicator(-1, Qt::AscendingOrder);
-    model_->show(std::vector<uint32_t>(begin, end));
+    if (outsideOnly_) {
+        const std::optional<TimeRange> range = histogram->range();
+        std::vector<uint32_t> outside;
+        for (const uint32_t i : filtered_) {
+            if (!range || !range->contains(timeOf(i))) outside.push_back(i);
+        }
+        model_->show(std::move(outside));
+    } else {
+        model_->show(std::vector<uint32_t>(begin, end));
+    }
     details->clear();
     count->setText(QStringLiteral("%1 of %2 events").arg(model_->rowCount()).arg(store_ ? store_->size() : 0));
 }

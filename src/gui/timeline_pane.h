@@ -19,6 +19,7 @@ class QLabel;
 class QLineEdit;
 class QMenu;
 class QPlainTextEdit;
+class QPushButton;
 class QTableView;
 class QToolButton;
 
@@ -46,10 +47,12 @@ public:
     QTableView* table;
     QPlainTextEdit* details;
     QLabel* count;
+    QPushButton* outsideButton;  // "N events outside the range": shows just those
     TimelineModel* model() const { return model_; }
 
 private:
-    void refilter();
+    // Applies the text, kinds and users; the dragged range stays unless `keepRange` is false.
+    void refilter(bool keepRange = true);
     void applyRange();
     void showDetails(int row);
     void rebuildMenus();
@@ -64,6 +67,7 @@ private:
     QString hostname_;
     std::vector<uint32_t> filtered_;        // text, kinds and users applied, in time order
     std::optional<int64_t> from_, to_;      // the histogram's range
+    bool outsideOnly_ = false;              // the events outside the histogram's range instead
 };
 
 }  // namespace kestrova

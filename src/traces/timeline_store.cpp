@@ -29,6 +29,23 @@ bool contains(std::string_view hay, const std::string& needle, const FoldedSearc
 
 }  // namespace
 
+std::optional<TimeRange> bulkRange(std::span<const int64_t> sorted) {
+    constexpr int64_t kDay = int64_t{86400} * 1000000;
+    constexpr int64_t k1980 = int64_t{315532800} * 1000000;   // 1980-01-01T00:00:00Z
+    constexpr int64_t k2100 = int64_t{4102444800} * 1000000;  // 2100-01-01T00:00:00Z
+    const auto begin = std::lower_bound(sorted.begin(), sorted.end(), k1980);
+    const auto end = std::lower_bound(begin, sorted.end(), k2100);
+    if (begin == end) return std::nullopt;
+    const std::span<const int64_t> plausible(begin, end);
+    const size_t n = plausible.size(), cut = n / 100;
+    const int64_t low = plausible[cut], high = plausible[n - 1 - cut];
+    const int64_t margin = std::max(high - low, kDay);
+    const int64_t from = low - std::min(margin, low - k1980), to = high + std::min(margin, k2100 - 1 - high);
+    const auto first = std::lower_bound(plausible.begin(), plausible.end(), from);
+    const auto last = std::upper_bound(first, plausible.end(), to) - 1;
+    return TimeRange{*first, *last};
+}
+
 bool TimelineStore::record(const TraceKind& kind, const Provenance& from, std::span<const Value> values) {
     const auto kindIndex = static_cast<uint16_t>(&kind - traceKinds().data());
     // Records come a source after another: the user is looked up only when it changes.

@@ -6,12 +6,24 @@
 
 #include <QStringList>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
 #include "traces/timeline.h"
 
 namespace kestrova {
+
+// Where the bulk of a timeline's times lie, for a histogram that shows what happened rather than
+// a cookie's expiry in 9999 or a FILETIME of zero (1601). Times before 1980 or from 2100 on are
+// never part of it; of the rest, the band from the 1st to the 99th percentile, widened on each
+// side by its own width (a day at least), takes in every time that falls inside. nullopt when no
+// time is plausible.
+struct TimeRange {
+    int64_t first, last;  // inclusive
+    bool contains(int64_t t) const { return t >= first && t <= last; }
+};
+std::optional<TimeRange> bulkRange(std::span<const int64_t> sortedTimes);
 
 class TimelineStore : public TraceSink {
 public:

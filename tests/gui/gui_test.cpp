@@ -173,6 +173,12 @@ private slots:
         auto w = makeWorld();
         QString error;
         QVERIFY(tools::writeTraceVolume(w->volume.root(), {}, nullptr, &error));
+        {
+            // A time far from every other: the histogram counts it outside its range.
+            QFile hive(w->volume.root() + "/Users/alice/NTUSER.DAT");
+            QVERIFY(hive.open(QIODevice::ReadWrite));
+            QVERIFY(hive.setFileTime(QDateTime(QDate(1975, 1, 1), QTime(0, 0), QTimeZone::utc()), QFileDevice::FileModificationTime));
+        }
         QVERIFY(!w->window->traceBar->isVisible());
         w->window->mnuMoreTraces->trigger();
         QVERIFY(w->window->traceBar->isVisibleTo(w->window.get()));
@@ -185,10 +191,18 @@ private slots:
         own.insert("KESTROVA_SETTINGS", w->program.filePath("cli-kr.ini"));
         const QStringList cli = runCli({"--root", w->volume.root(), "timeline", "--format", "csv"}, own).out.split('\n', Qt::SkipEmptyParts);
         QCOMPARE(shown->rowCount(), cli.size() - 1);
+        // The bars cover where the events lie; the hive's time of 1975 is counted outside, and a
+        // click shows just what is outside.
         qint64 binned = 0;
         for (const auto& bin : pane->histogram->bins()) binned += bin.count;
-        QCOMPARE(binned, shown->rowCount());
+        QVERIFY(pane->histogram->outside() > 0);
+        QCOMPARE(binned + pane->histogram->outside(), shown->rowCount());
+        QCOMPARE(pane->outsideButton->text(), QString("%1 events outside the range").arg(pane->histogram->outside()));
         QCOMPARE(shown->index(0, 0).data().toString(), cli[1].section(',', 0, 0));
+        pane->outsideButton->click();
+        QCOMPARE(shown->rowCount(), pane->histogram->outside());
+        QVERIFY(shown->index(0, 0).data().toString().startsWith("1975-01-01"));
+        pane->histogram->clearSelection();
         pane->filter->setText("BOB-BRAVE");
         QVERIFY(shown->rowCount() > 0);
         for (int r = 0; r < shown->rowCount(); ++r) QCOMPARE(shown->index(r, 3).data().toString(), QString("bob"));
@@ -197,10 +211,18 @@ private slots:
         QCOMPARE(shown->rowCount(), 24);
         pane->setKinds({});
         const int all = shown->rowCount();
-        // The first bar: the events of its hour, day or month only.
+        // The first bar: the events of its hour, day or month only; typing keeps that range.
         pane->histogram->selectBins(0, 0);
         QCOMPARE(shown->rowCount(), pane->histogram->bins()[0].count);
         QVERIFY(shown->rowCount() < all);
+        pane->histogram->selectBins(0, static_cast<int>(pane->histogram->bins().size()) - 1);
+        const int inBar = shown->rowCount();
+        QCOMPARE(inBar, all - pane->histogram->outside());
+        pane->filter->setText("chrome");
+        QVERIFY(shown->rowCount() > 0 && shown->rowCount() < inBar);
+        pane->filter->clear();
+        QCOMPARE(shown->rowCount(), inBar);
+        pane->histogram->selectBins(0, 0);
         pane->table->selectRow(0);
         QVERIFY(pane->details->toPlainText().contains("source: C:\\Users\\"));
         QVERIFY(pane->details->toPlainText().contains("timestamp_desc: "));

@@ -11,6 +11,7 @@
 #include "support/cli_run.h"
 #include "support/temp_volume.h"
 #include "traces/timeline.h"
+#include "traces/timeline_store.h"
 #include "traces/trace_context.h"
 
 namespace kestrova {
@@ -68,6 +69,28 @@ TEST(Timeline, EveryTimeFieldIsOneEventInOrderWhetherSortedInMemoryOrInRuns) {
         EXPECT_EQ(inMemory[i].desc, first[i].first) << i;
         EXPECT_EQ(inMemory[i].subject, first[i].second) << i;
     }
+}
+
+// The histogram's range: where the events lie, whatever a cookie's expiry or a zero time says.
+TEST(Timeline, TheBulkRangeLeavesOutZeroTimesAndFarExpiries) {
+    const auto at = [](int y, int m, int d) { return QDateTime(QDate(y, m, d), QTime(12, 0), QTimeZone::utc()).toMSecsSinceEpoch() * 1000; };
+    std::vector<int64_t> times{at(1601, 1, 1), at(1970, 1, 1)};
+    for (int day = 1; day <= 28; ++day) {
+        for (int i = 0; i < 20; ++i) times.push_back(at(2022, 2, day) + i);
+    }
+    times.push_back(at(2022, 1, 10));   // within the bulk's own width of it: kept
+    times.push_back(at(2031, 1, 1));    // a cookie's expiry
+    times.push_back(at(9999, 12, 31));
+    std::sort(times.begin(), times.end());
+    const auto range = bulkRange(times);
+    ASSERT_TRUE(range);
+    EXPECT_EQ(range->first, at(2022, 1, 10));
+    EXPECT_EQ(range->last, at(2022, 2, 28) + 19);
+    EXPECT_EQ(std::count_if(times.begin(), times.end(), [&](int64_t t) { return !range->contains(t); }), 4);
+    // One event is its own bulk; nothing plausible, no range.
+    EXPECT_EQ(bulkRange(std::vector<int64_t>{at(2020, 5, 5)})->first, at(2020, 5, 5));
+    EXPECT_FALSE(bulkRange(std::vector<int64_t>{at(1601, 1, 1), at(9999, 1, 1)}));
+    EXPECT_FALSE(bulkRange(std::vector<int64_t>{}));
 }
 
 TEST(Timeline, TheCommandLineFiltersByTimeAndKindAndWritesEachFormat) {
