@@ -51,4 +51,18 @@ QString libyalText(Handle* handle, SizeFn sizeFn, TextFn textFn) {
     return QString::fromUtf8(buffer.constData());
 }
 
+// A libyal error's last line (the library's own words, "unable to read page ..."), the error freed;
+// "" when there is none. Each library spells the pair alike: prefix_error_sprint, prefix_error_free.
+template <typename Error, typename FreeResult>
+QString libyalError(Error** error, int (*sprint)(Error*, char*, size_t), FreeResult (*free)(Error**)) {
+    if (!error || !*error) return QString();
+    char text[2048] = {};
+    sprint(*error, text, sizeof text);
+    free(error);
+    // The library stacks its messages, innermost first, a line each: the first says what broke.
+    QString first = QString::fromUtf8(text).section(QLatin1Char('\n'), 0, 0).trimmed();
+    const qsizetype colon = first.indexOf(QStringLiteral(": "));
+    return colon > 0 ? first.mid(colon + 2) : first;  // without the function's name
+}
+
 }  // namespace kestrova

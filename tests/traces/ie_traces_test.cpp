@@ -114,6 +114,43 @@ TEST(IeTraces, WebCacheContainersAreReadAsHistoryCacheAndCookies) {
     EXPECT_EQ(cookies[0]["last_access"], "2026-11-01T08:00:00.000000+00:00");
 }
 
+// A WebCacheV01.dat cut short loses records only with a word: at every length, each of the five
+// records is either read or its container (or the whole database) is named in a finding.
+TEST(IeTraces, ACutWebCacheDatabaseAccountsForEveryRecord) {
+    QString error;
+    const auto database = tools::writeWebCache(
+        {{1, "History", {{"Visited: alice@https://example.org/a", "", 3, 134379936000000000, 0, 134379936000000000, 134379936000000000},
+                         {"Visited: alice@https://example.org/b", "", 1, 134379936000000000, 0, 134379936000000000, 134379936000000000}}},
+         {2, "MSHist012026110220261109", {{"Visited: alice@https://example.org/week", "", 1, 134379936000000000, 0, 134379936000000000, 134379936000000000}}},
+         {3, "Content", {{"https://cdn.example.org/app.js", "app[1].js", 2, 134379936000000000, 0, 134379936000000000, 134379936000000000}}},
+         {4, "Cookies", {{"Cookie:alice@example.org/shop", "", 5, 134379936000000000, 0, 134379936000000000, 134379936000000000}}}},
+        &error);
+    ASSERT_TRUE(database) << error.toStdString();
+    const qsizetype size = database->size();
+    int lossesSaid = 0;
+    for (const qsizetype cut : {size - 1, size - 4096, size - 8192, size / 2 + 4096, size / 2, size / 3, qsizetype{8192}}) {
+        test::TempVolume volume;
+        volume.file("Users/alice/AppData/Local/Microsoft/Windows/WebCache/WebCacheV01.dat", database->left(cut));
+        const auto system = volume.open();
+        QTemporaryDir temp;
+        const test::TraceCollector got = test::readTraces(*system, {"ie.history", "ie.cache", "ie.cookies"}, temp.path());
+        QStringList said;
+        for (const Finding& f : system->findings().all()) {
+            if (f.what.contains("WebCacheV01.dat")) said << f.what + ": " + f.why;
+        }
+        const auto accounted = [&](size_t read, size_t whole, const char* table) {
+            return read == whole || std::any_of(said.begin(), said.end(), [&](const QString& s) {
+                       return s.contains(table) || !s.contains(", table ") && !s.contains("Container_");
+                   });
+        };
+        EXPECT_TRUE(accounted(got.of("ie.history").size(), 3, "Container_")) << cut << ": " << said.join(" | ").toStdString();
+        EXPECT_TRUE(accounted(got.of("ie.cache").size(), 1, "Container_3")) << cut << ": " << said.join(" | ").toStdString();
+        EXPECT_TRUE(accounted(got.of("ie.cookies").size(), 1, "Container_4")) << cut << ": " << said.join(" | ").toStdString();
+        lossesSaid += !said.isEmpty();
+    }
+    EXPECT_GT(lossesSaid, 0);
+}
+
 // A WebCacheV01.dat libesedb cannot read is said to be so, and the index.dat records beside it
 // are still read: the database is parsed in a contained child, whatever its bytes.
 TEST(IeTraces, AWebCacheDatabaseThatIsNoneIsAFindingAndTheOtherSourcesStay) {

@@ -83,27 +83,53 @@ int column(const std::map<QString, int>& columns, const char* name) {
     return it == columns.end() ? -1 : it->second;
 }
 
-Table tableNamed(libesedb_file_t* file, const QByteArray& name) {
+QString esedbError(libesedb_error_t** error) {
+    const QString text = libyalError(error, libesedb_error_sprint, libesedb_error_free);
+    return text.isEmpty() ? QStringLiteral("libesedb gives no reason") : text;
+}
+
+// The table of that name; nullptr with *why "" when there is none, with the library's words when
+// the catalog or the table could not be read.
+Table tableNamed(libesedb_file_t* file, const QByteArray& name, QString* why) {
     libesedb_table_t* raw = nullptr;
-    if (libesedb_file_get_table_by_utf8_name(file, reinterpret_cast<const uint8_t*>(name.constData()), static_cast<size_t>(name.size()),
-                                             &raw, nullptr) != 1) {
+    libesedb_error_t* error = nullptr;
+    const int found = libesedb_file_get_table_by_utf8_name(file, reinterpret_cast<const uint8_t*>(name.constData()),
+                                                           static_cast<size_t>(name.size()), &raw, &error);
+    *why = found == -1 ? esedbError(&error) : QString();
+    if (found != 1) {
+        if (error) libesedb_error_free(&error);
         return nullptr;
     }
     return Table(raw);
 }
 
 // Calls each(row, columns) for every record of a table, the columns named from its first record.
+// A table whose records cannot be counted, and every record libesedb cannot give, is noted on
+// `what`: a damaged page loses its records with a word, never silently.
 template <typename Each>
-void forEachRecord(libesedb_table_t* table, Each each) {
+void forEachRecord(TraceContext& context, const QString& what, libesedb_table_t* table, Each each) {
     int count = 0;
-    libesedb_table_get_number_of_records(table, &count, nullptr);
+    libesedb_error_t* error = nullptr;
+    if (libesedb_table_get_number_of_records(table, &count, &error) != 1) {
+        context.note(FindingKind::Damaged, what, QStringLiteral("its records cannot be counted (%1)").arg(esedbError(&error)));
+        return;
+    }
     std::map<QString, int> columns;
+    int lost = 0;
+    QString firstLoss;
     for (int i = 0; i < count; ++i) {
         libesedb_record_t* raw = nullptr;
-        if (libesedb_table_get_record(table, i, &raw, nullptr) != 1) continue;
+        if (libesedb_table_get_record(table, i, &raw, &error) != 1) {
+            const QString why = esedbError(&error);
+            if (lost++ == 0) firstLoss = QStringLiteral("record %1: %2").arg(i).arg(why);
+            continue;
+        }
         const Record record(raw);
         if (columns.empty()) columns = EseRow::columnsOf(raw);
-        if (!each(EseRow(raw), columns)) return;
+        if (!each(EseRow(raw), columns)) break;
+    }
+    if (lost > 0) {
+        context.note(FindingKind::Damaged, what, QStringLiteral("%1 of its %2 records cannot be read (%3)").arg(lost).arg(count).arg(firstLoss));
     }
 }
 
@@ -175,18 +201,21 @@ void readWebCache(TraceContext& context, TraceSink& sink, WebCacheKind kind, con
                   const QByteArray& localName) {
     const auto file = openLibyal(localName, libesedb_file_initialize, libesedb_file_open, libesedb_file_close, libesedb_file_free,
                                  LIBESEDB_OPEN_READ);
+    const QString what = QStringLiteral("WebCache database ") + path;
     if (!file) {
-        context.note(FindingKind::Damaged, QStringLiteral("WebCache database ") + path, QStringLiteral("not an ESE database libesedb reads"));
+        context.note(FindingKind::Damaged, what, QStringLiteral("not an ESE database libesedb reads"));
         return;
     }
     libesedb_file_t* raw = file.get();
-    const Table containers = tableNamed(raw, "Containers");
+    QString why;
+    const Table containers = tableNamed(raw, "Containers", &why);
     if (!containers) {
-        context.note(FindingKind::SchemaDiffers, QStringLiteral("WebCache database ") + path, QStringLiteral("no table Containers"));
+        context.note(why.isEmpty() ? FindingKind::SchemaDiffers : FindingKind::Damaged, what,
+                     why.isEmpty() ? QStringLiteral("no table Containers") : QStringLiteral("its table Containers cannot be read (%1)").arg(why));
         return;
     }
     std::vector<std::pair<int64_t, QString>> chosen;
-    forEachRecord(containers.get(), [&](const EseRow& row, const std::map<QString, int>& columns) {
+    forEachRecord(context, what + QStringLiteral(", table Containers"), containers.get(), [&](const EseRow& row, const std::map<QString, int>& columns) {
         const auto id = row.integer(column(columns, "ContainerId"));
         const QString name = row.text(column(columns, "Name")).trimmed();
         if (id && wanted(kind, name)) chosen.emplace_back(*id, name);
@@ -195,15 +224,16 @@ void readWebCache(TraceContext& context, TraceSink& sink, WebCacheKind kind, con
     for (const auto& container : chosen) {
         const QString& name = container.second;  // named, not bound: lambdas below capture it
         const QByteArray tableName = "Container_" + QByteArray::number(container.first);
-        const Table table = tableNamed(raw, tableName);
+        const Table table = tableNamed(raw, tableName, &why);
         if (!table) {
-            context.note(FindingKind::SchemaDiffers, QStringLiteral("WebCache database ") + path,
-                         QStringLiteral("no table %1 for container %2").arg(QString::fromLatin1(tableName), name));
+            context.note(why.isEmpty() ? FindingKind::SchemaDiffers : FindingKind::Damaged, what,
+                         why.isEmpty() ? QStringLiteral("no table %1 for container %2").arg(QString::fromLatin1(tableName), name)
+                                       : QStringLiteral("the table %1 of container %2 cannot be read (%3)").arg(QString::fromLatin1(tableName), name, why));
             continue;
         }
         const Provenance from = userProvenance(user, path, QStringLiteral("%1 (%2)").arg(QString::fromLatin1(tableName), name));
         bool going = true;
-        forEachRecord(table.get(), [&](const EseRow& row, const std::map<QString, int>& columns) {
+        forEachRecord(context, what + QStringLiteral(", table ") + QString::fromLatin1(tableName), table.get(), [&](const EseRow& row, const std::map<QString, int>& columns) {
             going = deliverEntry(context, sink, kind, from, name, row, columns);
             return going;
         });
