@@ -48,6 +48,7 @@ void runContainedSource(TraceContext& context, TraceSink& sink, const QString& w
             });
             FrameSink frames(out);
             body(context, frames);
+            context.reportHiveLosses();  // the child's walks: their losses travel home as notes
             return 0;
         },
         [&](QByteArrayView frame) {

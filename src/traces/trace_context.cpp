@@ -196,6 +196,7 @@ std::shared_ptr<HiveFile> TraceContext::hive(const QString& windowsPath) {
     const QString key = windowsPath.toLower();
     if (const auto it = hives_.find(key); it != hives_.end()) return it->second;
     std::shared_ptr<HiveFile>& slot = hives_[key];
+    hivePaths_[key] = windowsPath;
     const QString label = QStringLiteral("hive");
     if (!exists(windowsPath)) return slot;
     const auto file = system_.openFile(windowsPath, label);
@@ -212,6 +213,16 @@ std::shared_ptr<HiveFile> TraceContext::hive(const QString& windowsPath) {
     return slot;
 }
 
+void TraceContext::reportHiveLosses() {
+    for (const auto& [key, hive] : hives_) {
+        if (!hive) continue;
+        const QStringList losses = hive->takeLosses();
+        if (losses.isEmpty()) continue;
+        const QString path = hivePaths_.value(key, key);
+        for (const QString& loss : losses) note(FindingKind::Damaged, QStringLiteral("hive ") + path, loss);
+    }
+}
+
 qint64 runTraceKind(const TraceKind& kind, TraceContext& context, TraceSink& sink) {
     struct Counting : TraceSink {
         TraceSink& inner;
@@ -224,6 +235,7 @@ qint64 runTraceKind(const TraceKind& kind, TraceContext& context, TraceSink& sin
     } counting(sink);
     context.kind = &kind;
     kind.source(context, counting);
+    context.reportHiveLosses();
     context.kind = nullptr;
     return counting.count;
 }

@@ -4,6 +4,7 @@
 // the run's state (the kind being read, a stop asked for, the user the run is narrowed to).
 #pragma once
 
+#include <QMap>
 #include <QString>
 #include <functional>
 #include <map>
@@ -65,6 +66,9 @@ public:
     // none. What a replay did is noted too, so that --verbose says it.
     std::shared_ptr<HiveFile> hive(const QString& windowsPath);
     bool replayLogs = true;
+    // Notes what the walks of the hives opened so far lost (HiveFile::takeLosses), as findings
+    // on each hive: runTraceKind does at the end of every kind.
+    void reportHiveLosses();
 
     void note(FindingKind kind, const QString& what, const QString& why = QString()) const {
         if (noteHook_) noteHook_(kind, what, why);
@@ -91,6 +95,7 @@ private:
     std::optional<std::vector<UserProfile>> users_;
     std::optional<std::vector<BrowserProfile>> browsers_;
     std::map<QString, std::shared_ptr<HiveFile>> hives_;  // by lower-cased path; nullptr: none
+    QMap<QString, QString> hivePaths_;                    // the path each was asked for, as spelt
     std::function<void(FindingKind, const QString&, const QString&)> noteHook_;
 };
 

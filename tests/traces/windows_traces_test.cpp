@@ -9,6 +9,7 @@
 #include <functional>
 
 #include <QSet>
+#include <QtEndian>
 
 #include "platform/hive/hive_log.h"
 #include "support/cli_run.h"
@@ -355,6 +356,51 @@ TEST_F(RealWindowsVolume, AKeysLastWrittenTimeIsOneEventAKeyAndTheBodyFileRepeat
         // Never one moment in all four slots.
         EXPECT_FALSE(cells[7] != "0" && cells[7] == cells[8] && cells[8] == cells[9] && cells[9] == cells[10]) << line.toStdString();
     }
+}
+
+}  // namespace
+}  // namespace kestrova
+
+namespace kestrova {
+namespace {
+
+// A key whose value list hivex refuses (over its limit of 110,000) is a damaged finding naming
+// the key, not an empty list: the UserAssist entries of the other key still come.
+TEST(RegistryLosses, AValueListHivexRefusesIsADamagedFindingNamingTheKey) {
+    const QString root = QStringLiteral("Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\UserAssist\\");
+    const QString many = root + "{CEBFF5CD-ACE2-4F4F-9178-9926F41749EA}\\Count";
+    const QString few = root + "{F4E57C4B-2036-4F4F-9178-9926F41749EA}\\Count";
+    tools::HiveBuilder hive;
+    QByteArray entry(72, '\0');
+    entry[4] = 3;  // run count
+    for (int i = 0; i < 3; ++i) hive.binary(many, rot13(QStringLiteral("C:\\p%1.exe").arg(i)), entry);
+    hive.binary(few, rot13("C:\\Windows\\notepad.exe"), entry);
+    hive.binary(few, rot13("C:\\Windows\\calc.exe"), entry);
+    test::TempVolume volume;
+    volume.userHive(hive);
+    // The key of three values is made to claim 110,001 (its nk cell's value count, at 0x24 from
+    // the signature; its name at 0x4C): writing that many takes hivex minutes.
+    QFile file(volume.root() + "/Users/alice/NTUSER.DAT");
+    ASSERT_TRUE(file.open(QIODevice::ReadWrite));
+    QByteArray bytes = file.readAll();
+    bool patched = false;
+    for (qsizetype at = bytes.indexOf("nk"); at >= 0 && !patched; at = bytes.indexOf("nk", at + 2)) {
+        if (bytes.mid(at + 0x4C, 5) != "Count" || qFromLittleEndian<quint32>(bytes.constData() + at + 0x24) != 3) continue;
+        qToLittleEndian<quint32>(110001, bytes.data() + at + 0x24);
+        patched = true;
+    }
+    ASSERT_TRUE(patched);
+    file.seek(0);
+    file.write(bytes);
+    file.close();
+    const auto system = volume.open();
+    QTemporaryDir temp;
+    const TraceCollector got = test::readTraces(*system, {"windows.userassist"}, temp.path());
+    EXPECT_EQ(got.records.size(), 2u);
+    QStringList said;
+    for (const Finding& f : system->findings().all()) said << f.what + ": " + f.why;
+    EXPECT_TRUE(std::any_of(said.begin(), said.end(), [&](const QString& s) { return s.contains("NTUSER.DAT") && s.contains(many + ": hivex refuses its values"); }))
+        << said.join("\n").toStdString();
 }
 
 }  // namespace

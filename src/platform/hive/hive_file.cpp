@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 #include <hivex.h>
 #include <sys/mman.h>
 #include <unistd.h>
@@ -76,24 +77,58 @@ HiveFile::~HiveFile() { hivex_close(handle_); }
 HiveFile::Node HiveFile::root() const { return hivex_root(handle_); }
 
 // Calls visit(handle, name) for each subkey or value of a node in the hive's order until it
-// returns false. A damaged entry ends the walk, as the enumeration call would end there.
-template <typename Handle, typename Visit>
+// returns false. A damaged entry ends the walk, as the enumeration call would end there; a list
+// hivex refuses and an entry whose name it cannot read are said through `lose`.
+template <typename Handle, typename Visit, typename Lose>
 static void forEachNamed(hive_h* h, Handle* (*list)(hive_h*, size_t), char* (*nameOf)(hive_h*, Handle),
-                         size_t node, Visit visit) {
+                         size_t node, Visit visit, Lose lose) {
+    const char* const what = list == hivex_node_children ? "subkeys" : "values";
+    errno = 0;
     CPtr<Handle> handles(list(h, node));
-    if (!handles) return;
-    for (const Handle* it = handles.get(); *it != 0; ++it) {
+    if (!handles) {
+        lose(QStringLiteral("hivex refuses its %1 (%2)").arg(QLatin1String(what), QString::fromLocal8Bit(std::strerror(errno ? errno : EINVAL))));
+        return;
+    }
+    size_t at = 0;
+    for (const Handle* it = handles.get(); *it != 0; ++it, ++at) {
         CPtr<char> name(nameOf(h, *it));
-        if (!name || !visit(*it, QString::fromUtf8(name.get()))) return;
+        if (!name) {
+            size_t total = at;
+            while (handles.get()[total] != 0) ++total;
+            lose(QStringLiteral("the name of one of its %1 cannot be read; %2 of %3 are left unread")
+                     .arg(QLatin1String(what)).arg(total - at).arg(total));
+            return;
+        }
+        if (!visit(*it, QString::fromUtf8(name.get()))) return;
     }
 }
+
+QString HiveFile::pathOf(Node node) const {
+    QStringList parts;
+    const Node top = root();
+    for (int depth = 0; node != 0 && node != top && depth < 512; ++depth) {
+        CPtr<char> name(hivex_node_name(handle_, node));
+        parts.prepend(name ? QString::fromUtf8(name.get()) : QStringLiteral("?"));
+        errno = 0;
+        node = hivex_node_parent(handle_, node);
+    }
+    return parts.join(QLatin1Char('\\'));
+}
+
+void HiveFile::lose(Node node, const QString& what) const {
+    const QString path = pathOf(node);
+    const QString line = QStringLiteral("key %1: %2").arg(path.isEmpty() ? QStringLiteral("(the root)") : path, what);
+    if (!losses_.contains(line)) losses_.append(line);
+}
+
+QStringList HiveFile::takeLosses() const { return std::exchange(losses_, {}); }
 
 QStringList HiveFile::childNames(Node node) const {
     QStringList names;
     forEachNamed(handle_, hivex_node_children, hivex_node_name, node, [&](hive_node_h, const QString& name) {
         names.append(name);
         return true;
-    });
+    }, [&](const QString& why) { lose(node, why); });
     return names;
 }
 
@@ -102,7 +137,7 @@ std::optional<HiveFile::Node> HiveFile::child(Node node, const QString& name) co
     forEachNamed(handle_, hivex_node_children, hivex_node_name, node, [&](hive_node_h c, const QString& childName) {
         if (childName.compare(name, Qt::CaseInsensitive) == 0) found = c;
         return !found;
-    });
+    }, [&](const QString& why) { lose(node, why); });
     return found;
 }
 
@@ -122,7 +157,7 @@ QStringList HiveFile::valueNames(Node node) const {
     forEachNamed(handle_, hivex_node_values, hivex_value_key, node, [&](hive_value_h, const QString& name) {
         names.append(name);
         return true;
-    });
+    }, [&](const QString& why) { lose(node, why); });
     return names;
 }
 
@@ -131,7 +166,7 @@ std::optional<RegValueData> HiveFile::value(Node node, const QString& name) cons
     forEachNamed(handle_, hivex_node_values, hivex_value_key, node, [&](hive_value_h v, const QString& key) {
         if (key.compare(name, Qt::CaseInsensitive) == 0) match = v;
         return !match;
-    });
+    }, [&](const QString& why) { lose(node, why); });
     if (!match) return std::nullopt;
     // A damaged hive may store any number as the type; it is kept as a plain number, never loaded
     // as hivex's enumeration (whose range it may be outside).
@@ -153,7 +188,7 @@ std::vector<HiveFile::Named> HiveFile::children(Node node) const {
     forEachNamed(handle_, hivex_node_children, hivex_node_name, node, [&](hive_node_h c, const QString& name) {
         list.push_back({c, name});
         return true;
-    });
+    }, [&](const QString& why) { lose(node, why); });
     return list;
 }
 
@@ -166,9 +201,11 @@ std::vector<HiveFile::NamedValue> HiveFile::values(Node node) const {
         CPtr<char> data(hivex_value_value(handle_, v, reinterpret_cast<hive_type*>(&type), &length));
         if (data || errno == 0) {
             list.push_back({name, RegValueData{type, data ? QByteArray(data.get(), static_cast<qsizetype>(length)) : QByteArray()}});
+        } else {
+            lose(node, QStringLiteral("the data of its value \"%1\" cannot be read (%2)").arg(name, QString::fromLocal8Bit(std::strerror(errno))));
         }
         return true;
-    });
+    }, [&](const QString& why) { lose(node, why); });
     return list;
 }
 

@@ -52,9 +52,19 @@ public:
     std::vector<NamedValue> values(Node node) const;
     std::optional<int64_t> lastWritten(Node node) const;
 
+    // What was lost since the last call, a line each ("key Software\...\Count: hivex refuses its
+    // values (...)"): a subkey or value list hivex refused (damaged, or over its limits), an entry
+    // whose name or data could not be read. Every walk above notes it, classic or trace; the
+    // traces say it as a finding, so that a damaged key is never taken for an empty one.
+    QStringList takeLosses() const;
+
 private:
     explicit HiveFile(hive_h* handle) : handle_(handle) {}
+    // The key's path below the root, for a loss's line.
+    QString pathOf(Node node) const;
+    void lose(Node node, const QString& what) const;
     hive_h* handle_;
+    mutable QStringList losses_;
 };
 
 }  // namespace kestrova
