@@ -58,7 +58,17 @@ QStringList chromiumProfiles(const TraceContext& context, const QString& userDat
     QStringList names;
     const QString localState = userData + QStringLiteral("\\Local State");
     if (const auto state = context.exists(localState) ? context.readSmallFile(localState) : std::nullopt) {
-        const QJsonObject cache = QJsonDocument::fromJson(*state).object()[QLatin1String("profile")].toObject()[QLatin1String("info_cache")].toObject();
+        // A Local State that cannot be parsed lists nothing: the folders below are still found,
+        // and a profile only the list named (a folder of another name) is said to be missed.
+        QJsonParseError error{};
+        const QJsonDocument document = QJsonDocument::fromJson(*state, &error);
+        if (error.error != QJsonParseError::NoError || !document.isObject()) {
+            context.note(FindingKind::Damaged, QStringLiteral("browser profile list ") + localState,
+                         error.error != QJsonParseError::NoError
+                             ? QStringLiteral("not JSON (%1 at byte %2); only Default and \"Profile N\" folders are read").arg(error.errorString()).arg(error.offset)
+                             : QStringLiteral("not a JSON object; only Default and \"Profile N\" folders are read"));
+        }
+        const QJsonObject cache = document.object()[QLatin1String("profile")].toObject()[QLatin1String("info_cache")].toObject();
         for (const QString& name : cache.keys()) {
             // A listed name is a folder name; one that would lead elsewhere is not followed.
             if (!name.contains(QLatin1Char('\\')) && !name.contains(QLatin1Char('/')) && name != QLatin1String("..") &&

@@ -269,6 +269,7 @@ TEST(BrowserSchemas, AnUnknownSchemaOrADamagedFileIsSaidNeverPassedOffAsEmpty) {
     QString error;
     ASSERT_TRUE(tools::writeDatabase(profile + "History", "CREATE TABLE urls(id INTEGER, url TEXT);", &error));
     volume.file("Users/alice/AppData/Local/Google/Chrome/User Data/Default/Login Data", QByteArray(4096, 'x'));
+    volume.file("Users/alice/AppData/Local/Google/Chrome/User Data/Local State", "{\"profile\": {\"info_cache\": {\"Work\"");
     const auto system = volume.open();
     QTemporaryDir temp;
     const TraceCollector got = test::readTraces(*system, {"browser.history", "browser.logins"}, temp.path());
@@ -277,6 +278,9 @@ TEST(BrowserSchemas, AnUnknownSchemaOrADamagedFileIsSaidNeverPassedOffAsEmpty) {
     for (const Finding& f : system->findings().all()) findings.append(f.text());
     EXPECT_TRUE(findings.filter("History: schema differs: no tables visits and urls").size() == 1) << findings.join("\n").toStdString();
     EXPECT_TRUE(findings.filter(QRegularExpression("Login Data: damaged: .*not a database")).size() == 1) << findings.join("\n").toStdString();
+    // A profile list that cannot be parsed is said: a profile only it named may be missed.
+    EXPECT_TRUE(findings.filter(QRegularExpression("Local State: damaged: not JSON \\(.* at byte \\d+\\); only Default")).size() == 1)
+        << findings.join("\n").toStdString();
 }
 
 TEST(BrowserValues, TimesOfChangingUnitsTransitionsAndFileUris) {

@@ -65,7 +65,18 @@ TEST(HiveLogReplay, ATornLogEntryEndsTheReplayAndACleanHiveIsLeftAlone) {
     const HiveReplay torn = replayHive(primary, {{"LOG1", log1}});
     EXPECT_EQ(torn.entries, 0);
     EXPECT_TRUE(torn.hive.isEmpty());
-    EXPECT_FALSE(torn.why.isEmpty());
+    EXPECT_EQ(torn.why, "the replay stopped at a damaged entry of LOG1 (at offset 0x200: its pages' hash does not match); "
+                        "0 entries were applied before it");
+    // The sixth entry torn: the five before it are applied, and the replay says where it stopped.
+    QByteArray sixth = readAll(test::realData("registry/transactions_ntuser.dat.log1"));
+    qsizetype at = 512;
+    for (int i = 0; i < 5; ++i) at += qFromLittleEndian<quint32>(sixth.constData() + at + 4);
+    sixth[at + 600] = static_cast<char>(sixth[at + 600] ^ 0x5A);
+    const HiveReplay partly = replayHive(primary, {{"LOG1", sixth}});
+    EXPECT_EQ(partly.entries, 5);
+    EXPECT_FALSE(partly.hive.isEmpty());
+    EXPECT_TRUE(partly.why.startsWith("the replay stopped at a damaged entry of LOG1 (at offset 0x")) << partly.why.toStdString();
+    EXPECT_TRUE(partly.why.endsWith("5 entries were applied before it")) << partly.why.toStdString();
 
     const HiveReplay none = replayHive(primary, {});
     EXPECT_TRUE(none.dirty);
@@ -400,6 +411,39 @@ TEST(RegistryLosses, AValueListHivexRefusesIsADamagedFindingNamingTheKey) {
     QStringList said;
     for (const Finding& f : system->findings().all()) said << f.what + ": " + f.why;
     EXPECT_TRUE(std::any_of(said.begin(), said.end(), [&](const QString& s) { return s.contains("NTUSER.DAT") && s.contains(many + ": hivex refuses its values"); }))
+        << said.join("\n").toStdString();
+}
+
+}  // namespace
+}  // namespace kestrova
+
+namespace kestrova {
+namespace {
+
+// A customDestinations-ms file cut short says how many of the shortcuts it declares were lost;
+// the whole file says nothing and gives every one.
+TEST(JumpListLosses, ACutCustomDestinationsFileSaysWhatItLost) {
+    REALDATA_OR_SKIP(custom, "shell/5afe4de1b92fc382.customDestinations-ms");
+    QFile file(custom);
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    const QByteArray whole = file.readAll();
+    const QString where = "AppData/Roaming/Microsoft/Windows/Recent/CustomDestinations/5afe4de1b92fc382.customDestinations-ms";
+    test::TempVolume volume;
+    volume.file("Users/alice/NTUSER.DAT", "x");
+    volume.file("Users/alice/" + where, whole);
+    volume.file("Users/bob/" + where, whole.left(8000));
+    const auto system = volume.open();
+    QTemporaryDir temp;
+    const TraceCollector got = test::readTraces(*system, {"windows.jumplists"}, temp.path());
+    const auto ofUser = [&](const char* user) {
+        return std::count_if(got.records.begin(), got.records.end(), [&](const TraceRecord& r) { return r["user"] == user; });
+    };
+    EXPECT_EQ(ofUser("alice"), 9);
+    EXPECT_EQ(ofUser("bob"), 4);
+    QStringList said;
+    for (const Finding& f : system->findings().all()) said << f.what + ": " + f.why;
+    ASSERT_FALSE(said.filter("alice").size()) << said.join("\n").toStdString();
+    EXPECT_EQ(said.filter("bob").filter("it declares 9 shortcuts, 4 were read; the file ends inside a category").size(), 1)
         << said.join("\n").toStdString();
 }
 

@@ -53,18 +53,51 @@ struct LogEntry {
     uint32_t pageCount = 0;
 };
 
-// The entries of a new-format log in file order, up to the first that is not whole and intact.
-std::vector<LogEntry> entriesOf(ByteView log) {
+// An entry that starts like one ("HvLE") but is not whole or intact: where the log's usable
+// entries end for a reason, not at the end of what was written.
+struct DamagedEntry {
+    size_t offset = 0;
+    std::optional<uint32_t> sequence;  // when its header is intact
+    QString why;
+};
+
+// The entries of a new-format log in file order, up to the first that is not whole and intact
+// (said in *damaged when it is one).
+std::vector<LogEntry> entriesOf(ByteView log, std::optional<DamagedEntry>* damaged) {
     std::vector<LogEntry> entries;
     for (size_t at = kSector; log.has(at, 40) && log.startsWith("HvLE", at);) {
         const uint32_t size = log.u32(at + 4);
-        if (size < 40 || size % kSector != 0 || !log.has(at, size)) break;
+        const ByteView head = log.sub(at, 40);
+        const bool headIntact = registryMarvin32(head.data(), 32) == head.u64(32);
+        const auto damage = [&](const char* why) {
+            *damaged = DamagedEntry{at, headIntact ? std::optional<uint32_t>(head.u32(12)) : std::nullopt, QLatin1String(why)};
+        };
+        if (size < 40 || size % kSector != 0) {
+            damage("its size is not a whole number of sectors");
+            break;
+        }
+        if (!log.has(at, size)) {
+            damage("it is cut short");
+            break;
+        }
         const ByteView entry = log.sub(at, size);
         LogEntry e{entry.u32(12), entry.u32(16), entry, entry.u32(20)};
-        if (e.binsSize % kBaseBlock != 0 || e.binsSize > kMaxBinsSize) break;
-        if (registryMarvin32(entry.data() + 40, size - 40) != entry.u64(24)) break;
-        if (registryMarvin32(entry.data(), 32) != entry.u64(32)) break;
-        if (!entry.has(40, size_t{e.pageCount} * 8)) break;
+        if (!headIntact) {
+            damage("its header's hash does not match");
+            break;
+        }
+        if (e.binsSize % kBaseBlock != 0 || e.binsSize > kMaxBinsSize) {
+            damage("its hive size is impossible");
+            break;
+        }
+        if (registryMarvin32(entry.data() + 40, size - 40) != entry.u64(24)) {
+            damage("its pages' hash does not match");
+            break;
+        }
+        if (!entry.has(40, size_t{e.pageCount} * 8)) {
+            damage("its page list runs past its end");
+            break;
+        }
         entries.push_back(e);
         at += size;
     }
@@ -166,10 +199,12 @@ HiveReplay replayHive(const QByteArray& primary, const std::vector<HiveLog>& log
     struct NewLog {
         const HiveLog* log;
         std::vector<LogEntry> entries;
+        std::optional<DamagedEntry> damaged;
     };
     std::vector<NewLog> newLogs;
     const HiveLog* oldLog = nullptr;
     QStringList unusable;
+    std::vector<NewLog> damagedFirst;  // logs whose very first entry is damaged
     for (const HiveLog& log : logs) {
         const ByteView bytes(log.bytes);
         if (!validBaseBlock(bytes)) {
@@ -178,8 +213,10 @@ HiveReplay replayHive(const QByteArray& primary, const std::vector<HiveLog>& log
         }
         const uint32_t type = bytes.u32(28);
         if (type == 6) {
-            newLogs.push_back({&log, entriesOf(bytes)});
-            if (newLogs.back().entries.empty()) newLogs.pop_back();
+            std::optional<DamagedEntry> damaged;
+            std::vector<LogEntry> entries = entriesOf(bytes, &damaged);
+            if (!entries.empty()) newLogs.push_back({&log, std::move(entries), damaged});
+            else if (damaged) damagedFirst.push_back({&log, {}, damaged});
         } else if ((type == 1 || type == 2) && !oldLog && bytes.u32(4) == bytes.u32(8) &&
                    (!primaryValid || std::memcmp(log.bytes.constData() + 12, primary.constData() + 12, 8) == 0)) {
             oldLog = &log;
@@ -196,7 +233,7 @@ HiveReplay replayHive(const QByteArray& primary, const std::vector<HiveLog>& log
         putU32(hive, 28, 0);
     }
 
-    if (!newLogs.empty()) {
+    if (!newLogs.empty() || !damagedFirst.empty()) {
         // Windows alternates between the two logs: the one with the earlier entries goes first,
         // and the sequence continues into the other.
         std::sort(newLogs.begin(), newLogs.end(),
@@ -221,6 +258,18 @@ HiveReplay replayHive(const QByteArray& primary, const std::vector<HiveLog>& log
                 expected = e.sequence + 1;
             }
             if (usedThis) result.used << log.log->name;
+        }
+        // A damaged entry that the sequence still needed ends the replay there, and says so.
+        if (result.why.isEmpty()) {
+            for (const std::vector<NewLog>* set : {&newLogs, &damagedFirst}) {
+                for (const NewLog& log : *set) {
+                    if (!log.damaged || (log.damaged->sequence && *log.damaged->sequence < expected)) continue;
+                    result.why = QStringLiteral("the replay stopped at a damaged entry of %1 (at offset 0x%2: %3); %4 entries were applied before it")
+                                     .arg(log.log->name).arg(log.damaged->offset, 0, 16).arg(log.damaged->why).arg(result.entries);
+                    break;
+                }
+                if (!result.why.isEmpty()) break;
+            }
         }
         if (result.entries > 0) {
             putU32(hive, 4, expected - 1);

@@ -15,7 +15,13 @@
 //          108 pin status (-1: not pinned), version 1: 112 path size (characters), 114 path;
 //           version 3+: 116 access count, 128 path size, 130 path, then 4 bytes.
 // A customDestinations-ms file holds shortcuts one after another inside its categories; each
-// shortcut is found by its header and read from there.
+// shortcut is found by its header and read from there. What the file declares is read too, so
+// that a file cut short says how many it lost (after libyal's "Jump lists format" document):
+//   header, 12 bytes: 0 format version (2), 4 number of categories, 8 unknown
+//   category: 0 type; 0 (custom): 4 name size in characters, 6 name (UTF-16), then the number of
+//             entries (4 bytes); 1 (known): 4 known category id, no entries; 2 (tasks): 4 number
+//             of entries. Entries: a 16-byte class identifier, then the shortcut. A category
+//             ends with the signature 0xBABFFBAB.
 #include <libolecf.h>
 #include <liblnk.h>
 #include <cstring>
@@ -232,23 +238,67 @@ void automaticList(TraceContext& context, TraceSink& sink, const EvidenceFile& f
     }
 }
 
+// How many shortcuts a customDestinations-ms file declares, and whether its last category ends
+// where a whole file would.
+struct DeclaredEntries {
+    qint64 entries = 0;
+    bool whole = false;
+};
+DeclaredEntries declaredEntries(const QByteArray& bytes) {
+    static const QByteArray kFooter = QByteArray::fromHex("abfbbfba");
+    const ByteView view(bytes);
+    DeclaredEntries declared;
+    const uint32_t categories = view.u32(4);
+    if (!view.has(0, 12) || categories > 4096) return declared;
+    size_t at = 12;
+    for (uint32_t c = 0; c < categories; ++c) {
+        if (!view.has(at, 8)) return declared;
+        const uint32_t type = view.u32(at);
+        size_t countAt = at + 4;
+        if (type == 0) countAt = at + 6 + size_t{view.u16(at + 4)} * 2;
+        if (type != 1 && !view.has(countAt, 4)) return declared;
+        const uint32_t count = type == 1 ? 0 : view.u32(countAt);
+        if (count > 65536) return declared;
+        declared.entries += count;
+        const qsizetype footer = bytes.indexOf(kFooter, static_cast<qsizetype>(at) + 4);
+        if (footer < 0) return declared;
+        at = static_cast<size_t>(footer) + 4;
+    }
+    declared.whole = true;
+    return declared;
+}
+
 void customList(TraceContext& context, TraceSink& sink, const EvidenceFile& f) {
     using namespace wf::jumplists;
     // A shortcut starts with its header size (0x4C) and the shell link class identifier.
     static const QByteArray kHeader = QByteArray::fromHex("4c0000000114020000000000c000000000000046");
     const QString appId = f.name.section(QLatin1Char('.'), 0, 0);
     const Provenance from = userProvenance(*f.user, f.path, QStringLiteral("customDestinations"));
-    int entry = 0;
+    int entry = 0, refused = 0;
+    QString firstRefusal;
     for (qsizetype at = f.bytes.indexOf(kHeader); at >= 0; at = f.bytes.indexOf(kHeader, at + 1)) {
         OwnedRecord<Count> r;
         QString why;
-        if (!readShortcut(f.bytes.mid(at), r, &why)) continue;
+        if (!readShortcut(f.bytes.mid(at), r, &why)) {
+            if (refused++ == 0) firstRefusal = QStringLiteral("the one at offset 0x%1: %2").arg(at, 0, 16).arg(why);
+            continue;
+        }
         r.text(ListPath, f.path);
         r.text(ListType, QStringLiteral("custom"));
         r.text(AppId, appId);
         r.text(Application, applicationOf(appId));
         r.integer(EntryNumber, ++entry);
         if (!context.deliver(sink, from, r.values())) return;
+    }
+    const QString what = QStringLiteral("Jump List ") + f.path;
+    const DeclaredEntries declared = declaredEntries(f.bytes);
+    if (refused > 0) context.note(FindingKind::Damaged, what, QStringLiteral("%1 of its shortcuts cannot be read (%2)").arg(refused).arg(firstRefusal));
+    if (declared.entries > entry + refused) {
+        context.note(FindingKind::Damaged, what,
+                     QStringLiteral("it declares %1 shortcuts, %2 were read%3").arg(declared.entries).arg(entry)
+                         .arg(declared.whole ? QString() : QStringLiteral("; the file ends inside a category (cut short)")));
+    } else if (!declared.whole && refused == 0 && !f.bytes.isEmpty()) {
+        context.note(FindingKind::Damaged, what, QStringLiteral("the file ends inside a category (cut short); %1 shortcuts were read").arg(entry));
     }
 }
 
