@@ -4,6 +4,7 @@
 // readers hand them over, never held.
 #include <QCoreApplication>
 #include <QFile>
+#include <QElapsedTimer>
 #include <QTextStream>
 #include <algorithm>
 #include <cerrno>
@@ -26,6 +27,7 @@
 #include "platform/system/environment.h"
 #include "platform/system/versions.h"
 #include "cli/timeline_output.h"
+#include "platform/image/image_verify.h"
 #include "cli/trace_output.h"
 #include "traces/trace_context.h"
 
@@ -58,7 +60,11 @@ constexpr const char* kHelp =
     "  timeline [--from T] [--to T] [--kinds K,...] [--format jsonl|csv|body|tln]\n"
     "                         every dated field of every trace record as one event, in time order\n"
     "                         (T: ISO 8601, in the --tz zone unless it gives an offset); jsonl and\n"
-    "                         csv as Timesketch imports them, body for mactime, tln\n"
+    "                         csv as Timesketch imports them, body (a line a record) for mactime, tln\n"
+    "  verify                 with --image: reads every byte of the disk the image stands for,\n"
+    "                         hashes it (MD5, SHA-1) and compares the hashes with those the image\n"
+    "                         stored at acquisition (EWF); exit 1 when one differs or a byte cannot\n"
+    "                         be read\n"
     "\n"
     "Options:\n"
     "  --root DIR             the folder standing for C:\\ (a mounted partition or a copy)\n"
@@ -248,6 +254,7 @@ void describeImage(const ImageSource& image, QTextStream& out) {
     if (s.format.isEmpty()) return;
     out << "image: " << s.files.join(QStringLiteral(", ")) << '\n' << "container: " << s.format << ", " << s.size << " bytes\n";
     for (const auto& [name, value] : s.metadata) out << "  " << name << ": " << value << '\n';
+    if (!s.incomplete.isEmpty()) out << s.incomplete << '\n';
     for (const Partition& p : s.partitions) {
         const bool windows = std::find(s.windows.begin(), s.windows.end(), p.number) != s.windows.end();
         out << "partition " << p.number << ": " << p.scheme << (p.type.isEmpty() ? QString() : QLatin1Char(' ') + p.type)
@@ -256,6 +263,7 @@ void describeImage(const ImageSource& image, QTextStream& out) {
         if (p.number == s.chosen && !s.label.isEmpty()) out << ", label \"" << s.label << '"';
         if (windows) out << ", Windows";
         if (p.number == s.chosen) out << " (examined)";
+        if (!p.problem.isEmpty()) out << "; " << p.problem;
         out << '\n';
     }
 }
@@ -497,6 +505,43 @@ int timeline(Environment& env, const Options& o, const QTimeZone& zone) {
     return 0;
 }
 
+// Hashes the whole image and compares with what it stored, as ewfverify does; a progress line on
+// standard error while it reads (rewritten in place on a terminal, once at the end otherwise).
+int verify(const QString& image, QTextStream& out) {
+    const bool terminal = ::isatty(STDERR_FILENO) != 0;
+    QElapsedTimer shown;
+    shown.start();
+    const auto line = [](uint64_t done, uint64_t size) {
+        return QStringLiteral("verify: %1% (%2 of %3 MiB)").arg(size ? done * 100 / size : 100).arg(done >> 20).arg(size >> 20);
+    };
+    const ImageVerification v = verifyImage(image, [&](uint64_t done, uint64_t size) {
+        if (terminal && (shown.elapsed() >= 200 || done == size)) {
+            std::fprintf(stderr, "\r%s", qPrintable(line(done, size)));
+            shown.restart();
+        }
+    });
+    std::fprintf(stderr, terminal ? "\r%s\n" : "%s\n", qPrintable(line(v.done, v.size)));
+    out << "image: " << image << '\n';
+    if (!v.format.isEmpty()) out << "container: " << v.format << ", " << v.size << " bytes\n";
+    if (!v.read) {
+        out.flush();
+        std::fprintf(stderr, "kestrova-cli: %s cannot be verified: %s\n", qPrintable(image), qPrintable(v.why));
+        return 1;
+    }
+    const auto compare = [&](const char* name, const QString& computed, const QString& stored) {
+        out << "computed " << name << ": " << computed << '\n';
+        if (stored.isEmpty()) out << "stored " << name << ": none\n";
+        else out << "stored " << name << ": " << stored << (stored.compare(computed, Qt::CaseInsensitive) == 0 ? " (matches)" : " (DIFFERS)") << '\n';
+    };
+    compare("MD5", v.md5, v.storedMd5);
+    compare("SHA-1", v.sha1, v.storedSha1);
+    const bool stored = !v.storedMd5.isEmpty() || !v.storedSha1.isEmpty();
+    out << (v.matches() ? (stored ? "verified: the image's data is what was acquired\n" : "no hash is stored in the image to compare with\n")
+                        : "NOT verified: the image's data differs from what was acquired\n");
+    out.flush();
+    return v.matches() ? 0 : 1;
+}
+
 // -o FILE: everything the command writes to standard output goes to the file instead.
 bool redirectOutput(const QString& path) {
     const int fd = ::open(toFileNameBytes(path).constData(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
@@ -526,7 +571,7 @@ int main(int argc, char** argv) {
         return 0;
     }
     if (o.command.isEmpty()) return usageError(QStringLiteral("no command given"));
-    const QStringList commands{"info", "categories", "rows", "report", "traces", "timeline"};
+    const QStringList commands{"info", "categories", "rows", "report", "traces", "timeline", "verify"};
     if (!commands.contains(o.command)) {
         return usageError(QStringLiteral("unknown command \"%1\": the commands are %2").arg(o.command, commands.join(", ")));
     }
@@ -535,6 +580,10 @@ int main(int argc, char** argv) {
 
     QTextStream out(stdout);
     if (o.command == QLatin1String("categories")) return categories(out, o.keys);
+    if (o.command == QLatin1String("verify")) {
+        if (o.image.isEmpty()) return usageError(QStringLiteral("verify takes the image to verify with --image"));
+        return verify(o.image, out);
+    }
     const bool tracing = o.command == QLatin1String("traces") || o.command == QLatin1String("timeline");
     if (o.command == QLatin1String("traces") && o.list) return listTraceKinds(out);
     // The traces read every user; --user narrows them, it does not choose the classic profile.

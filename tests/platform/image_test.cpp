@@ -4,6 +4,7 @@
 #include <QCryptographicHash>
 #include <QProcess>
 #include <csignal>
+#include <QtEndian>
 #include <gtest/gtest.h>
 
 #include "mksample/sample_system.h"
@@ -109,6 +110,78 @@ TEST(Partitions, MbrWithLogicalDrivesGptAndABareFileSystemAreListedWithWhatTheyH
     mbr.close();
     disk = DiskImage::open(dir.filePath("mbr.raw"), &why);
     EXPECT_LE(listPartitions(*disk).size(), 3u);
+}
+
+// Table entries past the image's end are listed with that reason, numbered as the table has them;
+// one running past the end is said to be cut.
+TEST(Partitions, EntriesPastTheImagesEndAreListedWithTheReason) {
+    QTemporaryDir dir;
+    QByteArray mbr(512, '\0');
+    const auto entry = [&](int i, uint8_t type, uint32_t start, uint32_t sectors) {
+        mbr[446 + i * 16 + 4] = static_cast<char>(type);
+        qToLittleEndian<quint32>(start, mbr.data() + 446 + i * 16 + 8);
+        qToLittleEndian<quint32>(sectors, mbr.data() + 446 + i * 16 + 12);
+    };
+    entry(0, 0x07, 1, 64);      // whole
+    entry(1, 0x07, 120, 100);   // 8 of its 100 sectors in the image
+    entry(2, 0x07, 4000, 10);   // beyond it
+    mbr[510] = char(0x55);
+    mbr[511] = char(0xAA);
+    const QString disk = writeFile(dir, "cut.raw", mbr, 128 * 512);
+    QString why;
+    const auto image = DiskImage::open(disk, &why);
+    ASSERT_TRUE(image) << why.toStdString();
+    const auto parts = listPartitions(*image);
+    ASSERT_EQ(parts.size(), 3u);
+    EXPECT_TRUE(parts[0].problem.isEmpty());
+    EXPECT_EQ(parts[1].number, 2);
+    EXPECT_EQ(parts[1].size, 8u * 512);
+    EXPECT_EQ(parts[1].problem, "runs past the image's end: 4096 of its 51200 bytes are in the image");
+    EXPECT_EQ(parts[2].number, 3);
+    EXPECT_TRUE(parts[2].beyondImage);
+    EXPECT_EQ(parts[2].size, 10u * 512);
+    EXPECT_EQ(parts[2].problem, "lies past the image's end (the image holds 65536 bytes)");
+    const CliRun info = cli({"--image", disk, "info"});
+    EXPECT_TRUE(info.out.contains("partition 3: MBR 0x07, offset 2048000, 5120 bytes, unknown file system; lies past the image's end"))
+        << info.out.toStdString();
+}
+
+// An EWF set whose last segment is missing is said to be incomplete, not taken for a disk
+// without a partition table; verify hashes the media and compares with the stored MD5.
+TEST(DiskImages, AnIncompleteEwfSetIsSaidAndVerifyComparesTheStoredHash) {
+    REALDATA_OR_SKIP(e01, "images/image-split.E01");
+    const CliRun whole = cli({"--image", e01, "verify"});
+    EXPECT_EQ(whole.exitCode, 0) << whole.err.toStdString();
+    EXPECT_TRUE(whole.out.contains("computed MD5: 38ea5af8a80e16e46c095c9110242fc0\nstored MD5: 38ea5af8a80e16e46c095c9110242fc0 (matches)"))
+        << whole.out.toStdString();
+    EXPECT_TRUE(whole.err.contains("verify: 100%")) << whole.err.toStdString();
+    QTemporaryDir dir;
+    ASSERT_TRUE(QFile::copy(e01, dir.filePath("alone.E01")));
+    const CliRun info = cli({"--image", dir.filePath("alone.E01"), "info"});
+    EXPECT_TRUE(info.out.contains("incomplete: a segment after alone.E01 is missing")) << info.out.toStdString();
+    EXPECT_TRUE(info.err.contains("the image is incomplete: a segment after alone.E01 is missing")) << info.err.toStdString();
+    const CliRun alone = cli({"--image", dir.filePath("alone.E01"), "verify"});
+    EXPECT_EQ(alone.exitCode, 1);
+    EXPECT_TRUE(alone.err.contains("cannot be verified: incomplete: a segment after alone.E01 is missing")) << alone.err.toStdString();
+    // A stored hash tampered with: libewf refuses the set (the section's checksum), and verify fails
+    // saying why.
+    const QString other = test::realData("images/image-split.E02");
+    ASSERT_TRUE(QFile::copy(e01, dir.filePath("x.E01")));
+    ASSERT_TRUE(QFile::copy(other, dir.filePath("x.E02")));
+    QFile::setPermissions(dir.filePath("x.E02"), QFileDevice::ReadOwner | QFileDevice::WriteOwner);
+    QFile seg(dir.filePath("x.E02"));
+    ASSERT_TRUE(seg.open(QIODevice::ReadWrite));
+    QByteArray bytes = seg.readAll();
+    const qsizetype md5 = bytes.indexOf(QByteArray::fromHex("38ea5af8a80e16e46c095c9110242fc0"));
+    ASSERT_GT(md5, 0);
+    bytes[md5] = static_cast<char>(bytes[md5] ^ 0x01);
+    seg.seek(0);
+    seg.write(bytes);
+    seg.close();
+    const CliRun changed = cli({"--image", dir.filePath("x.E01"), "verify"});
+    EXPECT_EQ(changed.exitCode, 1);
+    EXPECT_TRUE(changed.err.contains("x.E01 cannot be verified: ")) << changed.err.toStdString();
+    EXPECT_FALSE(changed.out.contains("(matches)")) << changed.out.toStdString();
 }
 
 TEST(DiskImages, TheRealContainersOpenAndShowTheirPartitions) {
@@ -264,6 +337,11 @@ TEST_F(WindowsImages, EveryContainerShowsWhatTheSameVolumeShowsAsAFolderAndStays
     EXPECT_TRUE(info.out.contains("case number: CASE-1")) << info.out.toStdString();
     EXPECT_TRUE(info.out.contains("stored MD5: ")) << info.out.toStdString();
     EXPECT_TRUE(info.out.contains("label \"Windows\", Windows (examined)")) << info.out.toStdString();
+    EXPECT_TRUE(cli({"--image", dir_.filePath("disk.vhdx"), "info"}).out.contains("container: VHDX,"));
+    EXPECT_TRUE(cli({"--image", dir_.filePath("disk.vhd"), "info"}).out.contains("container: VHD,"));
+    const CliRun verified = cli({"--image", dir_.filePath("disk.E01"), "verify"});
+    EXPECT_EQ(verified.exitCode, 0) << verified.out.toStdString() << verified.err.toStdString();
+    EXPECT_TRUE(verified.out.contains("(matches)")) << verified.out.toStdString();
     const CliRun gptInfo = cli({"--image", gpt, "info"});
     EXPECT_TRUE(gptInfo.out.contains("partition 1: GPT EFI system")) << gptInfo.out.toStdString();
     EXPECT_TRUE(gptInfo.out.contains("partition 4: GPT Microsoft basic data")) << gptInfo.out.toStdString();

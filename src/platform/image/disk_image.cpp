@@ -169,6 +169,13 @@ protected:
     int64_t readAt(uint64_t offset, void* buffer, size_t size) const override {
         return libewf_handle_read_random(handle_, buffer, size, static_cast<off64_t>(offset), nullptr);
     }
+    // libewf opens a set whose last segments are missing or cut, and reads their part as zeros:
+    // only this flag tells.
+    QString containerDamage() const override {
+        if (libewf_handle_segment_files_corrupted(handle_, nullptr) != 1) return QString();
+        return QStringLiteral("incomplete: a segment after %1 is missing, or a segment is cut or damaged; what it held reads as zeros")
+            .arg(QFileInfo(files_.isEmpty() ? QString() : files_.last()).fileName());
+    }
 
 private:
     libewf_handle_t* handle_ = nullptr;
@@ -182,7 +189,8 @@ private:
 template <typename Traits>
 class LibyalImage : public DiskImage {
 public:
-    static std::unique_ptr<LibyalImage> open(const QString& path, QString* why) {
+    // `format`: the container's name where its signature told it ("VHDX"); else the library says.
+    static std::unique_ptr<LibyalImage> open(const QString& path, QString* why, const QString& format = QString()) {
         typename Traits::Error* error = nullptr;
         auto image = std::unique_ptr<LibyalImage>(new LibyalImage);
         image->files_ << path;
@@ -197,7 +205,7 @@ public:
         size64_t size = 0;
         if (Traits::mediaSize(image->handle_, &size, &error) != 1) return fail();
         image->size_ = size;
-        image->format_ = Traits::formatOf(image->handle_);
+        image->format_ = format.isEmpty() ? Traits::formatOf(image->handle_) : format;
         return image;
     }
     ~LibyalImage() override {
@@ -319,8 +327,8 @@ std::unique_ptr<DiskImage> DiskImage::open(const QString& path, QString* why) {
     std::unique_ptr<DiskImage> image;
     switch (kindOf(path)) {
         case Kind::Ewf: image = EwfImage::open(path, &problem); break;
-        case Kind::Vhd:
-        case Kind::Vhdx: image = LibyalImage<VhdiTraits>::open(path, &problem); break;
+        case Kind::Vhd: image = LibyalImage<VhdiTraits>::open(path, &problem, QStringLiteral("VHD")); break;
+        case Kind::Vhdx: image = LibyalImage<VhdiTraits>::open(path, &problem, QStringLiteral("VHDX")); break;
         case Kind::Vmdk: image = LibyalImage<VmdkTraits>::open(path, &problem); break;
         case Kind::Qcow: image = LibyalImage<QcowTraits>::open(path, &problem); break;
         case Kind::Raw: image = RawImage::open(rawSegments(path), &problem); break;

@@ -31,12 +31,24 @@ public:
     // The one file the disk's bytes lie in as they are (a raw image of one segment), where a
     // reader may read them in place; "" for any other image.
     virtual QString plainFile() const { return QString(); }
+    // Why the image does not hold the whole disk, in the user's words ("incomplete: ..."): a
+    // segment missing or cut, a chunk that could not be read; "" while nothing says so.
+    QString incomplete() const {
+        const std::lock_guard lock(mutex_);
+        const QString container = containerDamage();
+        if (!container.isEmpty()) return container;
+        return firstReadError_;
+    }
 
     // Reads up to size bytes at offset; the bytes read (fewer at the end of the disk), -1 on a
-    // read error. Safe to call from several threads.
+    // read error (the first is kept for incomplete()). Safe to call from several threads.
     int64_t read(uint64_t offset, void* buffer, size_t size) const {
         const std::lock_guard lock(mutex_);
-        return readAt(offset, buffer, size);
+        const int64_t got = readAt(offset, buffer, size);
+        if (got < 0 && firstReadError_.isEmpty()) {
+            firstReadError_ = QStringLiteral("incomplete: the chunk at offset %1 is unreadable").arg(offset);
+        }
+        return got;
     }
 
     // The image in the file at path (its further segments or extents found beside it); nullptr,
@@ -46,9 +58,12 @@ public:
 
 protected:
     virtual int64_t readAt(uint64_t offset, void* buffer, size_t size) const = 0;
+    // What the container itself says is missing or damaged; "" when nothing.
+    virtual QString containerDamage() const { return QString(); }
 
 private:
     mutable std::mutex mutex_;  // the container libraries keep a position and caches
+    mutable QString firstReadError_;
 };
 
 }  // namespace kestrova

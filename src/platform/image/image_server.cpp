@@ -115,11 +115,12 @@ bool receiveFrame(int socket, QByteArray* payload, int* fd, qint64 deadlineMs, b
 }
 
 QDataStream& operator<<(QDataStream& out, const Partition& p) {
-    return out << p.number << quint64(p.offset) << quint64(p.size) << p.scheme << p.type << p.name << p.fileSystem << p.reservedOrEfi;
+    return out << p.number << quint64(p.offset) << quint64(p.size) << p.scheme << p.type << p.name << p.fileSystem << p.reservedOrEfi
+               << p.problem << p.beyondImage;
 }
 QDataStream& operator>>(QDataStream& in, Partition& p) {
     quint64 offset = 0, size = 0;
-    in >> p.number >> offset >> size >> p.scheme >> p.type >> p.name >> p.fileSystem >> p.reservedOrEfi;
+    in >> p.number >> offset >> size >> p.scheme >> p.type >> p.name >> p.fileSystem >> p.reservedOrEfi >> p.problem >> p.beyondImage;
     p.offset = offset;
     p.size = size;
     return in;
@@ -147,6 +148,10 @@ QDataStream& operator>>(QDataStream& in, Partition& p) {
         for (const Partition& p : summary.partitions) {
             const bool ntfs = p.fileSystem == QLatin1String("NTFS") || p.fileSystem == QLatin1String("BitLocker");
             if (partition > 0 ? p.number != partition : (p.reservedOrEfi || !ntfs)) continue;
+            if (p.beyondImage) {
+                refused << QStringLiteral("partition %1 %2").arg(p.number).arg(p.problem);
+                continue;
+            }
             auto volume = ImageVolume::open(disk, p, &why);
             if (!volume) {
                 refused << why;
@@ -160,8 +165,11 @@ QDataStream& operator>>(QDataStream& in, Partition& p) {
                 served = std::move(volume);
             }
         }
+        summary.incomplete = disk->incomplete();
         if (summary.partitions.empty()) {
-            summary.problem = QStringLiteral("%1 holds no partition table and no file system this program knows").arg(path);
+            summary.problem = !summary.incomplete.isEmpty()
+                                  ? QStringLiteral("%1 is %2").arg(path, summary.incomplete)
+                                  : QStringLiteral("%1 holds no partition table and no file system this program knows").arg(path);
         } else if (partition > 0 && !served) {
             summary.problem = refused.isEmpty() ? QStringLiteral("%1 has no partition %2").arg(path).arg(partition)
                                                 : QStringLiteral("%1: %2").arg(path, refused.join(QStringLiteral("; ")));
@@ -169,6 +177,9 @@ QDataStream& operator>>(QDataStream& in, Partition& p) {
             summary.problem = QStringLiteral("no partition of %1 holds a Windows system%2; name one with --partition")
                                   .arg(path, refused.isEmpty() ? QString()
                                                                : QStringLiteral(" (") + refused.join(QStringLiteral("; ")) + QLatin1Char(')'));
+        }
+        if (!summary.problem.isEmpty() && !summary.incomplete.isEmpty() && !summary.problem.contains(summary.incomplete)) {
+            summary.problem += QStringLiteral("; the image is ") + summary.incomplete;
         }
     }
     {
@@ -180,7 +191,7 @@ QDataStream& operator>>(QDataStream& in, Partition& p) {
         for (const Partition& p : summary.partitions) out << p;
         out << quint32(summary.windows.size());
         for (const int w : summary.windows) out << w;
-        out << summary.chosen << summary.label << summary.problem;
+        out << summary.chosen << summary.label << summary.problem << summary.incomplete;
         if (!sendFrame(socket, reply)) ::_exit(0);
     }
     for (;;) {
@@ -272,7 +283,7 @@ std::shared_ptr<ImageServer> ImageServer::start(const QString& path, int partiti
         in >> w;
         s.windows.push_back(w);
     }
-    in >> s.chosen >> s.label >> s.problem;
+    in >> s.chosen >> s.label >> s.problem >> s.incomplete;
     return server;
 }
 

@@ -33,6 +33,7 @@ struct ImageSummary {
     int chosen = 0;                                   // the partition served, 0 when none
     QString label;                                    // its volume label
     QString problem;                                  // why none is served, in the user's words
+    QString incomplete;                               // "incomplete: ...": what of the disk the image lacks
 };
 
 class ImageServer {

@@ -40,6 +40,18 @@ QString fileSystemAt(const DiskImage& disk, uint64_t offset) {
     return QString();
 }
 
+// An entry of `bytes` from `offset` against a disk of `diskSize`: its size as the image holds it
+// and what is wrong, for the entry's listing.
+void placeOnDisk(Partition& p, uint64_t diskSize) {
+    if (p.offset >= diskSize) {
+        p.beyondImage = true;
+        p.problem = QStringLiteral("lies past the image's end (the image holds %1 bytes)").arg(diskSize);
+    } else if (p.size > diskSize - p.offset) {
+        p.problem = QStringLiteral("runs past the image's end: %1 of its %2 bytes are in the image").arg(diskSize - p.offset).arg(p.size);
+        p.size = diskSize - p.offset;
+    }
+}
+
 bool extended(unsigned type) { return type == 0x05 || type == 0x0F || type == 0x85; }
 
 QString gptTypeName(const QUuid& type) {
@@ -76,11 +88,12 @@ std::vector<Partition> gptPartitions(const DiskImage& disk) {
                           entry[13], entry[14], entry[15]);
         const uint64_t first = qFromLittleEndian<quint64>(entry.data() + 32);
         const uint64_t last = qFromLittleEndian<quint64>(entry.data() + 40);
-        if (last < first || first * kSector >= disk.size()) continue;
+        if (last < first || first > (UINT64_MAX / kSector) - (last - first + 1)) continue;
         Partition p;
         p.number = static_cast<int>(found.size()) + 1;
         p.offset = first * kSector;
-        p.size = std::min((last - first + 1) * kSector, disk.size() - p.offset);
+        p.size = (last - first + 1) * kSector;
+        placeOnDisk(p, disk.size());
         p.scheme = QStringLiteral("GPT");
         p.type = gptTypeName(mixed);
         QString name;
@@ -100,11 +113,11 @@ std::vector<Partition> mbrPartitions(const DiskImage& disk, const Sector& mbr) {
     std::vector<Partition> found;
     std::vector<Partition> logical;
     const auto add = [&](std::vector<Partition>& into, unsigned type, uint64_t start, uint64_t sectors) {
-        const uint64_t offset = start * kSector;
-        if (sectors == 0 || offset >= disk.size()) return;
+        if (sectors == 0) return;
         Partition p;
-        p.offset = offset;
-        p.size = std::min(sectors * kSector, disk.size() - offset);
+        p.offset = start * kSector;
+        p.size = sectors * kSector;
+        placeOnDisk(p, disk.size());
         p.scheme = QStringLiteral("MBR");
         p.type = QStringLiteral("0x%1").arg(type, 2, 16, QLatin1Char('0')).toUpper().replace(QLatin1String("0X"), QLatin1String("0x"));
         p.reservedOrEfi = type == 0xEF;
@@ -156,7 +169,9 @@ std::vector<Partition> listPartitions(const DiskImage& disk) {
         found = protective ? gptPartitions(disk) : mbrPartitions(disk, first);
         if (found.empty() && !protective) found = gptPartitions(disk);
     }
-    for (Partition& p : found) p.fileSystem = fileSystemAt(disk, p.offset);
+    for (Partition& p : found) {
+        if (!p.beyondImage) p.fileSystem = fileSystemAt(disk, p.offset);
+    }
     return found;
 }
 

@@ -31,11 +31,17 @@ struct Partition {
     QString name;           // GPT's partition name
     QString fileSystem;     // "NTFS", "BitLocker", "FAT32", "exFAT", "ext", "" when not known
     bool reservedOrEfi = false;  // an EFI system or Microsoft reserved partition
+    // What is wrong with the entry, in the user's words: "lies past the image's end", "runs past
+    // the image's end: ... of its ... bytes are in the image"; "" when nothing. An entry that
+    // lies past the end keeps its number and its size as the table gives them.
+    QString problem{};
+    bool beyondImage = false;  // nothing of it is in the image
 };
 
 // The partitions found; a disk without a partition table that holds a file system is one
 // partition covering it all. Tables are bounds-checked against the disk; a chain of extended
-// records that loops or runs past the disk ends there.
+// records that loops or runs past the disk ends there. Every entry of a table is listed, in
+// table order, also one that lies or runs past the image's end (its problem says so).
 std::vector<Partition> listPartitions(const DiskImage& disk);
 
 }  // namespace kestrova
