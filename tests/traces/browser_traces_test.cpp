@@ -3,12 +3,15 @@
 // said so, never passed off as empty.
 #include <QCryptographicHash>
 #include <QDirIterator>
+#include <QProcess>
 #include <QRegularExpression>
+#include <QScopeGuard>
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
 
 #include "browsers/browser_data.h"
 #include "browsers/trace_volume.h"
+#include "support/cli_run.h"
 #include "support/temp_volume.h"
 #include "support/trace_collector.h"
 #include "traces/browsers/browser_sources.h"
@@ -293,6 +296,33 @@ TEST(BrowserValues, TimesOfChangingUnitsTransitionsAndFileUris) {
     EXPECT_EQ(firefox::pathOfFileUri("file:///C:/Users/a%20b/x.exe"), "C:\\Users\\a b\\x.exe");
     EXPECT_EQ(firefox::pathOfFileUri("file:///home/u/x"), "/home/u/x");
     EXPECT_EQ(firefox::pathOfFileUri("https://x"), "https://x");
+}
+
+}  // namespace
+}  // namespace kestrova
+
+namespace kestrova {
+namespace {
+
+// A database with a write-ahead log is read from a copy in the private temporary folder; when
+// that folder is full, the database is said to be unread for want of room, never "unknown error"
+// and never an empty history. The folder is a 64 KiB tmpfs (mounting one needs root).
+TEST(BrowserSchemas, AFullTemporaryFolderIsNamedAsTheReason) {
+    REALDATA_OR_SKIP(places, "firefox15-places.sqlite");
+    QTemporaryDir small;
+    QProcess mount;
+    mount.start("mount", {"-t", "tmpfs", "-o", "size=64k", "tmpfs", small.path()});
+    if (!mount.waitForFinished(10000) || mount.exitCode() != 0) GTEST_SKIP() << "a small tmpfs cannot be mounted here (needs root)";
+    const auto unmount = qScopeGuard([&] { QProcess::execute("umount", {small.path()}); });
+    test::TempVolume volume;
+    const QString profile = "Users/alice/AppData/Roaming/Mozilla/Firefox/Profiles/abc.default/";
+    volume.copy(places, profile + "places.sqlite");
+    volume.copy(test::realData("firefox15-places.sqlite-wal"), profile + "places.sqlite-wal");
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.insert("TMPDIR", small.path());
+    const CliRun run = runCli({"--root", volume.root(), "--verbose", "traces", "browser.history"}, env);
+    EXPECT_TRUE(run.err.contains("places.sqlite: unreadable: no space left in " + small.path())) << run.err.toStdString();
+    EXPECT_FALSE(run.err.contains("Unknown error")) << run.err.toStdString();
 }
 
 }  // namespace

@@ -1,7 +1,11 @@
 #include "platform/sqlite/evidence_database.h"
 
 #include <QFile>
+#include <QDir>
 #include <QFileDevice>
+#include <QFileInfo>
+#include <cerrno>
+#include <cstring>
 #include <sqlite3.h>
 
 #include "platform/sqlite/plain_file_vfs.h"
@@ -10,7 +14,9 @@
 namespace kestrova {
 namespace {
 
-// Copies a file of the volume (only ever read) to a local path; false when there is none.
+// Copies a file of the volume (only ever read) to a local path; false when there is none or it
+// could not be copied. A copy that fails for want of room (or any other local reason) is noted on
+// the file: the database is then not read, and the examiner must be told why, not "unknown error".
 bool copyOut(const AnalysedSystem& system, const QString& windowsPath, const QString& label, const QString& to,
              bool noteMissing) {
     // A missing -wal or -journal is the normal case, not worth a note.
@@ -18,13 +24,22 @@ bool copyOut(const AnalysedSystem& system, const QString& windowsPath, const QSt
     const auto in = system.openFile(windowsPath, label);
     if (!in) return false;
     QFile out(to);
-    if (!out.open(QIODevice::WriteOnly)) return false;
+    const QString folder = QFileInfo(to).dir().absolutePath();
+    const auto cannot = [&](int error) {
+        const QString reason = error == ENOSPC ? QStringLiteral("no space left in %1 for its copy").arg(folder)
+                                               : QStringLiteral("its copy in %1 cannot be written (%2)").arg(folder, QString::fromLocal8Bit(std::strerror(error)));
+        system.findings().note(FindingKind::Unreadable, label + QLatin1Char(' ') + windowsPath, reason);
+        return false;
+    };
+    if (!out.open(QIODevice::WriteOnly)) return cannot(errno ? errno : EACCES);
     if (const auto* file = qobject_cast<QFileDevice*>(in.get()); file && file->handle() >= 0) {
-        return copySparse(file->handle(), out.handle());
+        errno = 0;
+        return copySparse(file->handle(), out.handle()) || cannot(errno ? errno : EIO);
     }
     QByteArray buffer(1 << 20, Qt::Uninitialized);
     for (qint64 got; (got = in->read(buffer.data(), buffer.size())) > 0;) {
-        if (out.write(buffer.constData(), got) != got) return false;
+        errno = 0;
+        if (out.write(buffer.constData(), got) != got || !out.flush()) return cannot(errno ? errno : ENOSPC);
     }
     return true;
 }
@@ -76,7 +91,12 @@ int openVolumeDatabase(const AnalysedSystem& system, const QString& path, const 
     if (*handle || !copy) return code;
     auto folder = std::make_unique<QTemporaryDir>(tempFolder + QStringLiteral("/kestrova-db-XXXXXX"));
     const QString copyPath = folder->filePath(QStringLiteral("db"));
-    if (!folder->isValid() || !copyOut(system, path, label, copyPath, true)) return SQLITE_CANTOPEN;
+    if (!folder->isValid()) {
+        system.findings().note(FindingKind::Unreadable, label + QLatin1Char(' ') + path,
+                               QStringLiteral("no folder for its copy in %1 (%2)").arg(tempFolder, folder->errorString()));
+        return SQLITE_CANTOPEN;
+    }
+    if (!copyOut(system, path, label, copyPath, true)) return SQLITE_CANTOPEN;
     copyOut(system, path + QStringLiteral("-wal"), label, copyPath + QStringLiteral("-wal"), false);
     copyOut(system, path + QStringLiteral("-journal"), label, copyPath + QStringLiteral("-journal"), false);
     code = sqlite3_open_v2(QFile::encodeName(copyPath).constData(), handle, SQLITE_OPEN_READWRITE | kOneThread, nullptr);

@@ -76,9 +76,12 @@ bool copySparse(int in, int out) {
             if (got < 0 && errno == EINTR) continue;
             if (got < 0) return false;
             if (got == 0) break;  // shorter than it said: the copy keeps the size it was given
-            if (!allZero(buffer.data(), static_cast<size_t>(got)) &&
-                ::pwrite(out, buffer.data(), static_cast<size_t>(got), at) != got) {
-                return false;
+            if (!allZero(buffer.data(), static_cast<size_t>(got))) {
+                const ssize_t put = ::pwrite(out, buffer.data(), static_cast<size_t>(got), at);
+                if (put != got) {
+                    if (put >= 0) errno = ENOSPC;  // a short write: the file system is full
+                    return false;
+                }
             }
             at += got;
         }

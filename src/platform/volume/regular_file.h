@@ -22,7 +22,8 @@ QByteArray descriptorPath(const QIODevice& file);
 // Copies an opened file into another, keeping it sparse: the holes of the original are not read
 // (SEEK_DATA/SEEK_HOLE), blocks of zeros are not written, and the copy gets the original's size.
 // A journal can be a sparse gigabyte on a hostile volume; its copy takes only what it holds.
-// False when reading or writing failed.
+// False when reading or writing failed, with errno saying why (ENOSPC for a full folder, also
+// when a write stopped short).
 bool copySparse(int in, int out);
 
 }  // namespace kestrova
