@@ -434,6 +434,9 @@ int traces(Environment& env, const Options& o, const QTimeZone& zone) {
             for (const Finding& finding : env.system->findings().all()) {
                 std::fprintf(stderr, "  %s\n", qPrintable(showEscapedBytes(finding.text())));
             }
+            if (records == 0 && env.system->findings().all().empty()) {
+                std::fprintf(stderr, "  nothing found: %s\n", qPrintable(showEscapedBytes(context.emptyReason())));
+            }
         }
         if (context.stopped()) break;
     }

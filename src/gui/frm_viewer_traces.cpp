@@ -44,6 +44,11 @@ void FrmViewer::runTraces(QWidget* pane, const QString& reading, const std::func
 void FrmViewer::runTraceKind(const TraceKind& kind) {
     runTraces(tracePane, QStringLiteral("Reading %1...").arg(QLatin1String(kind.name)), [&](TraceContext& context) {
         const qint64 records = tracePane->fill(kind, context, traceZone(), run_);
+        // An empty table says why, as an empty category does: a finding when there is one, else
+        // what the kind looked for.
+        if (records == 0 && env_.system->findings().all().empty() && !run_.stopRequested) {
+            return QStringLiteral("%1: Nothing found: %2").arg(QLatin1String(kind.name), context.emptyReason());
+        }
         return QStringLiteral("%1: %2 records").arg(QLatin1String(kind.name)).arg(records);
     });
 }

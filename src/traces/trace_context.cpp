@@ -1,5 +1,7 @@
 #include "traces/trace_context.h"
 
+#include <QScopedValueRollback>
+
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <algorithm>
@@ -122,6 +124,7 @@ QStringList firefoxProfiles(const TraceContext& context, const QString& home) {
 
 const std::vector<UserProfile>& TraceContext::users() {
     if (users_) return *users_;
+    const QScopedValueRollback discovering(discovering_, true);
     users_.emplace();
     for (const char* parent : {"Users", "Documents and Settings"}) {
         const QString base = QStringLiteral("C:\\") + QLatin1String(parent);
@@ -154,6 +157,7 @@ const std::vector<UserProfile>& TraceContext::users() {
 
 const std::vector<BrowserProfile>& TraceContext::browserProfiles() {
     if (browsers_) return *browsers_;
+    const QScopedValueRollback discovering(discovering_, true);
     const std::vector<UserProfile>& all = users();
     browsers_.emplace();
     for (const UserProfile& user : all) {
@@ -223,6 +227,22 @@ std::shared_ptr<HiveFile> TraceContext::hive(const QString& windowsPath) {
     return slot;
 }
 
+QString TraceContext::emptyReason() const {
+    QStringList missing, read;
+    for (const Looked& l : looked_) (l.found ? read : missing).append(l.path);
+    read.removeDuplicates();
+    missing.removeDuplicates();
+    const auto some = [](const QStringList& paths) {
+        constexpr qsizetype kShown = 4;
+        QString text = QStringList(paths.mid(0, kShown)).join(QStringLiteral("; "));
+        if (paths.size() > kShown) text += QStringLiteral(" and %1 more").arg(paths.size() - kShown);
+        return text;
+    };
+    if (looked_.empty()) return QStringLiteral("no profile on this volume holds what it reads");
+    if (read.isEmpty()) return QStringLiteral("none of the places it reads is on this volume (looked for %1)").arg(some(missing));
+    return QStringLiteral("what it read holds no records of this kind (%1)").arg(some(read));
+}
+
 void TraceContext::reportHiveLosses() {
     for (const auto& [key, hive] : hives_) {
         if (!hive) continue;
@@ -244,6 +264,7 @@ qint64 runTraceKind(const TraceKind& kind, TraceContext& context, TraceSink& sin
         }
     } counting(sink);
     context.kind = &kind;
+    context.looked_.clear();
     kind.source(context, counting);
     context.reportHiveLosses();
     context.kind = nullptr;

@@ -55,7 +55,16 @@ public:
     // A small file of the volume (JSON, INI, a cookie text file), read whole up to `limit` bytes;
     // nullopt with the reason noted when it cannot be read or is larger.
     std::optional<QByteArray> readSmallFile(const QString& windowsPath, qint64 limit = 64 << 20) const;
-    bool exists(const QString& windowsPath) const { return system_.exists(windowsPath); }
+    // Whether the path is on the volume; while a kind is read, what it looked for is kept, to say
+    // why it found nothing (emptyReason).
+    bool exists(const QString& windowsPath) const {
+        const bool found = system_.exists(windowsPath);
+        if (kind && !discovering_ && looked_.size() < kMostLooked) looked_.push_back({windowsPath, found});
+        return found;
+    }
+    // Why the kind being read gave no record although nothing was noted: the places it looked
+    // for and did not find, or those it read that held nothing of its kind.
+    QString emptyReason() const;
     // The names of a folder's entries, "." and ".." left out; folders only where asked.
     QStringList list(const QString& windowsFolder, bool foldersOnly) const;
     // A file's own times on the volume (nullopt when it has none to tell).
@@ -88,6 +97,14 @@ public:
     bool stopped() const { return stopped_; }
 
 private:
+    friend qint64 runTraceKind(const TraceKind& kind, TraceContext& context, TraceSink& sink);
+    static constexpr size_t kMostLooked = 256;
+    struct Looked {
+        QString path;
+        bool found;
+    };
+    mutable std::vector<Looked> looked_;
+    bool discovering_ = false;  // finding the profiles: not what a kind looks for
     const AnalysedSystem& system_;
     QString tempFolder_;
     QString onlyUser_;

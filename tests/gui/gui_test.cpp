@@ -681,6 +681,10 @@ private slots:
                  QString("Nothing found. folder C:\\Users\\alice\\AppData\\Roaming\\Mozilla\\Firefox\\Profiles\\: missing"));
         w->window->selectKey("b3");
         QVERIFY(w->window->outcomePanel->text().isEmpty());
+        // An empty trace table says why too: where the kind looked.
+        w->window->runTraceKind(*findTraceKind("windows.prefetch"));
+        QCOMPARE(w->window->outcomePanel->toolTip(),
+                 QString("windows.prefetch: Nothing found: none of the places it reads is on this volume (looked for C:\\Windows\\Prefetch)"));
     }
 
     void reportIntoAFolderThatIsNotThereYetMakesItAndOneThatCannotBeWrittenSaysWhy() {
