@@ -174,6 +174,7 @@ protected:
         const auto put = [&](const char* sample, const QString& where) { volume_.copy(test::realData(sample), where); };
         const QString win10 = QStringLiteral("Users/win10/AppData/");
         put("NTUSER-WIN7.DAT", "Users/nfury/NTUSER.DAT");
+        put("registry/UsrClass-plaso.dat", "Users/plaso/AppData/Local/Microsoft/Windows/UsrClass.dat");
         put("registry/NTUSER_with_winscp.DAT", "Users/win10/NTUSER.DAT");
         for (const char* f : {"UsrClass.dat", "UsrClass.dat.LOG1", "UsrClass.dat.LOG2"}) {
             put(QByteArray("registry/").append(f).constData(), win10 + "Local/Microsoft/Windows/" + f);
@@ -259,10 +260,39 @@ TEST_F(RealWindowsVolume, ShellBagsWalkToFullPathsWithTheFoldersOwnTimes) {
     EXPECT_EQ((*desktop)["mft_entry"], "93001");
     EXPECT_EQ((*desktop)["source"], "C:\\Users\\win10\\AppData\\Local\\Microsoft\\Windows\\UsrClass.dat");
     // Items libfwsi leaves unnamed: Windows 10's drive items, Control Panel categories.
-    for (const char* path : {"D:\\AKMonitor\\logs\\pic", "Control Panel\\System and Security\\System", "My Computer\\Downloads"}) {
+    for (const char* path : {"D:\\AKMonitor\\logs\\pic", "Control Panel\\System and Security\\System", "My Computer\\Downloads",
+                             "My Computer\\Pictures"}) {
         EXPECT_NE(find(bags, [&](const TraceRecord& r) { return r["path"] == path; }), nullptr) << path;
     }
     EXPECT_EQ(find(bags, [](const TraceRecord& r) { return r["path"].contains("[item class"); }), nullptr);
+    // The user's folders of Windows 10 are delegate items: their DOS modification date is read
+    // where libfwsi gives none.
+    const TraceRecord* dropbox = find(bags, [](const TraceRecord& r) { return r["path"] == "Users Files\\Dropbox"; });
+    ASSERT_NE(dropbox, nullptr);
+    EXPECT_EQ((*dropbox)["modified"], "2018-03-28T00:06:28.000000+00:00");
+}
+
+// BAM and DAM name the user a SID belongs to: from ProfileList where SOFTWARE has it, else from
+// the user's UsrClass.dat (mounted as "<SID>_Classes"), and the service accounts by their names.
+TEST_F(RealWindowsVolume, BackgroundActivityNamesTheUserOfItsSid) {
+    tools::HiveBuilder system;
+    system.dword("Select", "Current", 1);
+    QByteArray when(24, '\0');
+    qToLittleEndian<quint64>(131669000000000000ull, when.data());  // 2018-04-02
+    const QString bam = "ControlSet001\\Services\\bam\\State\\UserSettings\\";
+    system.binary(bam + "S-1-5-21-2734969515-1644526556-1039763013-1001", "\\Device\\HarddiskVolume2\\Windows\\notepad.exe", when);
+    system.binary(bam + "S-1-5-18", "\\Device\\HarddiskVolume2\\Windows\\System32\\svchost.exe", when);
+    system.binary(bam + "S-1-5-21-9-9-9-1009", "\\Device\\HarddiskVolume2\\x.exe", when);
+    volume_.systemHive(system);
+    system_ = volume_.open();
+    const auto all = read("windows.execution").records;
+    const auto userOf = [&](const char* path) {
+        const TraceRecord* r = find(all, [&](const TraceRecord& x) { return x["mechanism"] == "BAM" && x["path"].endsWith(path); });
+        return r ? (*r)["user"] : QString("(no record)");
+    };
+    EXPECT_EQ(userOf("notepad.exe"), "win10");
+    EXPECT_EQ(userOf("svchost.exe"), "SYSTEM");
+    EXPECT_EQ(userOf("x.exe"), "");
 }
 
 TEST_F(RealWindowsVolume, UsbDevicesGetTheirDriveLetterAndInstallTime) {

@@ -209,6 +209,11 @@ std::vector<HiveFile::NamedValue> HiveFile::values(Node node) const {
     return list;
 }
 
+QString HiveFile::nameOf(Node node) const {
+    CPtr<char> name(hivex_node_name(handle_, node));
+    return name ? QString::fromUtf8(name.get()) : QString();
+}
+
 std::optional<int64_t> HiveFile::lastWritten(Node node) const {
     errno = 0;
     const int64_t stamp = hivex_node_timestamp(handle_, node);

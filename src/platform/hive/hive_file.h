@@ -51,6 +51,8 @@ public:
     };
     std::vector<NamedValue> values(Node node) const;
     std::optional<int64_t> lastWritten(Node node) const;
+    // A key's own name ("" when unreadable): the root's is the name Windows mounted the hive as.
+    QString nameOf(Node node) const;
 
     // What was lost since the last call, a line each ("key Software\...\Count: hivex refuses its
     // values (...)"): a subkey or value list hivex refused (damaged, or over its limits), an entry

@@ -69,10 +69,25 @@ QString rot13(const QString& text) {
 }
 
 QString userOfSid(TraceContext& context, const QString& sid) {
-    const auto software = context.hive(kSoftwareHive);
-    if (!software) return QString();
-    const auto key = keyAt(*software, QStringLiteral("Microsoft\\Windows NT\\CurrentVersion\\ProfileList\\") + sid);
-    return key ? textAt(*software, *key, QStringLiteral("ProfileImagePath")).section(QLatin1Char('\\'), -1) : QString();
+    // SOFTWARE's ProfileList names the profile folder of every account that logged on.
+    if (const auto software = context.hive(kSoftwareHive)) {
+        const auto key = keyAt(*software, QStringLiteral("Microsoft\\Windows NT\\CurrentVersion\\ProfileList\\") + sid);
+        const QString folder = key ? textAt(*software, *key, QStringLiteral("ProfileImagePath")).section(QLatin1Char('\\'), -1) : QString();
+        if (!folder.isEmpty()) return folder;
+    }
+    // The accounts Windows runs services under.
+    static const std::pair<const char*, const char*> kWellKnown[] = {
+        {"S-1-5-18", "SYSTEM"}, {"S-1-5-19", "LOCAL SERVICE"}, {"S-1-5-20", "NETWORK SERVICE"}};
+    for (const auto& [known, name] : kWellKnown) {
+        if (sid == QLatin1String(known)) return QLatin1String(name);
+    }
+    // Without SOFTWARE (a triage copy, a damaged hive): a user's UsrClass.dat is mounted by
+    // Windows as "<SID>_Classes", and its root key keeps that name.
+    for (const UserHive& classes : userHives(context, UserHiveKind::UsrClass)) {
+        const QString root = classes.hive->nameOf(classes.hive->root());
+        if (root.compare(sid + QStringLiteral("_Classes"), Qt::CaseInsensitive) == 0) return classes.user->name;
+    }
+    return QString();
 }
 
 }  // namespace kestrova
