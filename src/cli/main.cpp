@@ -594,6 +594,12 @@ int main(int argc, char** argv) {
     auto env = o.image.isEmpty()
                    ? Environment::create(o.root, classicUser, o.last ? LastChoice::Take : LastChoice::Ignore, !o.noLogReplay)
                    : Environment::createForImage(o.image, o.partition.toInt(), classicUser, !o.noLogReplay);
+    // Nothing named: the built-in sample system is examined, and a user who forgot --root must
+    // not take its rows for the evidence's.
+    if (env->source.origin == QLatin1String("sample")) {
+        std::fprintf(stderr, "kestrova-cli: no --root or --image given: examining the built-in sample system (%s)\n",
+                     qPrintable(env->source.root));
+    }
     if (o.verbose && o.command != QLatin1String("info")) {
         for (const QString& line : env->system->hiveReplays()) std::fprintf(stderr, "%s\n", qPrintable(showEscapedBytes(line)));
     }

@@ -1,8 +1,10 @@
 // kestrova: the window. mainpro's start-up: one instance per user, the report folder settled,
 // the main window shown and its load run.
-//   kestrova [--root DIR] [--user NAME] [--version] [--help]   (a wrong folder or user ends it at
-//   once, saying why)
+//   kestrova [--root DIR | --image FILE [--partition N] | FILE-OR-DIR] [--user NAME] [--version] [--help]
+//   (a wrong folder, image or user ends it at once, saying why; a bare name is what a file manager
+//   hands over: an image file, or a folder standing for C:\)
 #include <QApplication>
+#include <QFileInfo>
 #include <QMessageBox>
 #include <cstdio>
 
@@ -28,11 +30,14 @@ public:
 }  // namespace
 
 constexpr const char* kUsage =
-    "usage: kestrova [--root DIR] [--user NAME]\n"
-    "  --root DIR     the folder standing for C:\\ (default: the system chosen last, or the sample)\n"
-    "  --user NAME    the profile to examine\n"
-    "  --version      the version, the commit and the libraries' versions\n"
-    "  -h, --help     this text\n"
+    "usage: kestrova [--root DIR | --image FILE [--partition N] | FILE | DIR] [--user NAME]\n"
+    "  --root DIR       the folder standing for C:\\ (default: the system chosen last, or the sample)\n"
+    "  --image FILE     a disk image: EWF (.E01), raw or split raw, VHD, VHDX, VMDK or QCOW2\n"
+    "  --partition N    the image's partition to examine (default: the one that holds Windows)\n"
+    "  FILE, DIR        an image file, or a folder standing for C:\\ (as a file manager opens one)\n"
+    "  --user NAME      the profile to examine\n"
+    "  --version        the version, the commit and the libraries' versions\n"
+    "  -h, --help       this text\n"
     "File > Open Disk Image... examines a disk image.\n";
 
 int main(int argc, char** argv) {
@@ -47,7 +52,11 @@ int main(int argc, char** argv) {
             std::fputs(kUsage, stdout);
             return 0;
         }
-        if (arg == "--root" || arg == "--user") {
+        if (arg == "--root" || arg == "--user" || arg == "--image" || arg == "--partition") {
+            if (i + 1 >= argc) {
+                std::fprintf(stderr, "kestrova: %s needs a value\n%s", arg.constData(), kUsage);
+                return 2;
+            }
             ++i;
         } else if (arg.startsWith("--")) {  // single-dash ones are Qt's own (-platform, -style)
             std::fprintf(stderr, "kestrova: unknown option %s\n%s", arg.constData(), kUsage);
@@ -55,18 +64,41 @@ int main(int argc, char** argv) {
         }
     }
     QApplication app(argc, argv);
-    QString root, user;
+    QString root, user, image, partition;
     const QStringList args = app.arguments();
-    for (int i = 1; i + 1 < args.size(); ++i) {
-        if (args[i] == QLatin1String("--root")) root = args[++i];
-        else if (args[i] == QLatin1String("--user")) user = args[++i];
+    for (int i = 1; i < args.size(); ++i) {
+        const QString& arg = args[i];
+        const bool valued = arg == QLatin1String("--root") || arg == QLatin1String("--user") || arg == QLatin1String("--image") ||
+                            arg == QLatin1String("--partition");
+        if (valued && i + 1 < args.size()) {
+            const QString value = args[++i];
+            if (arg == QLatin1String("--root")) root = value;
+            else if (arg == QLatin1String("--user")) user = value;
+            else if (arg == QLatin1String("--image")) image = value;
+            else partition = value;
+        } else if (!arg.startsWith(QLatin1Char('-'))) {
+            // What a file manager or the desktop entry's %f hands over: a folder is a volume's
+            // root, anything else an image.
+            (QFileInfo(arg).isDir() ? root : image) = arg;
+        }
+    }
+    bool numbered = true;
+    const int partitionNumber = partition.isEmpty() ? 0 : partition.toInt(&numbered);
+    if (!numbered || partitionNumber < 0 || (!partition.isEmpty() && image.isEmpty()) || (!root.isEmpty() && !image.isEmpty())) {
+        std::fprintf(stderr, "kestrova: %s\n%s",
+                     !root.isEmpty() && !image.isEmpty() ? "give a folder or an image, not both"
+                     : !numbered || partitionNumber < 0  ? "--partition takes a partition's number"
+                                                         : "--partition goes with an image",
+                     kUsage);
+        return 2;
     }
 
     // A second start ends at once: no window, no message.
     kestrova::SingleInstance instance;
     if (!instance.acquire()) return 0;
 
-    auto env = kestrova::Environment::create(root, user);
+    auto env = image.isEmpty() ? kestrova::Environment::create(root, user)
+                               : kestrova::Environment::createForImage(image, partitionNumber, user);
     const auto problem = env->problem();
     if (problem && env->source.origin == QLatin1String("command line")) {
         // A wrong --root or --user would otherwise look like a system without traces.

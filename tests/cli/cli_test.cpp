@@ -153,8 +153,11 @@ TEST(CliSource, TheWindowsLastChoiceIsTakenOnlyWithLast) {
     env.insert("KESTROVA_SETTINGS", ini);
     const CliRun plain = runCli({"info"}, env);
     EXPECT_TRUE(plain.out.contains("chosen by: sample")) << plain.out.toStdString();
+    // Said where it cannot be missed: not the evidence, the sample.
+    EXPECT_TRUE(plain.err.startsWith("kestrova-cli: no --root or --image given: examining the built-in sample system")) << plain.err.toStdString();
     const CliRun last = runCli({"--last", "rows", "b3"}, env);
     EXPECT_TRUE(last.out.contains("row\tonly-on-the-chosen-volume")) << last.out.toStdString();
+    EXPECT_FALSE(last.err.contains("sample system")) << last.err.toStdString();
 }
 
 TEST(CliOutputs, CsvIsATableOutputGoesToAFileAndTheReportToStandardOutput) {

@@ -625,6 +625,29 @@ private slots:
         QVERIFY(window.waitForFinished(10000));
         QCOMPARE(window.exitCode(), 2);
         QVERIFY(window.readAllStandardError().contains("the Windows folder /nonexistent/windows does not exist"));
+        // An image, named with --image or handed over bare as a file manager does: one that
+        // cannot be examined ends the window at once with the reason, as a wrong folder does.
+        QTemporaryDir dir;
+        QFile text(dir.filePath("notes.E01"));
+        QVERIFY(text.open(QIODevice::WriteOnly));
+        text.write("not an image");
+        text.close();
+        for (const QStringList& args : {QStringList{"--image", text.fileName()}, QStringList{text.fileName()},
+                                        QStringList{"--image", text.fileName(), "--partition", "2"}}) {
+            QProcess other;
+            other.setProcessEnvironment(env);
+            other.start(QStringLiteral(KESTROVA_BIN_DIR "/kestrova"), args);
+            QVERIFY(other.waitForFinished(20000));
+            QCOMPARE(other.exitCode(), 2);
+            const QByteArray said = other.readAllStandardError();
+            QVERIFY2(said.contains("notes.E01") && (said.contains("no partition table") || said.contains("has no partition 2")), said.constData());
+        }
+        QProcess lone;
+        lone.setProcessEnvironment(env);
+        lone.start(QStringLiteral(KESTROVA_BIN_DIR "/kestrova"), {"--partition", "2"});
+        QVERIFY(lone.waitForFinished(10000));
+        QCOMPARE(lone.exitCode(), 2);
+        QVERIFY(lone.readAllStandardError().contains("--partition goes with an image"));
     }
 
     void checkForNewVersionAsksTheLocalServerFromTheMenuAndSilentlyAtLoad() {
