@@ -10,7 +10,10 @@
 #include <QHeaderView>
 #include <QLabel>
 #include <QMenuBar>
+#include <QGuiApplication>
 #include <QMessageBox>
+#include <QScreen>
+#include <QUrl>
 #include <QProgressBar>
 #include <QPushButton>
 #include <QMouseEvent>
@@ -91,6 +94,8 @@ FrmViewer::FrmViewer(Environment& env, Services services, QWidget* parent)
     tracePane->hide();
     timelinePane = new TimelinePane(canvas_);
     timelinePane->hide();
+    connect(tracePane, &TracePane::openRequested, this, &FrmViewer::openEvidenceText);
+    connect(timelinePane, &TimelinePane::openRequested, this, &FrmViewer::openEvidenceText);
     traceFilter = tracePane->filter;
     traceTable = tracePane->table;
     PBar1 = new QProgressBar(canvas_);
@@ -108,6 +113,10 @@ FrmViewer::FrmViewer(Environment& env, Services services, QWidget* parent)
     Command1->setGeometry(0, 0, twipsToPixels(900, dpi), twipsToPixels(225, dpi));
     Label1->setGeometry(0, 0, twipsToPixels(4400, dpi), twipsToPixels(270, dpi));
 
+    confirmOpen = [this](const QString& question) {
+        return QMessageBox::question(this, QStringLiteral("Kestrova"), question, QMessageBox::Open | QMessageBox::Cancel,
+                                     QMessageBox::Cancel) == QMessageBox::Open;
+    };
     openFileDialog = [this](const QString& title, const QString& filter) {
         return QFileDialog::getOpenFileName(this, title, QString(), filter);
     };
@@ -146,6 +155,13 @@ FrmViewer::FrmViewer(Environment& env, Services services, QWidget* parent)
     TreeView1->viewport()->installEventFilter(this);
     connect(URLs, &QTreeView::doubleClicked, this, [this](const QModelIndex& index) { openRow(index.row()); });
     resize(twipsToPixels(kDefaultWidth, dpi), twipsToPixels(kDefaultHeight, dpi) + menuBar()->sizeHint().height());
+    // The designed size where the screen holds it; on a smaller screen (a laptop at 1366 x 768, a
+    // remote session) the window fits inside what the screen offers, frame and panels included.
+    if (const QScreen* screen = QGuiApplication::primaryScreen()) {
+        const QRect room = screen->availableGeometry();
+        const QSize fitted(std::min(width(), room.width() * 95 / 100), std::min(height(), room.height() * 90 / 100));
+        if (fitted != size()) resize(fitted);
+    }
     updateTitle();
 }
 
@@ -183,19 +199,24 @@ bool FrmViewer::refuseWhileRunning() {
 
 void FrmViewer::buildMenus() {
     QMenu* file = menuBar()->addMenu(QStringLiteral("File"));
-    mnuChooseSystem = file->addAction(QStringLiteral("Choose Windows System..."), this, [this] {
+    // Keyboard shortcuts on every command; Alt accelerators only where the caption is this
+    // window's own (the classic menus keep their captions as they always were).
+    mnuChooseSystem = file->addAction(QStringLiteral("&Choose Windows System..."), this, [this] {
         if (!refuseWhileRunning()) chooseSystem();
     });
-    mnuOpenImage = file->addAction(QStringLiteral("Open Disk Image..."), this, [this] {
+    mnuChooseSystem->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_O));
+    mnuOpenImage = file->addAction(QStringLiteral("Open &Disk Image..."), this, [this] {
         if (refuseWhileRunning()) return;
         const QString chosen = openFileDialog(QStringLiteral("Open Disk Image"), kDiskImageFilter);
         if (!chosen.isEmpty()) openImage(chosen);
     });
+    mnuOpenImage->setShortcut(QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_O));
     mnuOptions = file->addAction(QStringLiteral("Options"), this, [this] {
         FrmOptions options(*services_.reportFolder, env_.settings, *env_.os, this);
         options.exec();
     });
-    mnuExport = file->addAction(QStringLiteral("Export..."), this, [this] {
+    mnuOptions->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Comma));
+    mnuExport = file->addAction(QStringLiteral("E&xport..."), this, [this] {
         const QString formats = timelinePane->isVisible() ? QStringLiteral("CSV (*.csv);;Excel workbook (*.xlsx);;JSON lines (*.jsonl)")
                                                           : QStringLiteral("CSV (*.csv);;Excel workbook (*.xlsx)");
         const QString path = QFileDialog::getSaveFileName(this, QStringLiteral("Export"), QString(), formats);
@@ -205,7 +226,9 @@ void FrmViewer::buildMenus() {
         }
     });
     mnuExport->setEnabled(false);
+    mnuExport->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_E));
     mnuExit = file->addAction(QStringLiteral("&Exit"), this, &QWidget::close);
+    mnuExit->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Q));
 
     QMenu* report = menuBar()->addMenu(QStringLiteral("Report"));
     mnuCreate = report->addAction(QStringLiteral("Create Report"), this, [this] {
@@ -213,6 +236,7 @@ void FrmViewer::buildMenus() {
         FrmCreateReport window(*services_.reportFolder, *env_.os, run_, services_.report ? services_.report : this, this);
         window.exec();
     });
+    mnuCreate->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_R));
     mnuView = report->addAction(QStringLiteral("View Report"), this, [this] {
         // Titled "Save Report File" although it opens one, as it always was.
         const QString chosen = openFileDialog(QStringLiteral("Save Report File"), QStringLiteral("HTML file (*.htm)"));
@@ -220,9 +244,10 @@ void FrmViewer::buildMenus() {
         // Windows dialog refuses it, never cut to another file's name.
         if (!chosen.isEmpty() && chosen.size() <= kDialogPathLimit) env_.desktop->open(chosen);
     });
+    mnuView->setShortcut(QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_R));
 
-    QMenu* view = menuBar()->addMenu(QStringLiteral("View"));
-    QMenu* zones = view->addMenu(QStringLiteral("Times in"));
+    QMenu* view = menuBar()->addMenu(QStringLiteral("&View"));
+    QMenu* zones = view->addMenu(QStringLiteral("&Times in"));
     auto* zoneGroup = new QActionGroup(this);
     const auto zoneAction = [&](const QString& caption, const QString& choice) {
         QAction* action = zones->addAction(caption, this, [this, choice] {
@@ -233,11 +258,11 @@ void FrmViewer::buildMenus() {
         zoneGroup->addAction(action);
         return action;
     };
-    mnuZoneLocal = zoneAction(QStringLiteral("This computer's zone"), QStringLiteral("local"));
-    mnuZoneUtc = zoneAction(QStringLiteral("UTC"), QStringLiteral("UTC"));
-    mnuZoneSystem = zoneAction(QStringLiteral("The examined system's zone"), QStringLiteral("system"));
+    mnuZoneLocal = zoneAction(QStringLiteral("This &computer's zone"), QStringLiteral("local"));
+    mnuZoneUtc = zoneAction(QStringLiteral("&UTC"), QStringLiteral("UTC"));
+    mnuZoneSystem = zoneAction(QStringLiteral("The &examined system's zone"), QStringLiteral("system"));
     view->addSeparator();
-    mnuMoreTraces = view->addAction(QStringLiteral("More traces"), this, [this](bool on) {
+    mnuMoreTraces = view->addAction(QStringLiteral("&More traces"), this, [this](bool on) {
         if (refuseWhileRunning()) {
             mnuMoreTraces->setChecked(!on);
             return;
@@ -248,16 +273,20 @@ void FrmViewer::buildMenus() {
         buildTree();
     });
     mnuMoreTraces->setCheckable(true);
+    mnuMoreTraces->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_M));
     mnuMoreTraces->setChecked(env_.settings.GetSetting(QStringLiteral("general"), kMoreTracesKey) == QLatin1String("1"));
     // The traces' toolbar exists only with More traces, so the classic window stays as it is.
     traceBar = addToolBar(QStringLiteral("Traces"));
     traceBar->setObjectName(QStringLiteral("traceBar"));
     traceBar->setMovable(false);
     mnuTimeline = traceBar->addAction(QStringLiteral("Timeline"), this, [this] { selectKey(kTimelineKey); });
+    mnuTimeline->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_T));
+    mnuTimeline->setToolTip(QStringLiteral("Timeline (Ctrl+T): every dated field of every trace, in order"));
     traceBar->setVisible(mnuMoreTraces->isChecked());
 
     QMenu* help = menuBar()->addMenu(QStringLiteral("Help"));
     mnuhelp = help->addAction(QStringLiteral("Online Help"), this, [this] { env_.desktop->open(services_.vendor.helpPage); });
+    mnuhelp->setShortcut(QKeySequence(Qt::Key_F1));
     newversion = help->addAction(QStringLiteral("Check for new version"), this, [this] {
         if (services_.update) services_.update->check(false);
     });
@@ -372,6 +401,25 @@ void FrmViewer::openRow(int viewRow) {
     if (const auto target = openTarget(*category, session_->list, row, *env_.os)) {
         env_.desktop->open(desktopTarget(*target, env_.os->system()));
     }
+}
+
+void FrmViewer::openEvidenceText(const QString& text) {
+    const QUrl url(text, QUrl::StrictMode);
+    const QString scheme = url.scheme().toLower();
+    const bool web = url.isValid() && scheme.size() > 1 && scheme != QLatin1String("file");
+    if (web) {
+        const QString question =
+            QStringLiteral("Open this address from the evidence?\n\n%1\n\nOpening it asks the site for the page: its owner "
+                           "learns this computer's address, and that the address was opened.")
+                .arg(text);
+        if (confirmOpen && confirmOpen(question)) env_.desktop->open(text);
+        return;
+    }
+    // A Windows path opens as the volume's own file where it has one here (a folder volume, or
+    // a file an image gave out); a shell path such as "My Computer\Pictures" opens nothing.
+    const bool drivePath = text.size() >= 3 && text[1] == QLatin1Char(':') && (text[2] == QLatin1Char('\\') || text[2] == QLatin1Char('/'));
+    if (!drivePath) return;
+    if (const auto local = env_.os->system().localPath(text)) env_.desktop->open(*local);
 }
 
 void FrmViewer::syncView() {

@@ -77,6 +77,12 @@ public:
     std::function<QString(const QString&)> indexFileChooser;
     // The folder picker (title -> folder, "" when cancelled); replaceable for tests.
     std::function<QString(const QString&)> folderDialog;
+    // Asks before an address from the evidence is opened (the question -> yes); replaceable for tests.
+    std::function<bool(const QString&)> confirmOpen;
+    // What a double-click in a trace table or the Timeline opens: a URL from the evidence after
+    // asking (opening it tells the page's owner this computer's address), a Windows path of the
+    // volume as the volume's own file.
+    void openEvidenceText(const QString& text);
 
     QTreeWidget* TreeView1;
     QTreeView* URLs;

@@ -52,6 +52,7 @@ TimelinePane::TimelinePane(QWidget* parent) : QWidget(parent) {
     table->horizontalHeader()->setSortIndicator(-1, Qt::AscendingOrder);
     table->setSortingEnabled(true);
     table->horizontalHeader()->setStretchLastSection(true);
+    table->setTextElideMode(Qt::ElideMiddle);
     details = new QPlainTextEdit(this);
     details->setReadOnly(true);
     details->setPlaceholderText(QStringLiteral("Click an event to see all its fields and its source."));
@@ -91,6 +92,26 @@ TimelinePane::TimelinePane(QWidget* parent) : QWidget(parent) {
     });
     connect(table->selectionModel(), &QItemSelectionModel::currentRowChanged, this,
             [this](const QModelIndex& current) { showDetails(current.row()); });
+    connect(table, &QTableView::doubleClicked, this, [this](const QModelIndex& index) {
+        if (const QString text = openableText(index.row()); !text.isEmpty()) emit openRequested(text);
+    });
+}
+
+QString TimelinePane::openableText(int row) const {
+    if (!store_ || row < 0 || static_cast<size_t>(row) >= model_->shown().size()) return QString();
+    const TimelineStore::Event& e = store_->event(model_->shown()[static_cast<size_t>(row)]);
+    Provenance from;
+    std::vector<Value> values;
+    store_->decode(e, from, values);
+    const TraceKind& kind = store_->kindOf(e);
+    for (const FieldType wanted : {FieldType::Url, FieldType::Path}) {
+        for (size_t f = 0; f < kind.fields.size(); ++f) {
+            if (kind.fields[f].type == wanted && values[f].is == Value::Is::Text && !values[f].utf8.empty()) {
+                return QString::fromUtf8(values[f].utf8.data(), static_cast<qsizetype>(values[f].utf8.size()));
+            }
+        }
+    }
+    return QString::fromUtf8(from.source);
 }
 
 TimelinePane::~TimelinePane() = default;

@@ -49,6 +49,12 @@ public:
     QLabel* count;
     QPushButton* outsideButton;  // "N events outside the range": shows just those
     TimelineModel* model() const { return model_; }
+    // What a double-click on a row asks the window to open: the event's URL, else its path, else
+    // the file it was read from.
+    QString openableText(int row) const;
+
+signals:
+    void openRequested(const QString& text);
 
 private:
     // Applies the text, kinds and users; the dragged range stays unless `keepRange` is false.

@@ -2,6 +2,7 @@
 
 #include <QFile>
 #include <QSaveFile>
+#include <optional>
 #include <xlsxwriter.h>
 
 namespace kestrova {
@@ -35,7 +36,33 @@ struct Cell {
     const char* name;
     QString text;
     bool number = false;
+    std::optional<int64_t> time{};  // a time's UtcMicros, for a spreadsheet's date cell
 };
+
+// The cell format of times in a workbook: a date a spreadsheet sorts, filters and computes with,
+// to the millisecond (its finest), in the zone the window shows times in.
+lxw_format* timeFormat(lxw_workbook* book) {
+    lxw_format* format = workbook_add_format(book);
+    format_set_num_format(format, "yyyy-mm-dd hh:mm:ss.000");
+    return format;
+}
+
+// A time as a date cell; one a spreadsheet cannot hold (before 1900, after 9999) as its text.
+void writeTime(lxw_worksheet* sheet, lxw_row_t row, lxw_col_t col, int64_t utc, const IsoTimeWriter& times, lxw_format* format) {
+    const int64_t local = utc + int64_t{times.offsetAt(utc)} * 1000000;
+    constexpr int64_t kDay = int64_t{86400} * 1000000;
+    const int64_t days = local >= 0 ? local / kDay : -((-local + kDay - 1) / kDay);
+    const int64_t within = local - days * kDay;
+    const CivilDate date = civilFromDays(days);
+    if (date.year < 1900 || date.year > 9999) {
+        worksheet_write_string(sheet, row, col, times.text(utc).toUtf8().constData(), nullptr);
+        return;
+    }
+    lxw_datetime when{static_cast<int>(date.year), static_cast<int>(date.month), static_cast<int>(date.day),
+                      static_cast<int>(within / 3600000000), static_cast<int>(within / 60000000 % 60),
+                      static_cast<double>(within % 60000000) / 1e6};
+    worksheet_write_datetime(sheet, row, col, &when, format);
+}
 std::vector<Cell> timelineCells(const TimelineModel& timeline, const QString& hostname, uint32_t index, bool fieldsApart) {
     const TimelineStore& store = *timeline.store();
     const TimelineStore::Event& e = store.event(index);
@@ -43,7 +70,7 @@ std::vector<Cell> timelineCells(const TimelineModel& timeline, const QString& ho
     std::vector<Value> values;
     store.decode(e, from, values);
     const TraceKind& kind = store.kindOf(e);
-    std::vector<Cell> cells{{"datetime", timeline.times().text(e.time)},
+    std::vector<Cell> cells{{"datetime", timeline.times().text(e.time), false, e.time},
                             {"timestamp", QString::number(e.time), true},
                             {"timestamp_desc", QString::fromLatin1(store.meaning(e))},
                             {"message", QString::fromStdString(store.message(e))},
@@ -63,6 +90,7 @@ std::vector<Cell> timelineCells(const TimelineModel& timeline, const QString& ho
             cell.text = QString::fromUtf8(v.utf8.data(), static_cast<qsizetype>(v.utf8.size()));
         } else if (kind.fields[f].type == FieldType::Time) {
             cell.text = timeline.times().text(v.number);
+            cell.time = v.number;
         } else if (kind.fields[f].type == FieldType::Bool) {
             cell.text = v.number ? QStringLiteral("true") : QStringLiteral("false");
             cell.number = true;
@@ -120,6 +148,7 @@ std::optional<QString> exportXlsx(const QAbstractProxyModel& shown, const TraceT
     if (!book) return QStringLiteral("the workbook cannot be created");
     const QByteArray sheetName = QByteArray(table.kind() ? table.kind()->name : "traces").left(31);
     lxw_worksheet* sheet = workbook_add_worksheet(book, sheetName.constData());
+    lxw_format* dates = timeFormat(book);
     const int columns = table.columnCount();
     for (int c = 0; c < columns; ++c) worksheet_write_string(sheet, 0, static_cast<lxw_col_t>(c), table.columns()[static_cast<size_t>(c)].name, nullptr);
     for (int r = 0; r < shown.rowCount(); ++r) {
@@ -133,6 +162,8 @@ std::optional<QString> exportXlsx(const QAbstractProxyModel& shown, const TraceT
             // Integers a double holds exactly are numbers; larger ones stay text.
             if (type == FieldType::Integer && n > -(qint64{1} << 53) && n < (qint64{1} << 53)) {
                 worksheet_write_number(sheet, row, col, static_cast<double>(n), nullptr);
+            } else if (type == FieldType::Time && n != TraceTableModel::kAbsent) {
+                writeTime(sheet, row, col, n, table.times(), dates);
             } else {
                 // A cell holds at most 32,767 characters.
                 const QByteArray text = table.data(table.index(record, c), Qt::DisplayRole).toString().left(32767).toUtf8();
@@ -158,6 +189,7 @@ std::optional<QString> exportTimeline(const TimelineModel& timeline, const QStri
         lxw_workbook* book = workbook_new_opt(QFile::encodeName(path).constData(), &options);
         if (!book) return QStringLiteral("the workbook cannot be created");
         lxw_worksheet* sheet = workbook_add_worksheet(book, "timeline");
+        lxw_format* dates = timeFormat(book);
         for (size_t r = 0; r < shown.size(); ++r) {
             const std::vector<Cell> cells = timelineCells(timeline, hostname, shown[r], false);
             if (r == 0) {
@@ -167,6 +199,7 @@ std::optional<QString> exportTimeline(const TimelineModel& timeline, const QStri
                 const auto row = static_cast<lxw_row_t>(r + 1);
                 const auto col = static_cast<lxw_col_t>(c);
                 if (c == 1) worksheet_write_number(sheet, row, col, cells[c].text.toDouble(), nullptr);
+                else if (cells[c].time) writeTime(sheet, row, col, *cells[c].time, timeline.times(), dates);
                 else worksheet_write_string(sheet, row, col, cells[c].text.left(32767).toUtf8().constData(), nullptr);
             }
         }

@@ -26,6 +26,8 @@ TracePane::TracePane(QWidget* parent) : QWidget(parent) {
     table->setAlternatingRowColors(true);
     table->verticalHeader()->setDefaultSectionSize(table->fontMetrics().height() + 4);
     table->verticalHeader()->hide();
+    // A long path keeps its drive and its file name in sight; the tooltip has the whole text.
+    table->setTextElideMode(Qt::ElideMiddle);
     model_ = new TraceTableModel(this);
     proxy_ = new TraceFilterModel(this);
     proxy_->setSourceModel(model_);
@@ -38,6 +40,17 @@ TracePane::TracePane(QWidget* parent) : QWidget(parent) {
     layout->addWidget(filter);
     layout->addWidget(table);
     connect(filter, &QLineEdit::textChanged, proxy_, [this](const QString& text) { proxy_->setFilterFixedString(text); });
+    connect(table, &QTableView::doubleClicked, this, [this](const QModelIndex& index) {
+        if (const QString text = openableText(index); !text.isEmpty()) emit openRequested(text);
+    });
+}
+
+QString TracePane::openableText(const QModelIndex& shown) const {
+    if (!shown.isValid() || !model_->kind()) return QString();
+    if (shown.column() < 0 || static_cast<size_t>(shown.column()) >= model_->columns().size()) return QString();
+    const FieldType type = model_->columns()[static_cast<size_t>(shown.column())].type;
+    if (type != FieldType::Url && type != FieldType::Path) return QString();
+    return shown.data(Qt::DisplayRole).toString();
 }
 
 qint64 TracePane::fill(const TraceKind& kind, TraceContext& context, const QTimeZone& zone, RunControl& run) {

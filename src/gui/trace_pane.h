@@ -33,6 +33,13 @@ public:
     QLineEdit* filter;
     QTableView* table;
 
+    // The text of a cell, as a double-click on it asks the window to open (a URL from the
+    // evidence, a Windows path of the volume); "" for a cell that names nothing to open.
+    QString openableText(const QModelIndex& shown) const;
+
+signals:
+    void openRequested(const QString& text);
+
 private:
     TraceTableModel* model_;
     TraceFilterModel* proxy_;

@@ -34,6 +34,8 @@ public:
 
     const TraceKind* kind() const { return kind_; }
     const std::vector<OutputColumn>& columns() const { return columns_; }
+    // The times' writer, in the zone the table shows them in.
+    const IsoTimeWriter& times() const { return times_; }
     // Whether a cell holds a value (absent values show empty and export empty).
     bool present(int row, int column) const;
     qint64 number(int row, int column) const { return numbers_[static_cast<size_t>(row) * columns_.size() + static_cast<size_t>(column)]; }
@@ -44,8 +46,10 @@ public:
     QVariant data(const QModelIndex& index, int role) const override;
     QVariant headerData(int section, Qt::Orientation orientation, int role) const override;
 
-private:
+    // number() of a cell that holds no number.
     static constexpr qint64 kAbsent = std::numeric_limits<qint64>::min();
+
+private:
     const TraceKind* kind_ = nullptr;
     std::vector<OutputColumn> columns_;
     IsoTimeWriter times_;

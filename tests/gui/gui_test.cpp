@@ -12,8 +12,10 @@
 #include <QLineEdit>
 #include <QMessageBox>
 #include <QProcess>
+#include <QRegularExpression>
 #include <QProgressBar>
 #include <QPushButton>
+#include <QScreen>
 #include <QStatusBar>
 #include <QSignalSpy>
 #include <QTemporaryDir>
@@ -156,10 +158,38 @@ private slots:
         QCOMPARE(lines.size(), 1 + 3 + 1);
         QVERIFY(lines[0].startsWith("user,browser,profile,visit_time,url,"));
         QVERIFY(lines[1].startsWith("bob,Brave,Default,2026-11-01T08:00:02.000002+00:00,https://bob-brave-default.example/page/2,"));
+        // A double-click on an address from the evidence asks first; a path opens the volume's file.
+        QStringList asked;
+        bool answer = false;
+        w->window->confirmOpen = [&](const QString& question) {
+            asked << question;
+            return answer;
+        };
+        const int opened = w->desktop->opened.size();
+        emit w->window->traceTable->doubleClicked(shown->index(0, 4));
+        QCOMPARE(asked.size(), 1);
+        QVERIFY(asked[0].contains("https://bob-brave-default.example/page/2") && asked[0].contains("learns this computer's address"));
+        QCOMPARE(w->desktop->opened.size(), opened);
+        answer = true;
+        emit w->window->traceTable->doubleClicked(shown->index(0, 4));
+        QCOMPARE(w->desktop->opened.last(), QString("https://bob-brave-default.example/page/2"));
+        int sourceColumn = 0;
+        while (shown->headerData(sourceColumn, Qt::Horizontal).toString() != "source") ++sourceColumn;
+        emit w->window->traceTable->doubleClicked(shown->index(0, sourceColumn));
+        QCOMPARE(asked.size(), 2);  // a path is not asked about
+        QVERIFY2(w->desktop->opened.last().startsWith(w->volume.root() + "/Users/bob/"), qPrintable(w->desktop->opened.last()));
         QVERIFY(!w->window->exportTraces(out.filePath("h.xlsx")));
         QFile xlsx(out.filePath("h.xlsx"));
         QVERIFY(xlsx.open(QIODevice::ReadOnly));
         QCOMPARE(xlsx.read(2), QByteArray("PK"));
+        // Times are date cells (a number of days since 1899-12-30, with a date format), not
+        // texts: 2026-11-01T08:00:02.000002 UTC is day 46327 and 08:00:02 of it.
+        QProcess sheet;
+        sheet.start("python3", {"-c", "import sys,zipfile;print(zipfile.ZipFile(sys.argv[1]).read('xl/worksheets/sheet1.xml').decode())",
+                                out.filePath("h.xlsx")});
+        QVERIFY(sheet.waitForFinished(20000));
+        const QString xml = QString::fromUtf8(sheet.readAllStandardOutput());
+        QVERIFY2(QRegularExpression("<c r=\"D2\" s=\"\\d+\"><v>46327\\.33335648").match(xml).hasMatch(), qPrintable(xml.left(1500)));
         // A classic category takes the list's place back; the option off, the tree is as shipped.
         w->window->selectKey("b3");
         QVERIFY(!w->window->tracePane->isVisible());
@@ -257,6 +287,31 @@ private slots:
         QCOMPARE(w->window->mnuAbout1->text(), QString("About"));
         w->window->mnuhelp->trigger();
         QCOMPARE(w->desktop->opened, QStringList{"https://www.kestrova.example/help/"});
+        // Every command has a key; the window's own captions an Alt accelerator, the classic
+        // ones stay as they were.
+        for (QAction* a : {w->window->mnuChooseSystem, w->window->mnuOpenImage, w->window->mnuExport, w->window->mnuExit,
+                           w->window->mnuCreate, w->window->mnuView, w->window->mnuMoreTraces, w->window->mnuTimeline}) {
+            QVERIFY2(!a->shortcut().isEmpty(), qPrintable(a->text()));
+        }
+        QCOMPARE(w->window->mnuChooseSystem->text(), QString("&Choose Windows System..."));
+        QCOMPARE(w->window->mnuOpenImage->shortcut(), QKeySequence("Ctrl+Shift+O"));
+        QVERIFY(w->window->mnuMoreTraces->text().contains('&'));
+    }
+
+    // The window opens inside the screen: the designed 14,400 twips are wider than the test's
+    // 800-pixel screen.
+    void theWindowOpensAtASizeTheScreenHolds() {
+        test::TempVolume volume;
+        volume.userHive(tools::sampleUserHive());
+        QTemporaryDir program;
+        auto desktop = std::make_unique<test::FakeDesktop>();
+        desktop->program = program.path();
+        auto env = Environment::create(volume.root(), QString(), std::move(desktop), std::make_unique<FixedClock>(test::utcClock()));
+        QString reportFolder = "/home/u/Documents/";
+        FrmViewer window(*env, FrmViewer::Services{&reportFolder, nullptr, nullptr, VendorAddresses{}});
+        const QRect room = QGuiApplication::primaryScreen()->availableGeometry();
+        QVERIFY2(window.width() <= room.width() && window.height() <= room.height(),
+                 qPrintable(QString("%1x%2 on %3x%4").arg(window.width()).arg(window.height()).arg(room.width()).arg(room.height())));
     }
 
     void selectingAGroupLeavesListAndPanelsAlone() {
