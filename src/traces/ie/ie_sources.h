@@ -47,6 +47,16 @@ QString webCachePath(const UserProfile& user);
 enum class WebCacheKind { History, Cache, Cookies };
 void webCacheRecords(TraceContext& context, TraceSink& sink, WebCacheKind kind);
 
+// Whether a WebCache container (the Containers table's Name) holds records of that kind:
+// "History" and the "MSHist01..." ones are history, "Content" the cache, "Cookies" cookies.
+bool webCacheHolds(WebCacheKind kind, const QString& container);
+// A container record's Url column taken apart: "Visited: user@url" (history), "Cookie:user@host/path"
+// (cookies); a text of neither shape is the url itself.
+struct WebCacheUrl {
+    QString user, url, host, path;
+};
+WebCacheUrl splitWebCacheUrl(WebCacheKind kind, const QString& text);
+
 void ieHistory(TraceContext& context, TraceSink& sink);
 void ieCache(TraceContext& context, TraceSink& sink);
 void ieCookies(TraceContext& context, TraceSink& sink);

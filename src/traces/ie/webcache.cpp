@@ -133,16 +133,6 @@ void forEachRecord(TraceContext& context, const QString& what, libesedb_table_t*
     }
 }
 
-bool wanted(WebCacheKind kind, const QString& container) {
-    const auto starts = [&](const char* prefix) { return container.startsWith(QLatin1String(prefix), Qt::CaseInsensitive); };
-    switch (kind) {
-    case WebCacheKind::History: return starts("History") || starts("MSHist");
-    case WebCacheKind::Cache: return starts("Content");
-    case WebCacheKind::Cookies: return starts("Cookies");
-    }
-    return false;
-}
-
 std::optional<UtcMicros> timeOf(const EseRow& row, const std::map<QString, int>& columns, const char* name) {
     const auto t = row.integer(column(columns, name));
     return t ? utc::fromFileTime(*t) : std::nullopt;
@@ -157,10 +147,9 @@ bool deliverEntry(TraceContext& context, TraceSink& sink, WebCacheKind kind, con
     case WebCacheKind::History: {
         using namespace iefields::history;
         OwnedRecord<Count> r;
-        // "Visited: USER@URL", as in the index.dat containers.
-        const qsizetype at = url.indexOf(QLatin1Char('@')), colon = url.indexOf(QLatin1Char(':'));
-        r.text(Url, at < 0 ? url : url.mid(at + 1));
-        if (at >= 0 && colon >= 0 && colon < at) r.text(VisitedAs, url.mid(colon + 1, at - colon - 1).trimmed());
+        const WebCacheUrl parts = splitWebCacheUrl(kind, url);
+        r.text(Url, parts.url);
+        if (!parts.user.isEmpty()) r.text(VisitedAs, parts.user);
         r.time(LastVisited, timeOf(row, columns, "AccessedTime"));
         r.time(LastUpdated, timeOf(row, columns, "ModifiedTime"));
         r.time(Expires, timeOf(row, columns, "ExpiryTime"));
@@ -182,12 +171,10 @@ bool deliverEntry(TraceContext& context, TraceSink& sink, WebCacheKind kind, con
     case WebCacheKind::Cookies: {
         using namespace browserfields::cookies;
         OwnedRecord<Count> r;
-        // "Cookie:USER@host/path"; the cookie's name and value are in its text file.
-        const qsizetype at = url.indexOf(QLatin1Char('@'));
-        const QString where = at < 0 ? url : url.mid(at + 1);
-        const qsizetype slash = where.indexOf(QLatin1Char('/'));
-        r.text(Host, slash < 0 ? where : where.left(slash));
-        r.text(Path, slash < 0 ? QStringLiteral("/") : where.mid(slash));
+        // The cookie's name and value are in its text file.
+        const WebCacheUrl parts = splitWebCacheUrl(kind, url);
+        r.text(Host, parts.host);
+        r.text(Path, parts.path);
         r.time(Created, timeOf(row, columns, "CreationTime"));
         r.time(Expires, timeOf(row, columns, "ExpiryTime"));
         r.time(LastAccess, timeOf(row, columns, "AccessedTime"));
@@ -218,7 +205,7 @@ void readWebCache(TraceContext& context, TraceSink& sink, WebCacheKind kind, con
     forEachRecord(context, what + QStringLiteral(", table Containers"), containers.get(), [&](const EseRow& row, const std::map<QString, int>& columns) {
         const auto id = row.integer(column(columns, "ContainerId"));
         const QString name = row.text(column(columns, "Name")).trimmed();
-        if (id && wanted(kind, name)) chosen.emplace_back(*id, name);
+        if (id && webCacheHolds(kind, name)) chosen.emplace_back(*id, name);
         return true;
     });
     for (const auto& container : chosen) {
@@ -242,6 +229,39 @@ void readWebCache(TraceContext& context, TraceSink& sink, WebCacheKind kind, con
 }
 
 }  // namespace
+
+bool webCacheHolds(WebCacheKind kind, const QString& container) {
+    const auto starts = [&](const char* prefix) { return container.startsWith(QLatin1String(prefix), Qt::CaseInsensitive); };
+    switch (kind) {
+    case WebCacheKind::History: return starts("History") || starts("MSHist");
+    case WebCacheKind::Cache: return starts("Content");
+    case WebCacheKind::Cookies: return starts("Cookies");
+    }
+    return false;
+}
+
+WebCacheUrl splitWebCacheUrl(WebCacheKind kind, const QString& text) {
+    WebCacheUrl parts;
+    const qsizetype at = text.indexOf(QLatin1Char('@'));
+    if (kind == WebCacheKind::Cookies) {
+        // "Cookie:USER@host/path".
+        const QString where = at < 0 ? text : text.mid(at + 1);
+        const qsizetype slash = where.indexOf(QLatin1Char('/'));
+        parts.host = slash < 0 ? where : where.left(slash);
+        parts.path = slash < 0 ? QStringLiteral("/") : where.mid(slash);
+        parts.url = text;
+        return parts;
+    }
+    if (kind == WebCacheKind::History) {
+        // "Visited: USER@URL", as in the index.dat containers.
+        const qsizetype colon = text.indexOf(QLatin1Char(':'));
+        parts.url = at < 0 ? text : text.mid(at + 1);
+        if (at >= 0 && colon >= 0 && colon < at) parts.user = text.mid(colon + 1, at - colon - 1).trimmed();
+        return parts;
+    }
+    parts.url = text;
+    return parts;
+}
 
 void webCacheRecords(TraceContext& context, TraceSink& sink, WebCacheKind kind) {
     struct Database {

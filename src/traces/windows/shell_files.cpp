@@ -29,6 +29,7 @@
 
 #include "traces/contained_source.h"
 #include "traces/libyal.h"
+#include "traces/windows/activity_decoders.h"
 #include "traces/windows/evidence_files.h"
 #include "traces/windows/shell_items.h"
 #include "traces/windows/windows_fields.h"
@@ -139,45 +140,6 @@ QByteArray streamBytes(libolecf_item_t* item) {
     return bytes;
 }
 
-struct DestEntry {
-    uint32_t number = 0;
-    std::optional<UtcMicros> lastAccess;
-    bool pinned = false;
-    int64_t accessCount = 0;
-    QString path;
-};
-
-std::vector<DestEntry> readDestList(ByteView list) {
-    std::vector<DestEntry> entries;
-    const uint32_t version = list.u32(0);
-    const uint32_t count = list.u32(4);
-    const bool v1 = version < 3;
-    size_t at = 32;
-    for (uint32_t i = 0; i < count && i < 100000; ++i) {
-        const size_t pathSizeAt = at + (v1 ? 112 : 128);
-        if (!list.has(pathSizeAt, 2)) break;
-        const size_t pathBytes = size_t{list.u16(pathSizeAt)} * 2;
-        const size_t end = pathSizeAt + 2 + pathBytes + (v1 ? 0 : 4);
-        if (!list.has(at, end - at)) break;
-        DestEntry e;
-        e.number = list.u32(at + 88);
-        e.lastAccess = utc::fromFileTime(static_cast<int64_t>(list.u64(at + 100)));
-        e.pinned = list.i32(at + 108) != -1;
-        if (v1) {
-            float count1 = 0;
-            const uint32_t bits = list.u32(at + 96);
-            std::memcpy(&count1, &bits, 4);
-            e.accessCount = count1 >= 0 && count1 < 1e9f ? static_cast<int64_t>(count1) : 0;
-        } else {
-            e.accessCount = list.u32(at + 116);
-        }
-        e.path = list.sub(pathSizeAt + 2, pathBytes).utf16z(0);
-        entries.push_back(e);
-        at = end;
-    }
-    return entries;
-}
-
 void automaticList(TraceContext& context, TraceSink& sink, const EvidenceFile& f) {
     using namespace wf::jumplists;
     const MemoryFile memory(f.bytes);
@@ -238,36 +200,6 @@ void automaticList(TraceContext& context, TraceSink& sink, const EvidenceFile& f
     }
 }
 
-// How many shortcuts a customDestinations-ms file declares, and whether its last category ends
-// where a whole file would.
-struct DeclaredEntries {
-    qint64 entries = 0;
-    bool whole = false;
-};
-DeclaredEntries declaredEntries(const QByteArray& bytes) {
-    static const QByteArray kFooter = QByteArray::fromHex("abfbbfba");
-    const ByteView view(bytes);
-    DeclaredEntries declared;
-    const uint32_t categories = view.u32(4);
-    if (!view.has(0, 12) || categories > 4096) return declared;
-    size_t at = 12;
-    for (uint32_t c = 0; c < categories; ++c) {
-        if (!view.has(at, 8)) return declared;
-        const uint32_t type = view.u32(at);
-        size_t countAt = at + 4;
-        if (type == 0) countAt = at + 6 + size_t{view.u16(at + 4)} * 2;
-        if (type != 1 && !view.has(countAt, 4)) return declared;
-        const uint32_t count = type == 1 ? 0 : view.u32(countAt);
-        if (count > 65536) return declared;
-        declared.entries += count;
-        const qsizetype footer = bytes.indexOf(kFooter, static_cast<qsizetype>(at) + 4);
-        if (footer < 0) return declared;
-        at = static_cast<size_t>(footer) + 4;
-    }
-    declared.whole = true;
-    return declared;
-}
-
 void customList(TraceContext& context, TraceSink& sink, const EvidenceFile& f) {
     using namespace wf::jumplists;
     // A shortcut starts with its header size (0x4C) and the shell link class identifier.
@@ -303,6 +235,61 @@ void customList(TraceContext& context, TraceSink& sink, const EvidenceFile& f) {
 }
 
 }  // namespace
+
+std::vector<DestEntry> readDestList(ByteView list) {
+    std::vector<DestEntry> entries;
+    const uint32_t version = list.u32(0);
+    const uint32_t count = list.u32(4);
+    const bool v1 = version < 3;
+    size_t at = 32;
+    for (uint32_t i = 0; i < count && i < 100000; ++i) {
+        const size_t pathSizeAt = at + (v1 ? 112 : 128);
+        if (!list.has(pathSizeAt, 2)) break;
+        const size_t pathBytes = size_t{list.u16(pathSizeAt)} * 2;
+        const size_t end = pathSizeAt + 2 + pathBytes + (v1 ? 0 : 4);
+        if (!list.has(at, end - at)) break;
+        DestEntry e;
+        e.number = list.u32(at + 88);
+        e.lastAccess = utc::fromFileTime(static_cast<int64_t>(list.u64(at + 100)));
+        e.pinned = list.i32(at + 108) != -1;
+        if (v1) {
+            float count1 = 0;
+            const uint32_t bits = list.u32(at + 96);
+            std::memcpy(&count1, &bits, 4);
+            e.accessCount = count1 >= 0 && count1 < 1e9f ? static_cast<int64_t>(count1) : 0;
+        } else {
+            e.accessCount = list.u32(at + 116);
+        }
+        e.path = list.sub(pathSizeAt + 2, pathBytes).utf16z(0);
+        entries.push_back(e);
+        at = end;
+    }
+    return entries;
+}
+
+DeclaredEntries declaredEntries(const QByteArray& bytes) {
+    static const QByteArray kFooter = QByteArray::fromHex("abfbbfba");
+    const ByteView view(bytes);
+    DeclaredEntries declared;
+    const uint32_t categories = view.u32(4);
+    if (!view.has(0, 12) || categories > 4096) return declared;
+    size_t at = 12;
+    for (uint32_t c = 0; c < categories; ++c) {
+        if (!view.has(at, 8)) return declared;
+        const uint32_t type = view.u32(at);
+        size_t countAt = at + 4;
+        if (type == 0) countAt = at + 6 + size_t{view.u16(at + 4)} * 2;
+        if (type != 1 && !view.has(countAt, 4)) return declared;
+        const uint32_t count = type == 1 ? 0 : view.u32(countAt);
+        if (count > 65536) return declared;
+        declared.entries += count;
+        const qsizetype footer = bytes.indexOf(kFooter, static_cast<qsizetype>(at) + 4);
+        if (footer < 0) return declared;
+        at = static_cast<size_t>(footer) + 4;
+    }
+    declared.whole = true;
+    return declared;
+}
 
 QStringList recentFolders(const UserProfile& user) {
     return {user.roaming + QStringLiteral("\\Microsoft\\Windows\\Recent"), user.folder + QStringLiteral("\\Recent"),

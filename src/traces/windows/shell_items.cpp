@@ -214,8 +214,6 @@ void readFileEntry(libfwsi_item_t* item, ShellItem& out) {
     }
 }
 
-// An item libfwsi has no name for: a GUID where Windows puts one in such items (after the class
-// byte and a padding byte, or after a 0x0E-byte header in the property view items), else its class.
 // The display name (System.ItemNameDisplay: format {B725F130-47EF-101A-A5F1-02608C9EEBAC}, id 10)
 // from a serialized property store ("1SPS") inside an item. Each property: size (4), id (4), a
 // reserved byte, the type (2: 0x1F for a UTF-16 text), 2 bytes, the text's length (4) and text.
@@ -245,7 +243,11 @@ QString controlPanelCategory(uint32_t id) {
     return id < std::size(kNames) ? QString::fromLatin1(kNames[id]) : QStringLiteral("Control Panel category %1").arg(id);
 }
 
-void readUnnamed(ByteView raw, uint8_t classType, ShellItem& out) {
+}  // namespace
+
+// An item libfwsi has no name for: a GUID where Windows puts one in such items (after the class
+// byte and a padding byte, or after a 0x0E-byte header in the property view items), else its class.
+void nameUnnamedItem(ByteView raw, uint8_t classType, ShellItem& out) {
     out.type = QStringLiteral("unknown");
     // Windows 10's drive items of the user's view: signature 0xF5A6B710 at 6, then "/D:\".
     if (raw.u32(6) == 0xF5A6B710u && raw.u8(12) == '/') {
@@ -292,8 +294,6 @@ void readUnnamed(ByteView raw, uint8_t classType, ShellItem& out) {
     }
     out.name = QStringLiteral("[item class 0x%1]").arg(classType, 2, 16, QLatin1Char('0'));
 }
-
-}  // namespace
 
 std::optional<UtcMicros> fromFatDateTime(uint32_t value) {
     const uint32_t date = value & 0xFFFF, time = value >> 16;
@@ -358,7 +358,7 @@ std::vector<ShellItem> decodeItemList(ByteView bytes, QString* problem) {
             // Class 0x2E items ("CLSID" places under My Computer: Desktop, Downloads) carry their
             // GUID where libfwsi finds no volume name.
             if (out.name.isEmpty()) {
-                readUnnamed(itemBytes, classType, out);
+                nameUnnamedItem(itemBytes, classType, out);
                 if (out.type == QLatin1String("unknown")) out.type = QStringLiteral("drive");
             }
             break;
@@ -381,12 +381,12 @@ std::vector<ShellItem> decodeItemList(ByteView bytes, QString* problem) {
             break;
         case LIBFWSI_ITEM_TYPE_CONTROL_PANEL:
         case LIBFWSI_ITEM_TYPE_CONTROL_PANEL_CPL_FILE:
-            readUnnamed(itemBytes, classType, out);
+            nameUnnamedItem(itemBytes, classType, out);
             if (out.name.startsWith(QLatin1Char('['))) out.name = QStringLiteral("Control Panel item");
             out.type = QStringLiteral("control panel");
             break;
         default:
-            readUnnamed(itemBytes, classType, out);
+            nameUnnamedItem(itemBytes, classType, out);
             break;
         }
         if (out.name.isEmpty()) out.name = QStringLiteral("[item class 0x%1]").arg(classType, 2, 16, QLatin1Char('0'));

@@ -31,6 +31,11 @@ struct ShellItem {
 // early (an item libfwsi rejects); the items before it are kept.
 std::vector<ShellItem> decodeItemList(ByteView bytes, QString* problem);
 
+// Names an item libfwsi leaves unnamed from its own bytes: a Windows 10 drive item, a property
+// store's display name, a delegate item's file entry (with its DOS times), a known folder's GUID;
+// else "[item class 0xNN]". Our own bounds-checked reading: it never calls libfwsi.
+void nameUnnamedItem(ByteView raw, uint8_t classType, ShellItem& out);
+
 // The items joined to one path: "My Computer\C:\Users\bob".
 QString joinItems(const std::vector<ShellItem>& items);
 

@@ -7,6 +7,7 @@
 #include <QRegularExpression>
 
 #include "core/common/byte_view.h"
+#include "traces/windows/activity_decoders.h"
 #include "traces/windows/registry_walk.h"
 #include "traces/windows/windows_fields.h"
 #include "traces/windows/windows_sources.h"
@@ -60,32 +61,6 @@ std::vector<std::pair<QString, Mount>> mountedDevices(const HiveFile& system) {
         else if (v.name.contains(QLatin1String("Volume{"), Qt::CaseInsensitive)) it->second.volume = v.name.mid(v.name.indexOf(QLatin1Char('{')));
     }
     return mounts;
-}
-
-// First installs by device instance ("USBSTOR\DISK&VEN_..\SERIAL", upper-cased) from the device
-// installation log. Its times are local; the zone's current bias (minutes, UTC = local + bias)
-// turns them into UTC, which is off by the daylight saving difference for an install made in the
-// other season: the log's text stays beside it to tell.
-std::vector<std::pair<QString, UtcMicros>> setupApiInstalls(const QByteArray& log, int biasMinutes) {
-    std::vector<std::pair<QString, UtcMicros>> installs;
-    static const QRegularExpression device(QStringLiteral(R"(^>>>\s+\[Device Install.*? - (.+)\]\s*$)"));
-    static const QRegularExpression start(QStringLiteral(R"(^>>>\s+Section start (\d{4})/(\d\d)/(\d\d) (\d\d):(\d\d):(\d\d)\.(\d{3}))"));
-    QString pending;
-    for (const QByteArray& raw : log.split('\n')) {
-        const QString line = QString::fromUtf8(raw).trimmed();
-        if (const auto m = device.match(line); m.hasMatch()) {
-            pending = m.captured(1).toUpper();
-            continue;
-        }
-        if (pending.isEmpty()) continue;
-        if (const auto m = start.match(line); m.hasMatch()) {
-            const int64_t days = daysFromCivil(m.captured(1).toInt(), m.captured(2).toUInt(), m.captured(3).toUInt());
-            const int64_t seconds = ((days * 24 + m.captured(4).toInt()) * 60 + m.captured(5).toInt() + biasMinutes) * 60 + m.captured(6).toInt();
-            installs.push_back({pending, seconds * 1000000 + m.captured(7).toInt() * 1000});
-        }
-        pending.clear();
-    }
-    return installs;
 }
 
 void usbDevices(TraceContext& context, TraceSink& sink, const std::shared_ptr<HiveFile>& system, const QByteArray& setupLog,
@@ -151,6 +126,32 @@ void usbDevices(TraceContext& context, TraceSink& sink, const std::shared_ptr<Hi
 }
 
 }  // namespace
+
+// First installs by device instance ("USBSTOR\DISK&VEN_..\SERIAL", upper-cased) from the device
+// installation log. Its times are local; the zone's current bias (minutes, UTC = local + bias)
+// turns them into UTC, which is off by the daylight saving difference for an install made in the
+// other season: the log's text stays beside it to tell.
+std::vector<std::pair<QString, UtcMicros>> setupApiInstalls(const QByteArray& log, int biasMinutes) {
+    std::vector<std::pair<QString, UtcMicros>> installs;
+    static const QRegularExpression device(QStringLiteral(R"(^>>>\s+\[Device Install.*? - (.+)\]\s*$)"));
+    static const QRegularExpression start(QStringLiteral(R"(^>>>\s+Section start (\d{4})/(\d\d)/(\d\d) (\d\d):(\d\d):(\d\d)\.(\d{3}))"));
+    QString pending;
+    for (const QByteArray& raw : log.split('\n')) {
+        const QString line = QString::fromUtf8(raw).trimmed();
+        if (const auto m = device.match(line); m.hasMatch()) {
+            pending = m.captured(1).toUpper();
+            continue;
+        }
+        if (pending.isEmpty()) continue;
+        if (const auto m = start.match(line); m.hasMatch()) {
+            const int64_t days = daysFromCivil(m.captured(1).toInt(), m.captured(2).toUInt(), m.captured(3).toUInt());
+            const int64_t seconds = ((days * 24 + m.captured(4).toInt()) * 60 + m.captured(5).toInt() + biasMinutes) * 60 + m.captured(6).toInt();
+            installs.push_back({pending, seconds * 1000000 + m.captured(7).toInt() * 1000});
+        }
+        pending.clear();
+    }
+    return installs;
+}
 
 void windowsUsb(TraceContext& context, TraceSink& sink) {
     const auto system = context.hive(kSystemHive);

@@ -7,6 +7,7 @@
 #include <set>
 
 #include "traces/contained_source.h"
+#include "traces/windows/activity_decoders.h"
 #include "traces/windows/registry_walk.h"
 #include "traces/windows/shell_items.h"
 #include "traces/windows/windows_fields.h"
@@ -25,6 +26,27 @@ QString withFolderNames(const QString& name) {
     const QString known = knownFolderName(name.left(38));
     return known.isEmpty() ? name : known + name.mid(38);
 }
+
+}  // namespace
+
+UserAssistEntry decodeUserAssist(ByteView data) {
+    UserAssistEntry entry;
+    if (data.size() >= 68) {
+        // Windows 7 and later: 4 unknown, run count, focus count, focus time (ms), ..., FILETIME at 60.
+        entry.runCount = data.u32(4);
+        entry.focusCount = data.u32(8);
+        entry.focusTimeMs = data.u32(12);
+        entry.lastRun = utc::fromFileTime(static_cast<int64_t>(data.u64(60)));
+    } else if (data.size() == 16) {
+        // Windows XP: session, run count (which starts at 5), FILETIME at 8.
+        const uint32_t runs = data.u32(4);
+        entry.runCount = runs >= 5 ? runs - 5 : runs;
+        entry.lastRun = utc::fromFileTime(static_cast<int64_t>(data.u64(8)));
+    }
+    return entry;
+}
+
+namespace {
 
 void userAssistOf(TraceContext& context, TraceSink& sink, const UserHive& h) {
     using namespace wf::userassist;
@@ -47,18 +69,11 @@ void userAssistOf(TraceContext& context, TraceSink& sink, const UserHive& h) {
             r.text(RawName, decoded);
             r.text(Guid, guid.name);
             r.time(KeyWritten, written);
-            if (data.size() >= 68) {
-                // Windows 7 and later: 4 unknown, run count, focus count, focus time (ms), ..., FILETIME at 60.
-                r.integer(RunCount, data.u32(4));
-                r.integer(FocusCount, data.u32(8));
-                r.integer(FocusTimeMs, data.u32(12));
-                r.time(LastRun, utc::fromFileTime(static_cast<int64_t>(data.u64(60))));
-            } else if (data.size() == 16) {
-                // Windows XP: session, run count (which starts at 5), FILETIME at 8.
-                const uint32_t runs = data.u32(4);
-                r.integer(RunCount, runs >= 5 ? runs - 5 : runs);
-                r.time(LastRun, utc::fromFileTime(static_cast<int64_t>(data.u64(8))));
-            }
+            const UserAssistEntry entry = decodeUserAssist(data);
+            if (entry.runCount) r.integer(RunCount, *entry.runCount);
+            if (entry.focusCount) r.integer(FocusCount, *entry.focusCount);
+            if (entry.focusTimeMs) r.integer(FocusTimeMs, *entry.focusTimeMs);
+            r.time(LastRun, entry.lastRun);
             if (!context.deliver(sink, from, r.values())) return;
         }
     }
