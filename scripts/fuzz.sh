@@ -21,7 +21,8 @@ cmake --build "$dir" -j"$(nproc)" >/dev/null
 # build's own generator, and a few hand-made values).
 seeds="$dir/seeds"
 rm -rf "$seeds"
-mkdir -p "$seeds"/{index_scan,mru,utf8_column,text_file,cookie,ini,registry_path,history_header,cli_escape,partitions,hive_log,shim_cache}
+mkdir -p "$seeds"/{index_scan,mru,utf8_column,text_file,cookie,ini,registry_path,history_header,cli_escape,partitions,hive_log,shim_cache} \
+         "$seeds"/{destlist,custom_destinations,shell_item_naming,webcache_names,usb_setupapi,userassist,timeline,image_protocol,plain_file_vfs,image_reader}
 sample="$(mktemp -d)"
 trap 'rm -rf "$sample"' EXIT
 "$release/bin/kestrova-mksample" "$sample" >/dev/null
@@ -68,6 +69,71 @@ open(out + '/gpt', 'wb').write(gpt)
 ntfs = bytearray(1024); ntfs[3:11] = b'NTFS    '; ntfs[510:512] = b'\x55\xaa'
 open(out + '/bare-ntfs', 'wb').write(ntfs)
 PY
+# The Windows activity decoders: DestList streams of both versions, shell items libfwsi leaves
+# unnamed, UserAssist values, WebCache names, timeline records.
+python3 - "$seeds" <<'PY'
+import struct, sys
+out = sys.argv[1]
+def w(name, data): open(out + '/' + name, 'wb').write(data)
+path = 'C:\\Users\\bob\\report.docx'.encode('utf-16-le')
+v1 = struct.pack('<IIII', 1, 1, 0, 0) + bytes(16)
+v1 += bytes(88) + struct.pack('<IIfQi', 3, 0, 2.0, 131669000000000000, -1)[:-4] + struct.pack('<i', -1) + struct.pack('<H', len(path) // 2) + path
+w('destlist/v1', v1)
+v3 = struct.pack('<IIII', 3, 1, 0, 0) + bytes(16) + bytes(88) + struct.pack('<IIQi', 7, 0, 131669000000000000, 1) + struct.pack('<I', 5) + bytes(8) + struct.pack('<H', len(path) // 2) + path + bytes(4)
+w('destlist/v3', v3)
+lnk = bytes.fromhex('4c0000000114020000000000c000000000000046') + bytes(60)
+w('custom_destinations/tasks', struct.pack('<III', 2, 1, 0) + struct.pack('<II', 2, 1) + bytes(16) + lnk + bytes.fromhex('abfbbfba'))
+w('custom_destinations/named', struct.pack('<III', 2, 2, 0) + struct.pack('<IH', 0, 4) + 'Work'.encode('utf-16-le') + struct.pack('<I', 0) + bytes.fromhex('abfbbfba') + struct.pack('<II', 1, 2) + bytes.fromhex('abfbbfba'))
+w('shell_item_naming/drive', b'\x2e' + struct.pack('<HBB', 30, 0x2e, 0) + bytes(2) + struct.pack('<I', 0xF5A6B710) + bytes(2) + b'/D:\\' + bytes(13))
+name = 'Dropbox'.encode('utf-16-le') + b'\0\0'
+beef = struct.pack('<HHIII', 46 + len(name) + 2, 9, 0xBEEF0004, 0x4C7A1234, 0x4C7A1234) + bytes(30) + name + struct.pack('<H', 0)
+w('shell_item_naming/delegate', b'\x74' + struct.pack('<HBBH', 0, 0x74, 0, 0) + b'CFSF' + struct.pack('<HBBIIH', 0, 0x31, 0, 0, 0x4C7A1234, 0x10) + b'DROPBOX\0' + bytes(32) + beef)
+guid = bytes.fromhex('5316dd3a32ebb04cbbd7dfa0abb5acca')
+w('shell_item_naming/known', b'\x2e' + struct.pack('<HBB', 20, 0x2e, 0) + guid)
+sps = b'1SPS' + bytes.fromhex('30f125b7ef471a10a5f102608c9eebac') + struct.pack('<IIBHHI', 17 + 10, 10, 0, 0x1F, 0, 5) + 'Home'.encode('utf-16-le') + b'\0\0'
+w('shell_item_naming/property-store', b'\x00' + struct.pack('<HBB', 0, 0, 0) + bytes(10) + sps)
+w('userassist/seven', b'HRZR_PGYFRFFVBA\0' + struct.pack('<IIII', 0, 7, 9, 60000) + bytes(44) + struct.pack('<Q', 131669000000000000) + bytes(4))
+w('userassist/xp', b'P:\\Jvaqbjf\\abgrcnq.rkr\0' + struct.pack('<IIQ', 1, 12, 131669000000000000))
+w('webcache_names/history', b'\x00History\0Visited: bob@https://www.example.org/a?b=c')
+w('webcache_names/cookies', b'\x02Cookies\0Cookie:bob@example.org/shop/')
+w('webcache_names/odd', b'\x01MSHist012026110220261109\0@@::@/')
+for i in range(3):
+    rec = b''
+    for k in range(6):
+        rec += bytes([k * 3 + i, 12]) + struct.pack('<q', 1793520000000000 + k * 1000003 * (i + 1)) * 8 + b'example.org '
+    w('timeline/records-%d' % i, rec)
+w('image_protocol/empty-summary', bytes(64))
+w('image_protocol/frame', struct.pack('<I', 12) + bytes(12) + struct.pack('<I', 0xFFFFFFF0))
+PY
+if command -v sqlite3 >/dev/null; then
+  db="$(mktemp)"
+  rm -f "$db"
+  sqlite3 "$db" "CREATE TABLE urls(id INTEGER PRIMARY KEY, url TEXT); INSERT INTO urls(url) VALUES('https://example.org/');"
+  # One run over the whole database, which lies at offset 0 of the image.
+  size=$(stat -c %s "$db")
+  python3 -c "import struct,sys; sys.stdout.buffer.write(bytes([0]) + struct.pack('<IH', 0, $size // 64))" > "$seeds/plain_file_vfs/one-run"
+  cat "$db" >> "$seeds/plain_file_vfs/one-run"
+  rm -f "$db"
+fi
+# A small NTFS volume, bare and behind an MBR (mkntfs, where it is installed).
+if mkntfs_bin="$(command -v mkntfs || command -v /usr/sbin/mkntfs || command -v /sbin/mkntfs)"; then
+  vol="$(mktemp)"
+  truncate -s 2M "$vol"
+  if "$mkntfs_bin" -F -q -L Windows "$vol" >/dev/null 2>&1; then
+    cp "$vol" "$seeds/image_reader/bare-ntfs"
+    python3 - "$vol" "$seeds/image_reader/mbr-ntfs" <<'PY'
+import struct, sys
+vol = open(sys.argv[1], 'rb').read()
+mbr = bytearray(512)
+struct.pack_into('<B3xII', mbr, 446 + 4, 0x07, 2048, len(vol) // 512)
+mbr[510:512] = b'\x55\xaa'
+open(sys.argv[2], 'wb').write(bytes(mbr) + bytes(2048 * 512 - 512) + vol)
+PY
+  fi
+  rm -f "$vol"
+fi
+cp "$seeds"/partitions/* "$seeds/image_reader/" 2>/dev/null || true
+
 if [ -d "$realdata" ]; then
   for f in "$realdata"/images/tsk_volume_system.raw "$realdata"/images/ext2.splitraw.000; do
     [ -f "$f" ] && head -c 65536 "$f" > "$seeds/partitions/real-$((n++))"
@@ -78,6 +144,9 @@ if [ -d "$realdata" ]; then
   for f in "$realdata"/chrome-History-v01 "$realdata"/firefox-places.sqlite; do [ -f "$f" ] && head -c 65536 "$f" > "$seeds/utf8_column/real-$((n++))"; done
   for f in "$realdata"/shell/*.lnk; do [ -f "$f" ] && seed mru "$f"; done
   [ -f "$realdata/logs/setupapi.dev.log" ] && head -c 65536 "$realdata/logs/setupapi.dev.log" > "$seeds/text_file/setupapi"
+  [ -f "$realdata/logs/setupapi.dev.log" ] && { printf '\x88\xff'; head -c 65536 "$realdata/logs/setupapi.dev.log"; } > "$seeds/usb_setupapi/real"
+  [ -f "$realdata/shell/5afe4de1b92fc382.customDestinations-ms" ] && seed custom_destinations "$realdata/shell/5afe4de1b92fc382.customDestinations-ms"
+  [ -f "$realdata/shell/1b4dd67f29cb1962.automaticDestinations-ms" ] && seed destlist "$realdata/shell/1b4dd67f29cb1962.automaticDestinations-ms"
   [ -f "$realdata/browsers/firefox39-profile/profiles.ini" ] && seed ini "$realdata/browsers/firefox39-profile/profiles.ini"
   # The real dirty hive with its first log: its 4-byte size, the hive, the log (the first 256 KiB).
   if [ -f "$realdata/registry/transactions_NTUSER.DAT" ]; then

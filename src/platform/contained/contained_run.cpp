@@ -23,8 +23,17 @@ namespace {
 // than this, it is no record of ours but a child writing garbage.
 constexpr uint32_t kLargestFrame = 64u << 20;
 
+// AddressSanitizer reserves terabytes of shadow memory: no address-space limit under it. GCC
+// says so with __SANITIZE_ADDRESS__, clang with __has_feature.
 #if defined(__SANITIZE_ADDRESS__)
-constexpr bool kAddressLimitWorks = false;  // AddressSanitizer reserves terabytes of shadow memory
+#define KESTROVA_ASAN 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define KESTROVA_ASAN 1
+#endif
+#endif
+#if defined(KESTROVA_ASAN)
+constexpr bool kAddressLimitWorks = false;
 #else
 constexpr bool kAddressLimitWorks = true;
 #endif

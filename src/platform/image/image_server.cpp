@@ -182,18 +182,7 @@ QDataStream& operator>>(QDataStream& in, Partition& p) {
             summary.problem += QStringLiteral("; the image is ") + summary.incomplete;
         }
     }
-    {
-        QByteArray reply;
-        QDataStream out(&reply, QIODevice::WriteOnly);
-        out << summary.format << summary.size << summary.files << quint32(summary.metadata.size());
-        for (const auto& [name, value] : summary.metadata) out << name << value;
-        out << quint32(summary.partitions.size());
-        for (const Partition& p : summary.partitions) out << p;
-        out << quint32(summary.windows.size());
-        for (const int w : summary.windows) out << w;
-        out << summary.chosen << summary.label << summary.problem << summary.incomplete;
-        if (!sendFrame(socket, reply)) ::_exit(0);
-    }
+    if (!sendFrame(socket, imagewire::encodeSummary(summary))) ::_exit(0);
     for (;;) {
         QByteArray request;
         int fd = -1;
@@ -262,28 +251,11 @@ std::shared_ptr<ImageServer> ImageServer::start(const QString& path, int partiti
         server->summary_.problem = QStringLiteral("%1 cannot be read as a disk image: its reader %2").arg(path, server->failure());
         return server;
     }
-    QDataStream in(reply);
-    ImageSummary& s = server->summary_;
-    quint32 count = 0;
-    in >> s.format >> s.size >> s.files >> count;
-    for (quint32 i = 0; i < count && !in.atEnd(); ++i) {
-        QString name, value;
-        in >> name >> value;
-        s.metadata.emplace_back(name, value);
+    if (!imagewire::decodeSummary(reply, &server->summary_)) {
+        server->fail(QStringLiteral("answered with a malformed summary"));
+        server->summary_ = ImageSummary{};
+        server->summary_.problem = QStringLiteral("%1 cannot be read as a disk image: its reader %2").arg(path, server->failure());
     }
-    in >> count;
-    for (quint32 i = 0; i < count && !in.atEnd(); ++i) {
-        Partition p;
-        in >> p;
-        s.partitions.push_back(p);
-    }
-    in >> count;
-    for (quint32 i = 0; i < count && !in.atEnd(); ++i) {
-        int w = 0;
-        in >> w;
-        s.windows.push_back(w);
-    }
-    in >> s.chosen >> s.label >> s.problem >> s.incomplete;
     return server;
 }
 
@@ -327,24 +299,16 @@ std::optional<QByteArray> ImageServer::request(quint8 op, const QString& windows
 std::optional<ImageServer::Stat> ImageServer::stat(const QString& windowsPath) {
     const auto reply = request(OpStat, windowsPath);
     if (!reply) return std::nullopt;
-    ImageServer::Stat stat;
-    QDataStream(*reply) >> stat.exists >> stat.folder >> stat.reference >> stat.size >> stat.times.created >> stat.times.modified >>
-        stat.times.accessed >> stat.times.changed;
+    auto stat = imagewire::decodeStat(*reply);
+    if (!stat) fail(QStringLiteral("answered with garbage"));
     return stat;
 }
 
 std::optional<std::vector<DirEntry>> ImageServer::list(const QString& windowsPath, bool* found) {
     const auto reply = request(OpList, windowsPath);
     if (!reply) return std::nullopt;
-    QDataStream in(*reply);
-    quint32 count = 0;
-    in >> *found >> count;
-    std::vector<DirEntry> entries;
-    for (quint32 i = 0; i < count && !in.atEnd(); ++i) {
-        DirEntry e;
-        in >> e.name >> e.attributes;
-        entries.push_back(e);
-    }
+    auto entries = imagewire::decodeList(*reply, found);
+    if (!entries) fail(QStringLiteral("answered with garbage"));
     return entries;
 }
 
@@ -363,20 +327,108 @@ bool ImageServer::copy(const QString& windowsPath, int fd, QString* why) {
 std::optional<PlainFile> ImageServer::plainFile(const QString& windowsPath) {
     const auto reply = request(OpPlain, windowsPath);
     if (!reply) return std::nullopt;
-    QDataStream in(*reply);
+    return imagewire::decodePlain(*reply);
+}
+
+namespace imagewire {
+
+QByteArray encodeSummary(const ImageSummary& summary) {
+    QByteArray reply;
+    QDataStream out(&reply, QIODevice::WriteOnly);
+    // Lists go as a count and their items, never as Qt containers: QDataStream reserves a
+    // container's claimed size before it reads a byte, and the child's count may be anything.
+    out << summary.format << summary.size << quint32(summary.files.size());
+    for (const QString& file : summary.files) out << file;
+    out << quint32(summary.metadata.size());
+    for (const auto& [name, value] : summary.metadata) out << name << value;
+    out << quint32(summary.partitions.size());
+    for (const Partition& p : summary.partitions) out << p;
+    out << quint32(summary.windows.size());
+    for (const int w : summary.windows) out << w;
+    out << summary.chosen << summary.label << summary.problem << summary.incomplete;
+    return reply;
+}
+
+// The counts come from the child: a list ends where the stream does, whatever it claims, and a
+// stream that ran short or holds garbage is refused whole.
+bool decodeSummary(const QByteArray& reply, ImageSummary* summary) {
+    QDataStream in(reply);
+    ImageSummary& s = *summary;
+    quint32 count = 0;
+    in >> s.format >> s.size >> count;
+    for (quint32 i = 0; i < count && !in.atEnd() && in.status() == QDataStream::Ok; ++i) {
+        QString file;
+        in >> file;
+        s.files.append(file);
+    }
+    in >> count;
+    for (quint32 i = 0; i < count && !in.atEnd() && in.status() == QDataStream::Ok; ++i) {
+        QString name, value;
+        in >> name >> value;
+        s.metadata.emplace_back(name, value);
+    }
+    in >> count;
+    for (quint32 i = 0; i < count && !in.atEnd() && in.status() == QDataStream::Ok; ++i) {
+        Partition p;
+        in >> p;
+        s.partitions.push_back(p);
+    }
+    in >> count;
+    for (quint32 i = 0; i < count && !in.atEnd() && in.status() == QDataStream::Ok; ++i) {
+        int w = 0;
+        in >> w;
+        s.windows.push_back(w);
+    }
+    in >> s.chosen >> s.label >> s.problem >> s.incomplete;
+    return in.status() == QDataStream::Ok;
+}
+
+std::optional<ImageServer::Stat> decodeStat(const QByteArray& reply) {
+    ImageServer::Stat stat;
+    QDataStream in(reply);
+    in >> stat.exists >> stat.folder >> stat.reference >> stat.size >> stat.times.created >> stat.times.modified >> stat.times.accessed >>
+        stat.times.changed;
+    if (in.status() != QDataStream::Ok) return std::nullopt;
+    return stat;
+}
+
+std::optional<std::vector<DirEntry>> decodeList(const QByteArray& reply, bool* found) {
+    QDataStream in(reply);
+    quint32 count = 0;
+    in >> *found >> count;
+    std::vector<DirEntry> entries;
+    for (quint32 i = 0; i < count && !in.atEnd() && in.status() == QDataStream::Ok; ++i) {
+        DirEntry e;
+        in >> e.name >> e.attributes;
+        entries.push_back(e);
+    }
+    if (in.status() != QDataStream::Ok) return std::nullopt;
+    return entries;
+}
+
+std::optional<PlainFile> decodePlain(const QByteArray& reply) {
+    QDataStream in(reply);
     bool plain = false;
     in >> plain;
-    if (!plain) return std::nullopt;
+    if (!plain || in.status() != QDataStream::Ok) return std::nullopt;
     PlainFile file;
     quint32 count = 0;
     in >> file.image >> file.size >> count;
-    for (quint32 i = 0; i < count && !in.atEnd(); ++i) {
+    for (quint32 i = 0; i < count && !in.atEnd() && in.status() == QDataStream::Ok; ++i) {
         qint64 offset = 0;
         quint64 length = 0;
         in >> offset >> length;
         file.runs.emplace_back(offset, length);
     }
+    if (in.status() != QDataStream::Ok) return std::nullopt;
     return file;
 }
+
+bool readFrame(int socket, QByteArray* payload, qint64 deadlineMs) {
+    bool timedOut = false;
+    return receiveFrame(socket, payload, nullptr, deadlineMs, &timedOut);
+}
+
+}  // namespace imagewire
 
 }  // namespace kestrova

@@ -76,4 +76,18 @@ private:
     QString failure_;
 };
 
+// The program's side of the conversation with the reader child: what the child sends is read as
+// hostile (the child parses evidence and may be anything by the time it answers). Each decoder
+// takes a reply's bytes and gives the answer, or nothing for a reply that is not one.
+namespace imagewire {
+QByteArray encodeSummary(const ImageSummary& summary);
+bool decodeSummary(const QByteArray& reply, ImageSummary* summary);
+std::optional<ImageServer::Stat> decodeStat(const QByteArray& reply);
+std::optional<std::vector<DirEntry>> decodeList(const QByteArray& reply, bool* found);
+std::optional<PlainFile> decodePlain(const QByteArray& reply);
+// One frame (a 4-byte length, then as many bytes) from the socket; false at its end, on garbage
+// (a length no answer has) or when the deadline (ms, -1: none) passes.
+bool readFrame(int socket, QByteArray* payload, qint64 deadlineMs);
+}  // namespace imagewire
+
 }  // namespace kestrova

@@ -251,9 +251,11 @@ void nameUnnamedItem(ByteView raw, uint8_t classType, ShellItem& out) {
     out.type = QStringLiteral("unknown");
     // Windows 10's drive items of the user's view: signature 0xF5A6B710 at 6, then "/D:\".
     if (raw.u32(6) == 0xF5A6B710u && raw.u8(12) == '/') {
-        out.name = QString::fromLatin1(raw.bytes(13, 4).constData());
+        // The drive's letter, as much of "D:\" as the item holds (a damaged one names its class).
+        const QByteArray letter = raw.bytes(13, 4);
+        out.name = QString::fromLatin1(letter.constData(), static_cast<qsizetype>(qstrnlen(letter.constData(), static_cast<uint>(letter.size()))));
         out.type = QStringLiteral("drive");
-        return;
+        if (!out.name.isEmpty()) return;
     }
     if (const QString name = displayNameOf(raw); !name.isEmpty()) {
         out.name = name;
