@@ -1,5 +1,7 @@
 #include "cli/escape.h"
 
+#include "traces/record.h"
+
 #include <QChar>
 #include <QString>
 #include <QStringView>
@@ -317,6 +319,24 @@ char* putEscapedUtf8(char* to, std::string_view text, Format format) {
         }
     }
     if (quoted) *to++ = '"';
+    return to;
+}
+
+char* putNamedValuesObject(char* to, std::string_view encoded) {
+    *to++ = '{';
+    bool first = true;
+    forEachNamedValue(encoded, [&](std::string_view name, std::string_view value) {
+        if (!first) *to++ = ',';
+        first = false;
+        *to++ = '"';
+        to = putEscapedUtf8(to, name, Format::Json);
+        *to++ = '"';
+        *to++ = ':';
+        *to++ = '"';
+        to = putEscapedUtf8(to, value, Format::Json);
+        *to++ = '"';
+    });
+    *to++ = '}';
     return to;
 }
 

@@ -28,6 +28,9 @@ char* putEscaped(char* to, QAnyStringView text, Format format);
 // that starts none is shown as "\xFF". Needs escapedUtf8Room(text) bytes.
 inline size_t escapedUtf8Room(std::string_view text) { return text.size() * 6 + 2 + 8; }
 char* putEscapedUtf8(char* to, std::string_view text, Format format);
+// Named values (traces/record.h) as a JSON object {"name":"value",...}; needs
+// escapedUtf8Room(encoded) * 2 bytes.
+char* putNamedValuesObject(char* to, std::string_view encoded);
 
 // The same appended to a string, or as one (headers, panels, tests).
 void appendEscaped(std::string& out, QAnyStringView text, Format format);

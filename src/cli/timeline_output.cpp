@@ -72,9 +72,9 @@ void TimelinePrinter::event(const TimelineEvent& e) {
     // unquoted in JSON; an empty text left out of a JSON object (but never the message).
     const bool json = format_ == TimelineFormat::Jsonl;
     bool first = true;
-    const auto field = [&](std::string_view name, std::string_view value, bool text) {
+    const auto field = [&](std::string_view name, std::string_view value, bool text, bool named = false) {
         if (json && text && value.empty() && name != "message") return;
-        char* to = out_.room(name.size() + escapedUtf8Room(value) + 8);
+        char* to = out_.room(name.size() + escapedUtf8Room(value) * (named ? 2 : 1) + 8);
         if (!first) *to++ = ',';
         first = false;
         if (json) {
@@ -83,9 +83,13 @@ void TimelinePrinter::event(const TimelineEvent& e) {
             to += name.size();
             *to++ = '"';
             *to++ = ':';
-            if (text) *to++ = '"';
-            to = putEscapedUtf8(to, value, Format::Json);
-            if (text) *to++ = '"';
+            if (named) {
+                to = putNamedValuesObject(to, value);
+            } else {
+                if (text) *to++ = '"';
+                to = putEscapedUtf8(to, value, Format::Json);
+                if (text) *to++ = '"';
+            }
         } else {
             to = putEscapedUtf8(to, value, Format::Csv);
         }
@@ -111,7 +115,11 @@ void TimelinePrinter::event(const TimelineEvent& e) {
         std::string_view value;
         bool text = true;
         char buffer[IsoTimeWriter::kMaxSize > 24 ? IsoTimeWriter::kMaxSize : 24];
-        if (v.is == Value::Is::Text) {
+        std::string line;
+        if (v.is == Value::Is::Text && kind.fields[i].type == FieldType::Fields && !json) {
+            line = namedValuesLine(v.utf8);
+            value = line;
+        } else if (v.is == Value::Is::Text) {
             value = v.utf8;
         } else if (kind.fields[i].type == FieldType::Time) {
             value = std::string_view(buffer, static_cast<size_t>(times_.write(buffer, v.number) - buffer));
@@ -123,7 +131,7 @@ void TimelinePrinter::event(const TimelineEvent& e) {
             text = false;
         }
         if (json) {
-            field(kind.fields[i].name, value, text);
+            field(kind.fields[i].name, value, text, kind.fields[i].type == FieldType::Fields && v.is == Value::Is::Text);
         } else {
             if (!pairs_.empty()) pairs_ += "; ";
             pairs_ += kind.fields[i].name;

@@ -45,7 +45,8 @@ void TracePrinter::tableRecord(const Provenance& from, std::span<const Value> va
     size_t need = 1;
     for (const OutputColumn& column : columns_) {
         const std::string_view text = column.field < 0 ? provenanceValue(from, column.field) : values[column.field].utf8;
-        need += escapedUtf8Room(text) + IsoTimeWriter::kMaxSize + 24;
+        // Named values take up to twice their bytes as "name=value; " pairs.
+        need += escapedUtf8Room(text) * (column.type == FieldType::Fields ? 2 : 1) + IsoTimeWriter::kMaxSize + 24;
     }
     char* to = out_.room(need);
     const char separator = format_ == TraceFormat::Csv ? ',' : '\t';
@@ -58,7 +59,9 @@ void TracePrinter::tableRecord(const Provenance& from, std::span<const Value> va
             continue;
         }
         const Value& value = values[column.field];
-        if (value.is == Value::Is::Text) {
+        if (value.is == Value::Is::Text && column.type == FieldType::Fields) {
+            to = putEscapedUtf8(to, namedValuesLine(value.utf8), format);
+        } else if (value.is == Value::Is::Text) {
             to = putEscapedUtf8(to, value.utf8, format);
         } else if (value.is == Value::Is::Number) {
             if (column.type == FieldType::Time) to = times_.write(to, value.number);
@@ -75,7 +78,7 @@ void TracePrinter::objectRecord(const TraceKind& kind, const Provenance& from, s
     for (size_t i = 0; i < columns_.size(); ++i) {
         const OutputColumn& column = columns_[i];
         const std::string_view text = column.field < 0 ? provenanceValue(from, column.field) : values[column.field].utf8;
-        need += jsonKeys_[i].size() + escapedUtf8Room(text) + IsoTimeWriter::kMaxSize + 26;
+        need += jsonKeys_[i].size() + escapedUtf8Room(text) * (column.type == FieldType::Fields ? 2 : 1) + IsoTimeWriter::kMaxSize + 26;
     }
     char* to = out_.room(need);
     if (format_ == TraceFormat::Json) *to++ = anyObject_ ? ',' : '[';
@@ -101,7 +104,9 @@ void TracePrinter::objectRecord(const TraceKind& kind, const Provenance& from, s
         const Value& value = values[column.field];
         if (value.absent()) continue;
         put(jsonKeys_[i]);
-        if (value.is == Value::Is::Text) {
+        if (value.is == Value::Is::Text && column.type == FieldType::Fields) {
+            to = putNamedValuesObject(to, value.utf8);
+        } else if (value.is == Value::Is::Text) {
             *to++ = '"';
             to = putEscapedUtf8(to, value.utf8, Format::Json);
             *to++ = '"';

@@ -264,7 +264,8 @@ void TimelinePane::showDetails(int row) {
         const Value& v = values[f];
         if (v.absent()) continue;
         QString text;
-        if (v.is == Value::Is::Text) text = QString::fromUtf8(v.utf8.data(), static_cast<qsizetype>(v.utf8.size()));
+        if (v.is == Value::Is::Text && kind.fields[f].type == FieldType::Fields) text = QString::fromStdString(namedValuesLine(v.utf8));
+        else if (v.is == Value::Is::Text) text = QString::fromUtf8(v.utf8.data(), static_cast<qsizetype>(v.utf8.size()));
         else if (kind.fields[f].type == FieldType::Time) text = model_->times().text(v.number);
         else if (kind.fields[f].type == FieldType::Bool) text = v.number ? QStringLiteral("true") : QStringLiteral("false");
         else text = QString::number(v.number);

@@ -63,6 +63,7 @@ void writeTime(lxw_worksheet* sheet, lxw_row_t row, lxw_col_t col, int64_t utc, 
                       static_cast<double>(within % 60000000) / 1e6};
     worksheet_write_datetime(sheet, row, col, &when, format);
 }
+
 std::vector<Cell> timelineCells(const TimelineModel& timeline, const QString& hostname, uint32_t index, bool fieldsApart) {
     const TimelineStore& store = *timeline.store();
     const TimelineStore::Event& e = store.event(index);
@@ -86,7 +87,9 @@ std::vector<Cell> timelineCells(const TimelineModel& timeline, const QString& ho
         const Value& v = values[f];
         if (v.absent()) continue;
         Cell cell{kind.fields[f].name, QString()};
-        if (v.is == Value::Is::Text) {
+        if (v.is == Value::Is::Text && kind.fields[f].type == FieldType::Fields) {
+            cell.text = QString::fromStdString(namedValuesLine(v.utf8));
+        } else if (v.is == Value::Is::Text) {
             cell.text = QString::fromUtf8(v.utf8.data(), static_cast<qsizetype>(v.utf8.size()));
         } else if (kind.fields[f].type == FieldType::Time) {
             cell.text = timeline.times().text(v.number);

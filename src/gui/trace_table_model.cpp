@@ -22,7 +22,10 @@ bool TraceTableModel::record(const TraceKind&, const Provenance& from, std::span
             continue;
         }
         const Value& value = values[static_cast<size_t>(column.field)];
-        if (value.is == Value::Is::Text) {
+        if (value.is == Value::Is::Text && column.type == FieldType::Fields) {
+            texts_.push_back(QString::fromStdString(namedValuesLine(value.utf8)));
+            numbers_.push_back(kAbsent);
+        } else if (value.is == Value::Is::Text) {
             texts_.push_back(QString::fromUtf8(value.utf8.data(), static_cast<qsizetype>(value.utf8.size())));
             numbers_.push_back(kAbsent);
         } else if (value.is == Value::Is::Number) {

@@ -10,6 +10,9 @@
 #include <array>
 #include <cstdint>
 #include <span>
+#include <string>
+#include <utility>
+#include <vector>
 #include <string_view>
 
 #include "core/common/findings.h"
@@ -66,6 +69,24 @@ private:
     std::array<Value, N> values_{};
     std::array<QByteArray, N> texts_{};
 };
+
+// A Fields value: each name and value in UTF-8, a name followed by 0x1F and its value, pairs
+// separated by 0x1E. Those two bytes never occur in a name or value (a source's text that holds
+// them has them as U+FFFD), so that each output can take the pairs apart without a parser.
+QByteArray namedValues(const std::vector<std::pair<QString, QString>>& pairs);
+template <typename Each>
+void forEachNamedValue(std::string_view encoded, Each each) {
+    while (!encoded.empty()) {
+        const size_t end = encoded.find('\x1E');
+        const std::string_view pair = encoded.substr(0, end);
+        const size_t cut = pair.find('\x1F');
+        each(pair.substr(0, cut), cut == std::string_view::npos ? std::string_view() : pair.substr(cut + 1));
+        if (end == std::string_view::npos) break;
+        encoded.remove_prefix(end + 1);
+    }
+}
+// The pairs as one line of text: "name=value; name=value".
+std::string namedValuesLine(std::string_view encoded);
 
 class TraceSink {
 public:

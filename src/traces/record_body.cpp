@@ -78,4 +78,34 @@ void decodeRecordBody(std::string_view body, const TraceKind& kind, Provenance& 
     }
 }
 
+QByteArray namedValues(const std::vector<std::pair<QString, QString>>& pairs) {
+    const auto clean = [](const QString& text) {
+        QByteArray utf8 = text.toUtf8();
+        if (utf8.contains('\x1E') || utf8.contains('\x1F')) {
+            utf8.replace('\x1E', "\xEF\xBF\xBD");
+            utf8.replace('\x1F', "\xEF\xBF\xBD");
+        }
+        return utf8;
+    };
+    QByteArray encoded;
+    for (const auto& [name, value] : pairs) {
+        if (!encoded.isEmpty()) encoded += '\x1E';
+        encoded += clean(name);
+        encoded += '\x1F';
+        encoded += clean(value);
+    }
+    return encoded;
+}
+
+std::string namedValuesLine(std::string_view encoded) {
+    std::string line;
+    forEachNamedValue(encoded, [&line](std::string_view name, std::string_view value) {
+        if (!line.empty()) line += "; ";
+        line += name;
+        line += '=';
+        line += value;
+    });
+    return line;
+}
+
 }  // namespace kestrova

@@ -17,7 +17,9 @@ namespace kestrova {
 
 class TraceContext;
 
-enum class FieldType : uint8_t { Text, Url, Path, Integer, Time, Bool };
+// Fields: named values of the record's own (an event's EventData), held as namedValues() makes
+// them; written as a JSON object in JSON, as "name=value; name=value" in tables.
+enum class FieldType : uint8_t { Text, Url, Path, Integer, Time, Bool, Fields };
 
 struct FieldSpec {
     const char* name;  // the CLI's and the exports' field name: "visit_time"

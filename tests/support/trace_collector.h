@@ -27,7 +27,8 @@ public:
                 continue;
             }
             const Value& v = values[static_cast<size_t>(column.field)];
-            if (v.is == Value::Is::Text) r.fields[QLatin1String(column.name)] = QString::fromUtf8(v.utf8.data(), static_cast<qsizetype>(v.utf8.size()));
+            if (v.is == Value::Is::Text && column.type == FieldType::Fields) r.fields[QLatin1String(column.name)] = QString::fromStdString(namedValuesLine(v.utf8));
+            else if (v.is == Value::Is::Text) r.fields[QLatin1String(column.name)] = QString::fromUtf8(v.utf8.data(), static_cast<qsizetype>(v.utf8.size()));
             else if (v.is == Value::Is::Number) r.fields[QLatin1String(column.name)] = column.type == FieldType::Time ? utc_.text(v.number) : QString::number(v.number);
         }
         records.push_back(std::move(r));

@@ -1,6 +1,8 @@
 #include "platform/contained/contained_run.h"
 
 #include <QElapsedTimer>
+#include <QFile>
+#include <QFileInfo>
 #include <algorithm>
 #include <vector>
 #include <cerrno>
@@ -205,6 +207,46 @@ ContainedEnd runContained(const std::function<int(FrameWriter&)>& child,
     if (!killed) {
         end.completed = WIFEXITED(status) && WEXITSTATUS(status) == 0;
         if (!end.completed) end.why = describeChildEnd(status, limits.cpuSeconds);
+    }
+    return end;
+}
+
+QString helperProgram(const char* name) {
+    // Beside the running program (a build tree, or /usr/bin's neighbours), else where the
+    // package puts helpers.
+    const QString here = QFileInfo(QStringLiteral("/proc/self/exe")).canonicalFilePath();
+    for (const QString& folder : {QFileInfo(here).absolutePath(), QStringLiteral(KESTROVA_LIBEXEC_DIR)}) {
+        const QString path = folder + QLatin1Char('/') + QLatin1String(name);
+        if (QFileInfo(path).isExecutable()) return path;
+    }
+    return QString();
+}
+
+ContainedEnd runContainedProgram(const QString& program, const QStringList& args, int file,
+                                 const std::function<void(QByteArrayView)>& frame, const ContainedLimits& limits) {
+    // Everything the child needs is made before the fork: after it, the child only duplicates
+    // descriptors and executes.
+    std::vector<QByteArray> words{QFile::encodeName(program)};
+    for (const QString& arg : args) words.push_back(arg.toUtf8());
+    const bool passFile = file >= 0;
+    if (passFile) words.emplace_back();  // "/proc/self/fd/N", N known in the child
+    ContainedEnd end = runContained(
+        [&](FrameWriter& out) {
+            if (passFile) {
+                const int own = ::dup(file);  // without close-on-exec: the program gets it
+                if (own < 0) return 126;
+                words.back() = "/proc/self/fd/" + QByteArray::number(own);
+            }
+            if (::dup2(out.fd(), STDOUT_FILENO) < 0) return 126;
+            std::vector<char*> argv;
+            for (QByteArray& word : words) argv.push_back(word.data());
+            argv.push_back(nullptr);
+            ::execv(argv[0], argv.data());
+            return 127;
+        },
+        frame, limits);
+    if (!end.completed && end.why == QLatin1String("stopped with status 127")) {
+        end.why = QStringLiteral("could not be started (%1 is missing or cannot run)").arg(program);
     }
     return end;
 }

@@ -10,6 +10,7 @@
 #include <QByteArray>
 #include <QByteArrayView>
 #include <QString>
+#include <QStringList>
 #include <functional>
 #include <initializer_list>
 #include <sys/types.h>
@@ -28,6 +29,7 @@ public:
     explicit FrameWriter(int fd) : fd_(fd) {}
     // False once the parent stopped listening; the child should end then.
     bool write(QByteArrayView frame);
+    int fd() const { return fd_; }
 
 private:
     int fd_;
@@ -69,5 +71,16 @@ QString describeChildEnd(int status, int cpuSeconds);
 // finished; any other ending is described in the result.
 ContainedEnd runContained(const std::function<int(FrameWriter&)>& child,
                           const std::function<void(QByteArrayView)>& frame, const ContainedLimits& limits = {});
+
+// A helper program of ours (installed beside the programs, or in the package's libexec folder):
+// its path, "" when it cannot be found.
+QString helperProgram(const char* name);
+
+// Runs a helper program as a contained parser: the same limits and the same reading of frames as
+// runContained, its standard output being the frame pipe. `file`, a descriptor of this process
+// (-1: none), is handed to it as the last argument, "/proc/self/fd/N" of its own. A program that
+// cannot be started ends with status 127, said as such.
+ContainedEnd runContainedProgram(const QString& program, const QStringList& args, int file,
+                                 const std::function<void(QByteArrayView)>& frame, const ContainedLimits& limits = {});
 
 }  // namespace kestrova

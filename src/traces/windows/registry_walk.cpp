@@ -90,4 +90,19 @@ QString userOfSid(TraceContext& context, const QString& sid) {
     return QString();
 }
 
+std::map<QString, QString> knownAccounts(TraceContext& context) {
+    std::map<QString, QString> accounts;
+    for (const char* sid : {"S-1-5-18", "S-1-5-19", "S-1-5-20"}) accounts[QLatin1String(sid)] = userOfSid(context, QLatin1String(sid));
+    if (const auto software = context.hive(kSoftwareHive)) {
+        if (const auto list = keyAt(*software, QStringLiteral("Microsoft\\Windows NT\\CurrentVersion\\ProfileList"))) {
+            for (const HiveFile::Named& sid : software->children(*list)) accounts[sid.name] = userOfSid(context, sid.name);
+        }
+    }
+    for (const UserHive& classes : userHives(context, UserHiveKind::UsrClass)) {
+        const QString root = classes.hive->nameOf(classes.hive->root());
+        if (root.endsWith(QLatin1String("_Classes"), Qt::CaseInsensitive)) accounts.try_emplace(root.chopped(8), classes.user->name);
+    }
+    return accounts;
+}
+
 }  // namespace kestrova

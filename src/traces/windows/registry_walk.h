@@ -4,6 +4,7 @@
 #pragma once
 
 #include <QString>
+#include <map>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -49,5 +50,9 @@ QString rot13(const QString& text);
 
 // The user whose profile folder a SID names (SOFTWARE's ProfileList), "" when none does.
 QString userOfSid(TraceContext& context, const QString& sid);
+// Every SID this volume names an account for, with the name userOfSid gives it: ProfileList's,
+// the service accounts, and each user's UsrClass.dat. Made before a contained child reads, which
+// must not open hives itself.
+std::map<QString, QString> knownAccounts(TraceContext& context);
 
 }  // namespace kestrova

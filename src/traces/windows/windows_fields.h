@@ -129,4 +129,29 @@ inline constexpr FieldSpec kFields[Count] = {
 };
 }  // namespace execution
 
+// An event of any log. `data` is the event's own fields by name (EventData, UserData).
+namespace events {
+enum Field { Time, Channel, Provider, EventId, Level, RecordId, Computer, UserSid, Message, Data, Recovered, Count };
+inline constexpr FieldSpec kFields[Count] = {
+    {"time", FieldType::Time, "Event Logged"}, {"channel", FieldType::Text},    {"provider", FieldType::Text},
+    {"event_id", FieldType::Integer},          {"level", FieldType::Text},      {"record_id", FieldType::Integer},
+    {"computer", FieldType::Text},             {"user_sid", FieldType::Text},   {"message", FieldType::Text},
+    {"data", FieldType::Fields},               {"recovered", FieldType::Bool},
+};
+}  // namespace events
+
+// Logons, logoffs and Remote Desktop sessions, their accounts and where they came from.
+namespace logons {
+enum Field { Time, Action, EventId, LogonType, Account, Domain, LogonId, Workstation, SourceAddress, SourcePort, Process,
+             AuthPackage, SessionId, Channel, RecordId, Computer, Count };
+inline constexpr FieldSpec kFields[Count] = {
+    {"time", FieldType::Time, "Logon Event"}, {"action", FieldType::Text},       {"event_id", FieldType::Integer},
+    {"logon_type", FieldType::Text},          {"account", FieldType::Text},      {"domain", FieldType::Text},
+    {"logon_id", FieldType::Text},            {"workstation", FieldType::Text},  {"source_address", FieldType::Text},
+    {"source_port", FieldType::Text},         {"process", FieldType::Path},      {"auth_package", FieldType::Text},
+    {"session_id", FieldType::Text},          {"channel", FieldType::Text},      {"record_id", FieldType::Integer},
+    {"computer", FieldType::Text},
+};
+}  // namespace logons
+
 }  // namespace kestrova::windowsfields

@@ -18,5 +18,7 @@ void windowsJumpLists(TraceContext& context, TraceSink& sink);
 void windowsUsb(TraceContext& context, TraceSink& sink);
 void windowsPrefetch(TraceContext& context, TraceSink& sink);
 void windowsExecution(TraceContext& context, TraceSink& sink);
+void windowsEvents(TraceContext& context, TraceSink& sink);
+void windowsLogons(TraceContext& context, TraceSink& sink);
 
 }  // namespace kestrova

@@ -1,0 +1,303 @@
+// Windows event logs (Windows\System32\winevt\Logs\*.evtx, every channel whatever its name) through
+// libevtx, each log read by a helper program of its own under the limits of a contained parser
+// (kestrova-evtx-reader: libevtx cannot share a process with the other libyal libraries). A log is
+// read record by record: a record libevtx cannot give is counted, named and passed over, and the
+// reading goes on with the next one (the field's exporters stop a log at its first bad record);
+// then the records libevtx recovers
+// from the log's free space are read too, marked `recovered`. Each record's XML is read back into
+// its System fields and its data by name (event_xml.h), with a one-line message for the common
+// ids (event_messages.h). A record met twice (the same log copied twice) is written once: records
+// are told apart by channel, record id and time.
+//
+// windows.events gives every record; windows.logons the logon, logoff and Remote Desktop session
+// events, their fields named as an examiner asks for them.
+#include <QFileDevice>
+#include <QSet>
+#include <cstring>
+#include <functional>
+#include <map>
+
+#include "platform/contained/contained_run.h"
+#include "traces/windows/event_messages.h"
+#include "traces/windows/event_xml.h"
+#include "traces/windows/registry_walk.h"
+#include "traces/windows/windows_fields.h"
+#include "traces/windows/windows_sources.h"
+
+namespace kestrova {
+namespace {
+
+namespace ev = windowsfields::events;
+namespace lg = windowsfields::logons;
+
+const QString kLogFolder = QStringLiteral("C:\\Windows\\System32\\winevt\\Logs");
+
+struct EventLog {
+    QString path;
+    std::unique_ptr<QIODevice> file;
+};
+
+std::vector<EventLog> openLogs(TraceContext& context) {
+    std::vector<EventLog> logs;
+    for (const QString& name : context.list(kLogFolder, false)) {
+        if (!name.endsWith(QLatin1String(".evtx"), Qt::CaseInsensitive)) continue;
+        const QString path = kLogFolder + QLatin1Char('\\') + name;
+        if (auto file = context.system().openFile(path, QStringLiteral("event log"))) logs.push_back({path, std::move(file)});
+    }
+    return logs;
+}
+
+QString levelName(std::optional<int64_t> level) {
+    if (!level) return QString();
+    switch (*level) {
+    case 0: return QStringLiteral("Information");  // LogAlways: written whatever the level asked for
+    case 1: return QStringLiteral("Critical");
+    case 2: return QStringLiteral("Error");
+    case 3: return QStringLiteral("Warning");
+    case 4: return QStringLiteral("Information");
+    case 5: return QStringLiteral("Verbose");
+    default: return QString::number(*level);
+    }
+}
+
+// One event as read: its XML taken apart, and what libevtx gives of it directly.
+struct Event {
+    EventXml xml;
+    std::optional<UtcMicros> time;
+    int64_t recordId = 0;
+    bool recovered = false;
+};
+
+using EachEvent = std::function<bool(const Event&)>;
+
+// A frame of kestrova-evtx-reader (src/helpers/evtx_reader.cpp has the layout), read with every
+// size checked: the helper parses evidence and may answer anything.
+class FrameReader {
+public:
+    explicit FrameReader(QByteArrayView bytes) : bytes_(bytes) {}
+    template <typename T>
+    T number() {
+        T value{};
+        if (at_ + sizeof(T) > static_cast<size_t>(bytes_.size())) {
+            ok_ = false;
+            return value;
+        }
+        std::memcpy(&value, bytes_.data() + at_, sizeof(T));
+        at_ += sizeof(T);
+        return value;
+    }
+    QByteArrayView text() {
+        const auto size = number<uint32_t>();
+        if (!ok_ || size > static_cast<size_t>(bytes_.size()) - at_) {
+            ok_ = false;
+            return {};
+        }
+        const QByteArrayView t = bytes_.sliced(static_cast<qsizetype>(at_), size);
+        at_ += size;
+        return t;
+    }
+    bool ok() const { return ok_; }
+
+private:
+    QByteArrayView bytes_;
+    size_t at_ = 0;
+    bool ok_ = true;
+};
+
+// Reads a log through the helper program, handing each record to `each` (false: stop). What could
+// not be read is noted on the log, with the first reason: a record libevtx cannot give, a record
+// whose XML it cannot render (its System fields are still read), the helper's own end.
+void readLog(TraceContext& context, const QString& path, const QIODevice& file, const EachEvent& each) {
+    const QString what = QStringLiteral("event log ") + path;
+    static const QString helper = helperProgram("kestrova-evtx-reader");
+    if (helper.isEmpty()) {
+        context.note(FindingKind::Unreadable, what, QStringLiteral("its reader, kestrova-evtx-reader, is not installed"));
+        return;
+    }
+    const auto* device = qobject_cast<const QFileDevice*>(&file);
+    struct Tally {
+        qint64 count = -1, lost = 0, partly = 0;
+        QString firstLoss, firstPartly;
+    } tally[2];
+    bool stopped = false;
+    QString fatal;
+    // A large log takes a while: ten minutes of processor time, twenty of wall clock.
+    const ContainedEnd end = runContainedProgram(
+        helper, {}, device ? device->handle() : -1,
+        [&](QByteArrayView bytes) {
+            if (stopped || bytes.isEmpty()) return;
+            FrameReader in(bytes.sliced(1));
+            const char type = bytes[0];
+            if (type == 'D') {
+                context.note(FindingKind::Recovered, what,
+                             QStringLiteral("its header says it was not closed cleanly (dirty): records past its last checkpoint are read as they lie"));
+            } else if (type == 'E') {
+                fatal = QString::fromUtf8(in.text());
+            } else if (type == 'C') {
+                const bool recovered = in.number<uint8_t>() != 0;
+                tally[recovered].count = in.number<uint32_t>();
+            } else if (type == 'L') {
+                const bool recovered = in.number<uint8_t>() != 0;
+                const uint32_t index = in.number<uint32_t>();
+                const QString why = QString::fromUtf8(in.text());
+                Tally& t = tally[recovered];
+                if (t.lost++ == 0) {
+                    t.firstLoss = index == 0xFFFFFFFFu ? QStringLiteral("they cannot be counted: %1").arg(why)
+                                                       : QStringLiteral("record %1: %2").arg(index + 1).arg(why);
+                }
+            } else if (type == 'R') {
+                Event event;
+                event.recovered = in.number<uint8_t>() != 0;
+                event.recordId = static_cast<int64_t>(in.number<uint64_t>());
+                const auto written = in.number<uint64_t>();
+                const auto eventId = in.number<uint32_t>();
+                const auto offset = in.number<uint64_t>();
+                const QByteArrayView xml = in.text();
+                const QString provider = QString::fromUtf8(in.text()), computer = QString::fromUtf8(in.text());
+                const QString sid = QString::fromUtf8(in.text()), why = QString::fromUtf8(in.text());
+                if (!in.ok()) return;
+                if (!xml.isEmpty()) event.xml = parseEventXml(xml);
+                // What libevtx reads without the XML fills what the XML did not give.
+                if (!event.xml.eventId && eventId != 0xFFFFFFFFu) event.xml.eventId = eventId & 0xFFFF;
+                if (event.xml.provider.isEmpty()) event.xml.provider = provider;
+                if (event.xml.computer.isEmpty()) event.xml.computer = computer;
+                if (event.xml.userSid.isEmpty()) event.xml.userSid = sid;
+                if (written != 0) event.time = utc::fromFileTime(static_cast<int64_t>(written));
+                const QString broken = !why.isEmpty() ? why : event.xml.why;
+                Tally& t = tally[event.recovered];
+                if (!broken.isEmpty() && t.partly++ == 0) {
+                    t.firstPartly = offset > 0 ? QStringLiteral("record %1 at offset 0x%2: %3").arg(event.recordId).arg(offset, 0, 16).arg(broken)
+                                               : QStringLiteral("record %1: %2").arg(event.recordId).arg(broken);
+                }
+                if (!each(event)) stopped = true;
+            }
+        },
+        ContainedLimits{.memoryBytes = size_t{2} << 30, .cpuSeconds = 600, .wallSeconds = 1200});
+    if (!fatal.isEmpty()) {
+        context.note(FindingKind::Damaged, what, QStringLiteral("not an event log libevtx reads (%1)").arg(fatal));
+        return;
+    }
+    for (const bool recovered : {false, true}) {
+        const Tally& t = tally[recovered];
+        const QString which = recovered ? QStringLiteral("recovered records") : QStringLiteral("records");
+        if (t.lost > 0) {
+            context.note(FindingKind::Damaged, what, QStringLiteral("%1 of its %2 %3 cannot be read and were passed over (the first: %4)")
+                                                         .arg(t.lost).arg(t.count).arg(which, t.firstLoss));
+        }
+        if (t.partly > 0) {
+            context.note(FindingKind::Damaged, what, QStringLiteral("%1 of its %2 %3 were read in part (the first: %4)")
+                                                         .arg(t.partly).arg(t.count).arg(which, t.firstPartly));
+        }
+    }
+    if (!end.completed && !stopped) {
+        context.note(FindingKind::Damaged, what, QStringLiteral("its reader %1; what it read before is kept").arg(end.why));
+    }
+}
+
+// Reads every log, each in a contained child, handing each event not met before to `each`.
+void forEachEvent(TraceContext& context, TraceSink& sink,
+                  const std::function<bool(TraceContext&, TraceSink&, const QString&, const Event&)>& each) {
+    const std::vector<EventLog> logs = openLogs(context);
+    QSet<quint64> seen;
+    for (const EventLog& log : logs) {
+        if (context.stopped()) return;
+        readLog(context, log.path, *log.file, [&](const Event& event) {
+            // The same record in two copies of a log (or a log copied twice) is written once.
+            quint64 key = qHash(event.xml.channel, 0);
+            key = qHash(event.recordId, key);
+            key = qHash(event.time.value_or(0), key);
+            if (seen.contains(key)) return true;
+            seen.insert(key);
+            return each(context, sink, log.path, event);
+        });
+    }
+}
+
+Provenance eventProvenance(const std::map<QString, QString>& accounts, const QString& path, const Event& event, const QString& sid) {
+    const auto user = accounts.find(sid);
+    const QString part = QStringLiteral("%1 record %2").arg(event.xml.channel).arg(event.recordId);
+    return Provenance{user == accounts.end() ? QByteArray() : user->second.toUtf8(), {}, {}, path.toUtf8(), part.toUtf8()};
+}
+
+}  // namespace
+
+void windowsEvents(TraceContext& context, TraceSink& sink) {
+    const std::map<QString, QString> accounts = knownAccounts(context);
+    forEachEvent(context, sink, [&](TraceContext& c, TraceSink& s, const QString& path, const Event& event) {
+        OwnedRecord<ev::Count> r;
+        r.time(ev::Time, event.time);
+        r.text(ev::Channel, event.xml.channel);
+        r.text(ev::Provider, event.xml.provider);
+        if (event.xml.eventId) r.integer(ev::EventId, *event.xml.eventId);
+        r.text(ev::Level, levelName(event.xml.level));
+        r.integer(ev::RecordId, event.recordId);
+        r.text(ev::Computer, event.xml.computer);
+        r.text(ev::UserSid, event.xml.userSid);
+        r.text(ev::Message, eventMessage(event.xml));
+        if (!event.xml.data.empty()) r.bytes(ev::Data, namedValues(event.xml.data));
+        r.boolean(ev::Recovered, event.recovered);
+        return c.deliver(s, eventProvenance(accounts, path, event, event.xml.userSid), r.values());
+    });
+}
+
+void windowsLogons(TraceContext& context, TraceSink& sink) {
+    const std::map<QString, QString> accounts = knownAccounts(context);
+    forEachEvent(context, sink, [&](TraceContext& c, TraceSink& s, const QString& path, const Event& event) {
+        if (!event.xml.eventId) return true;
+        const int64_t id = *event.xml.eventId;
+        const EventXml& x = event.xml;
+        const auto data = [&x](const char* name) { return dataValue(x, name); };
+        const bool security = x.channel.compare(QLatin1String("Security"), Qt::CaseInsensitive) == 0;
+        const bool sessions = x.channel.contains(QLatin1String("LocalSessionManager"), Qt::CaseInsensitive);
+        const bool remote = x.channel.contains(QLatin1String("RemoteConnectionManager"), Qt::CaseInsensitive);
+        OwnedRecord<lg::Count> r;
+        QString sid;
+        if (security && (id == 4624 || id == 4625 || id == 4634 || id == 4647 || id == 4648 || id == 4672 || id == 4778 || id == 4779)) {
+            static const std::map<int64_t, const char*> kActions{{4624, "logon"}, {4625, "failed logon"}, {4634, "logoff"},
+                                                                 {4647, "user logoff"}, {4648, "explicit credentials"},
+                                                                 {4672, "special privileges"}, {4778, "session reconnected"},
+                                                                 {4779, "session disconnected"}};
+            r.text(lg::Action, QLatin1String(kActions.at(id)));
+            const bool subject = id == 4672 || id == 4648;
+            const bool station = id == 4778 || id == 4779;
+            r.text(lg::Account, station ? data("AccountName") : data(id == 4672 ? "SubjectUserName" : "TargetUserName"));
+            r.text(lg::Domain, station ? data("AccountDomain") : data(id == 4672 ? "SubjectDomainName" : "TargetDomainName"));
+            r.text(lg::LogonId, station ? data("LogonID") : data(subject ? "SubjectLogonId" : "TargetLogonId"));
+            if (const QString type = data("LogonType"); !type.isEmpty()) r.text(lg::LogonType, logonTypeName(type));
+            r.text(lg::Workstation, station ? data("ClientName") : id == 4648 ? data("TargetServerName") : data("WorkstationName"));
+            r.text(lg::SourceAddress, station ? data("ClientAddress") : data("IpAddress"));
+            r.text(lg::SourcePort, data("IpPort"));
+            r.text(lg::Process, data("ProcessName"));
+            r.text(lg::AuthPackage, data("AuthenticationPackageName"));
+            r.text(lg::SessionId, data("SessionName"));
+            sid = data(id == 4672 || id == 4648 ? "SubjectUserSid" : "TargetUserSid");
+        } else if (sessions && id >= 21 && id <= 25) {
+            static const char* const kActions[] = {"session logon", "shell start", "session logoff", "session disconnected",
+                                                   "session reconnected"};
+            r.text(lg::Action, QLatin1String(kActions[id - 21]));
+            const QString user = data("User");
+            const qsizetype slash = user.indexOf(QLatin1Char('\\'));
+            r.text(lg::Account, slash < 0 ? user : user.mid(slash + 1));
+            if (slash >= 0) r.text(lg::Domain, user.left(slash));
+            r.text(lg::SessionId, data("SessionID"));
+            r.text(lg::SourceAddress, data("Address"));
+            r.text(lg::LogonType, data("Address") == QLatin1String("LOCAL") ? QStringLiteral("Interactive (2)") : QStringLiteral("RemoteInteractive (10)"));
+        } else if (remote && id == 1149) {
+            r.text(lg::Action, QStringLiteral("remote desktop authentication"));
+            r.text(lg::Account, data("Param1"));
+            r.text(lg::Domain, data("Param2"));
+            r.text(lg::SourceAddress, data("Param3"));
+            r.text(lg::LogonType, QStringLiteral("RemoteInteractive (10)"));
+        } else {
+            return true;
+        }
+        r.time(lg::Time, event.time);
+        r.integer(lg::EventId, id);
+        r.text(lg::Channel, x.channel);
+        r.integer(lg::RecordId, event.recordId);
+        r.text(lg::Computer, x.computer);
+        return c.deliver(s, eventProvenance(accounts, path, event, sid), r.values());
+    });
+}
+
+}  // namespace kestrova
