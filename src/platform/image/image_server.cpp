@@ -349,36 +349,28 @@ QByteArray encodeSummary(const ImageSummary& summary) {
     return reply;
 }
 
-// The counts come from the child: a list ends where the stream does, whatever it claims, and a
-// stream that ran short or holds garbage is refused whole.
+// A list of the child's: its count, then its items. The count comes from the child: the list ends
+// where the stream does, whatever it claims (nothing is reserved for it).
+template <typename Item, typename Add>
+void readList(QDataStream& in, Add add) {
+    quint32 count = 0;
+    in >> count;
+    for (quint32 i = 0; i < count && !in.atEnd() && in.status() == QDataStream::Ok; ++i) {
+        Item item{};
+        in >> item;
+        add(std::move(item));
+    }
+}
+
+// A stream that ran short or holds garbage is refused whole.
 bool decodeSummary(const QByteArray& reply, ImageSummary* summary) {
     QDataStream in(reply);
     ImageSummary& s = *summary;
-    quint32 count = 0;
-    in >> s.format >> s.size >> count;
-    for (quint32 i = 0; i < count && !in.atEnd() && in.status() == QDataStream::Ok; ++i) {
-        QString file;
-        in >> file;
-        s.files.append(file);
-    }
-    in >> count;
-    for (quint32 i = 0; i < count && !in.atEnd() && in.status() == QDataStream::Ok; ++i) {
-        QString name, value;
-        in >> name >> value;
-        s.metadata.emplace_back(name, value);
-    }
-    in >> count;
-    for (quint32 i = 0; i < count && !in.atEnd() && in.status() == QDataStream::Ok; ++i) {
-        Partition p;
-        in >> p;
-        s.partitions.push_back(p);
-    }
-    in >> count;
-    for (quint32 i = 0; i < count && !in.atEnd() && in.status() == QDataStream::Ok; ++i) {
-        int w = 0;
-        in >> w;
-        s.windows.push_back(w);
-    }
+    in >> s.format >> s.size;
+    readList<QString>(in, [&](QString file) { s.files.append(file); });
+    readList<std::pair<QString, QString>>(in, [&](std::pair<QString, QString> nameValue) { s.metadata.push_back(std::move(nameValue)); });
+    readList<Partition>(in, [&](Partition p) { s.partitions.push_back(std::move(p)); });
+    readList<int>(in, [&](int w) { s.windows.push_back(w); });
     in >> s.chosen >> s.label >> s.problem >> s.incomplete;
     return in.status() == QDataStream::Ok;
 }
