@@ -25,7 +25,7 @@ for wanted in ./usr/bin/kestrova ./usr/bin/kestrova-cli ./usr/libexec/kestrova/k
   fi
 done
 depends="$(dpkg-deb -f "$deb" Depends)"
-for lib in libqt6widgets6 libsqlite3-0 libhivex0 libmsiecf1 libfsntfs1 xdg-utils; do
+for lib in libqt6widgets6 libsqlite3-0 libhivex0 libmsiecf1 libfsntfs1 libevtx1 xdg-utils; do
   if ! grep -q "$lib" <<<"$depends"; then
     echo "package-deb: $deb does not depend on $lib (Depends: $depends)" >&2
     exit 1

@@ -382,8 +382,16 @@ int info(Environment& env, QTextStream& out, bool verbose) {
 }
 
 const char* typeName(FieldType type) {
-    static const char* const kNames[] = {"text", "url", "path", "integer", "time", "bool"};
-    return kNames[static_cast<int>(type)];
+    switch (type) {
+    case FieldType::Text: return "text";
+    case FieldType::Url: return "url";
+    case FieldType::Path: return "path";
+    case FieldType::Integer: return "integer";
+    case FieldType::Time: return "time";
+    case FieldType::Bool: return "bool";
+    case FieldType::Fields: return "fields";
+    }
+    return "text";
 }
 
 // traces --list: each kind with what it holds and its columns as they are written.

@@ -129,10 +129,24 @@ int main(int argc, char** argv) {
     }
     libevtx_file_t* file = nullptr;
     libevtx_error_t* error = nullptr;
-    if (libevtx_file_initialize(&file, &error) != 1 || libevtx_file_open(file, argv[1], LIBEVTX_OPEN_READ, &error) != 1) {
+    if (libevtx_file_initialize(&file, &error) != 1) {
         Frame('E').text(errorText(&error)).send();
         return 0;
     }
+    // Closed and freed however the reading ends (a leak checker in a sanitized build watches).
+    struct Closer {
+        libevtx_file_t*& file;
+        bool opened = false;
+        ~Closer() {
+            if (opened) libevtx_file_close(file, nullptr);
+            libevtx_file_free(&file, nullptr);
+        }
+    } closer{file};
+    if (libevtx_file_open(file, argv[1], LIBEVTX_OPEN_READ, &error) != 1) {
+        Frame('E').text(errorText(&error)).send();
+        return 0;
+    }
+    closer.opened = true;
     if (uint32_t flags = 0; libevtx_file_get_flags(file, &flags, nullptr) == 1 && (flags & LIBEVTX_FILE_FLAG_IS_DIRTY)) {
         if (!Frame('D').send()) return 0;
     }
@@ -157,7 +171,5 @@ int main(int argc, char** argv) {
             if (!sent) return 0;  // the program stopped listening
         }
     }
-    libevtx_file_close(file, nullptr);
-    libevtx_file_free(&file, nullptr);
     return 0;
 }

@@ -60,7 +60,9 @@ void runContainedSource(TraceContext& context, TraceSink& sink, const QString& w
                 qint32 kind = 0;
                 QString noteWhat, why;
                 s >> kind >> noteWhat >> why;
-                context.note(static_cast<FindingKind>(kind), noteWhat, why);
+                // A kind the program does not know (a child that went wrong) is a damage.
+                const bool known = kind >= 0 && kind <= static_cast<qint32>(FindingKind::Cleared);
+                context.note(known ? static_cast<FindingKind>(kind) : FindingKind::Damaged, noteWhat, why);
                 return;
             }
             Provenance from;

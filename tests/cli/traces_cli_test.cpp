@@ -64,6 +64,7 @@ TEST_F(TracesCli, TheListNamesEveryKindAndItsColumnsAndJsonIsOneArray) {
     EXPECT_TRUE(list.out.contains("browser.history\tevery visit")) << list.out.toStdString();
     EXPECT_TRUE(list.out.contains("  visit_time\ttime\n"));
     EXPECT_TRUE(list.out.contains("ie.cookies\t"));
+    EXPECT_TRUE(list.out.contains("  data\tfields\n"));  // an event's named values
     const CliRun json = traces({"browser.topsites", "browser.logins", "--format", "json"});
     ASSERT_EQ(json.exitCode, 0) << json.err.toStdString();
     QJsonParseError error{};

@@ -3,8 +3,12 @@
 // real logs of ../shared/realdata/eventlogs are read in place and checked against the counts and
 // records evtxexport gives; damage is made from them at test time.
 #include <QFile>
+#include <QProcess>
+#include <QRegularExpression>
+#include <QStandardPaths>
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
+#include <map>
 
 #include "support/temp_volume.h"
 #include "support/trace_collector.h"
@@ -167,6 +171,75 @@ TEST(EventLogs, FlippedCutAndFalseLogsSayWhatTheyLost) {
     EXPECT_EQ(countWhere(events, [](const TraceRecord& r) { return r["recovered"] == "0"; }), 1094);
     EXPECT_EQ(read.findings.filter("Garbage.evtx: not an event log libevtx reads").size(), 1) << read.findings.join("\n").toStdString();
     EXPECT_FALSE(read.findings.filter("Flipped.evtx").isEmpty()) << read.findings.join("\n").toStdString();
+}
+
+}  // namespace
+}  // namespace kestrova
+
+namespace kestrova {
+namespace {
+
+// How often each event id stands in a log as evtxexport, the library's own exporter, renders it.
+std::map<int, int> idsByEvtxexport(const QString& log) {
+    std::map<int, int> ids;
+    QProcess run;
+    run.start("evtxexport", {"-f", "xml", log});
+    if (!run.waitForFinished(60000)) return ids;
+    static const QRegularExpression id(QStringLiteral("<EventID[^>]*>(\\d+)</EventID>"));
+    for (auto it = id.globalMatch(QString::fromUtf8(run.readAllStandardOutput())); it.hasNext();) ++ids[it.next().captured(1).toInt()];
+    return ids;
+}
+
+// Start, shutdown and sleep, services and updates installed, devices attached: each kind gives
+// as many events of each id as evtxexport finds in the real Windows 10 System log.
+TEST(EventLogs, PowerInstallsAndDevicesCountAsEvtxexportFindsThem) {
+    REALDATA_OR_SKIP(system, "eventlogs/win10-rathbunvm/System.evtx");
+    REALDATA_OR_SKIP(pnp, "eventlogs/win10-rathbunvm/Microsoft-Windows-Kernel-PnP%4Configuration.evtx");
+    if (QStandardPaths::findExecutable("evtxexport").isEmpty()) GTEST_SKIP() << "evtxexport (libevtx-utils) is not installed";
+    const std::map<int, int> expected = idsByEvtxexport(system);
+    const std::map<int, int> expectedPnp = idsByEvtxexport(pnp);
+    const Read read = readLogs({{"System.evtx", readAll(system)}, {"Microsoft-Windows-Kernel-PnP%4Configuration.evtx", readAll(pnp)}},
+                               {"windows.power", "windows.installs", "windows.devices.events"});
+    const auto count = [&](const char* kind, int id) {
+        const auto records = read.records.of(kind);
+        return static_cast<int>(countWhere(records, [&](const TraceRecord& r) { return r["event_id"] == QString::number(id); }));
+    };
+    for (const int id : {6005, 6006, 6008, 6009, 1074, 12, 13, 41, 42, 107}) {
+        EXPECT_EQ(count("windows.power", id), expected.count(id) ? expected.at(id) : 0) << id;
+    }
+    EXPECT_GT(count("windows.power", 6005), 0);
+    EXPECT_EQ(count("windows.installs", 7045), expected.count(7045) ? expected.at(7045) : 0);
+    EXPECT_EQ(count("windows.devices.events", 400), expectedPnp.at(400));
+    EXPECT_EQ(count("windows.devices.events", 410), expectedPnp.at(410));
+    // A shutdown someone asked for names the process and the account.
+    const auto power = read.records.of("windows.power");
+    const auto asked = std::find_if(power.begin(), power.end(), [](const TraceRecord& r) { return r["event_id"] == "1074"; });
+    if (asked != power.end()) {
+        EXPECT_FALSE((*asked)["subject"].isEmpty());
+        EXPECT_FALSE((*asked)["account"].isEmpty());
+    }
+}
+
+// Accounts created and changed, and a cleared log, which is also said as a finding.
+TEST(EventLogs, AccountChangesAndAClearedLogAreSaid) {
+    REALDATA_OR_SKIP(created, "eventlogs/evtx-samples/new-user-security.evtx");
+    const Read read = readLogs({{"Security.evtx", readAll(created)}}, {"windows.accounts"});
+    const auto accounts = read.records.of("windows.accounts");
+    const auto created4720 = std::find_if(accounts.begin(), accounts.end(), [](const TraceRecord& r) { return r["event_id"] == "4720"; });
+    ASSERT_NE(created4720, accounts.end());
+    EXPECT_EQ((*created4720)["action"], "user account created");
+    EXPECT_FALSE((*created4720)["subject"].isEmpty());
+    EXPECT_EQ(countWhere(accounts, [](const TraceRecord& r) { return r["event_id"] == "4732"; }), 2);
+    // The Sysmon channel cleared twice, as the sample System log of evtx-samples records it.
+    REALDATA_OR_SKIP(system, "eventlogs/evtx-samples/system.evtx");
+    const Read cleared = readLogs({{"System.evtx", readAll(system)}}, {"windows.accounts"});
+    const auto clears = cleared.records.of("windows.accounts");
+    EXPECT_EQ(countWhere(clears, [](const TraceRecord& r) {
+                  return r["event_id"] == "104" && r["subject"] == "Microsoft-Windows-Sysmon/Operational";
+              }),
+              2);
+    EXPECT_EQ(cleared.findings.filter(": event log cleared (Microsoft-Windows-Sysmon/Operational) at 2017-12-26T13:06:45.140586+00:00 by tony").size(), 1)
+        << cleared.findings.join("\n").toStdString();
 }
 
 }  // namespace

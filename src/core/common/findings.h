@@ -20,6 +20,7 @@ enum class FindingKind {
     NotFollowed,    // a link that leads out of the analysed volume
     Empty,          // there and read, and holds nothing
     Recovered,      // read after a repair (a dirty hive with its transaction logs replayed)
+    Cleared,        // its records were deleted on purpose: an event log cleared
 };
 
 struct Finding {
@@ -30,7 +31,7 @@ struct Finding {
     QString text() const {
         static const char* const kWords[] = {"missing",        "unreadable",      "damaged",
                                              "schema differs", "link not followed", "empty",
-                                             "recovered"};
+                                             "recovered",      "cleared"};
         QString line = what + QStringLiteral(": ") + QLatin1String(kWords[static_cast<int>(kind)]);
         if (!why.isEmpty()) line += QStringLiteral(": ") + why;
         return line;

@@ -29,6 +29,7 @@ namespace {
 
 namespace ev = windowsfields::events;
 namespace lg = windowsfields::logons;
+namespace ef = windowsfields::eventfacts;
 
 const QString kLogFolder = QStringLiteral("C:\\Windows\\System32\\winevt\\Logs");
 
@@ -299,5 +300,106 @@ void windowsLogons(TraceContext& context, TraceSink& sink) {
         return c.deliver(s, eventProvenance(accounts, path, event, sid), r.values());
     });
 }
+
+namespace {
+
+// One row a fact: the events of that id from a channel or provider holding `source`, what they
+// mean, and which data fields name the subject, the detail (joined with ", " where several) and
+// the account. After Microsoft's documentation of these events and the field's cheat sheets.
+enum class Facts { Power, Installs, Accounts, Devices };
+struct FactRow {
+    Facts kind;
+    int id;
+    const char* source;
+    const char* action;
+    const char* subject;
+    std::initializer_list<const char*> detail;
+    const char* account;
+};
+
+const FactRow kFacts[] = {
+    {Facts::Power, 6005, "EventLog", "event log started (system start)", "", {}, ""},
+    {Facts::Power, 6006, "EventLog", "event log stopped (clean shutdown)", "", {}, ""},
+    {Facts::Power, 6008, "EventLog", "previous shutdown was unexpected", "", {"Data1", "Data2"}, ""},
+    {Facts::Power, 6009, "EventLog", "system started", "", {"Data1", "Data2"}, ""},
+    {Facts::Power, 1074, "User32", "shutdown or restart initiated", "param1", {"param5", "param3", "param6"}, "param7"},
+    {Facts::Power, 12, "Kernel-General", "operating system started", "", {"StartTime"}, ""},
+    {Facts::Power, 13, "Kernel-General", "operating system shutting down", "", {"StopTime"}, ""},
+    {Facts::Power, 41, "Kernel-Power", "rebooted without a clean shutdown", "", {"BugcheckCode", "PowerButtonTimestamp"}, ""},
+    {Facts::Power, 42, "Kernel-Power", "entering sleep", "", {"Reason"}, ""},
+    {Facts::Power, 107, "Kernel-Power", "resumed from sleep", "", {}, ""},
+    {Facts::Power, 1, "Power-Troubleshooter", "woke from a low power state", "", {"SleepTime", "WakeTime", "WakeSourceText"}, ""},
+    {Facts::Installs, 7045, "Service Control Manager", "service installed", "ServiceName", {"ImagePath", "StartType", "ServiceType"}, "AccountName"},
+    {Facts::Installs, 4697, "Security", "service installed", "ServiceName", {"ServiceFileName", "ServiceStartType"}, "SubjectUserName"},
+    {Facts::Installs, 4698, "Security", "scheduled task created", "TaskName", {}, "SubjectUserName"},
+    {Facts::Installs, 106, "TaskScheduler", "scheduled task registered", "TaskName", {}, "UserContext"},
+    {Facts::Installs, 11707, "MsiInstaller", "product installed", "Data1", {}, ""},
+    {Facts::Installs, 11724, "MsiInstaller", "product removed", "Data1", {}, ""},
+    {Facts::Installs, 1033, "MsiInstaller", "product installed", "Data1", {"Data2", "Data5"}, ""},
+    {Facts::Installs, 19, "WindowsUpdateClient", "update installed", "updateTitle", {"updateGuid"}, ""},
+    {Facts::Accounts, 4720, "Security", "user account created", "TargetUserName", {"TargetDomainName", "TargetSid"}, "SubjectUserName"},
+    {Facts::Accounts, 4722, "Security", "user account enabled", "TargetUserName", {"TargetDomainName"}, "SubjectUserName"},
+    {Facts::Accounts, 4724, "Security", "password reset", "TargetUserName", {"TargetDomainName"}, "SubjectUserName"},
+    {Facts::Accounts, 4725, "Security", "user account disabled", "TargetUserName", {"TargetDomainName"}, "SubjectUserName"},
+    {Facts::Accounts, 4726, "Security", "user account deleted", "TargetUserName", {"TargetDomainName"}, "SubjectUserName"},
+    {Facts::Accounts, 4732, "Security", "member added to a local group", "TargetUserName", {"MemberSid", "MemberName"}, "SubjectUserName"},
+    {Facts::Accounts, 4738, "Security", "user account changed", "TargetUserName", {"TargetDomainName"}, "SubjectUserName"},
+    {Facts::Accounts, 4740, "Security", "user account locked out", "TargetUserName", {"TargetDomainName"}, "SubjectUserName"},
+    {Facts::Accounts, 1102, "", "audit log cleared", "", {}, "SubjectUserName"},
+    {Facts::Accounts, 104, "Eventlog", "event log cleared", "Channel", {"BackupPath"}, "SubjectUserName"},
+    {Facts::Devices, 1006, "Partition", "disk arrived", "Model", {"Manufacturer", "SerialNumber", "Capacity"}, ""},
+    {Facts::Devices, 400, "Kernel-PnP", "device configured", "DeviceInstanceId", {"DriverName"}, ""},
+    {Facts::Devices, 410, "Kernel-PnP", "device started", "DeviceInstanceId", {"DriverName"}, ""},
+    {Facts::Devices, 430, "Kernel-PnP", "device needs further installation", "DeviceInstanceId", {}, ""},
+    {Facts::Devices, 2003, "DriverFrameworks-UserMode", "driver loading for a device", "InstanceId", {}, ""},
+    {Facts::Devices, 2100, "DriverFrameworks-UserMode", "device power operation", "InstanceId", {}, ""},
+    {Facts::Devices, 2102, "DriverFrameworks-UserMode", "device power operation ended", "InstanceId", {}, ""},
+};
+
+void eventFacts(TraceContext& context, TraceSink& sink, Facts kind) {
+    const std::map<QString, QString> accounts = knownAccounts(context);
+    forEachEvent(context, sink, [&](TraceContext& c, TraceSink& s, const QString& path, const Event& event) {
+        const EventXml& x = event.xml;
+        if (!x.eventId) return true;
+        for (const FactRow& row : kFacts) {
+            if (row.kind != kind || row.id != *x.eventId) continue;
+            const QLatin1String source(row.source);
+            if (source.size() != 0 && !x.channel.contains(source, Qt::CaseInsensitive) && !x.provider.contains(source, Qt::CaseInsensitive)) {
+                continue;
+            }
+            OwnedRecord<ef::Count> r;
+            r.time(ef::Time, event.time);
+            r.text(ef::Action, QLatin1String(row.action));
+            if (*row.subject) r.text(ef::Subject, dataValue(x, row.subject));
+            QStringList detail;
+            for (const char* field : row.detail) {
+                if (const QString value = dataValue(x, field); !value.isEmpty()) detail << value;
+            }
+            r.text(ef::Detail, detail.join(QStringLiteral(", ")));
+            if (*row.account) r.text(ef::Account, dataValue(x, row.account));
+            r.integer(ef::EventId, *x.eventId);
+            r.text(ef::Channel, x.channel);
+            r.integer(ef::RecordId, event.recordId);
+            r.text(ef::Computer, x.computer);
+            if (row.id == 1102 || row.id == 104) {
+                // A cleared log is what an examiner must hear of first, whatever else is read.
+                const QString channel = dataValue(x, "Channel");
+                c.note(FindingKind::Cleared, QStringLiteral("event log ") + path,
+                       QStringLiteral("%1%2 at %3 by %4")
+                           .arg(QLatin1String(row.action), channel.isEmpty() ? QString() : QStringLiteral(" (%1)").arg(channel),
+                                IsoTimeWriter().text(event.time.value_or(0)), dataValue(x, "SubjectUserName")));
+            }
+            return c.deliver(s, eventProvenance(accounts, path, event, x.userSid), r.values());
+        }
+        return true;
+    });
+}
+
+}  // namespace
+
+void windowsPower(TraceContext& context, TraceSink& sink) { eventFacts(context, sink, Facts::Power); }
+void windowsInstalls(TraceContext& context, TraceSink& sink) { eventFacts(context, sink, Facts::Installs); }
+void windowsAccountEvents(TraceContext& context, TraceSink& sink) { eventFacts(context, sink, Facts::Accounts); }
+void windowsDeviceEvents(TraceContext& context, TraceSink& sink) { eventFacts(context, sink, Facts::Devices); }
 
 }  // namespace kestrova

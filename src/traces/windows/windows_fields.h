@@ -154,4 +154,16 @@ inline constexpr FieldSpec kFields[Count] = {
 };
 }  // namespace logons
 
+// What the system, its services, accounts and devices did, each as one fact: what happened
+// (action), to what (subject), how (detail) and by whom (account). windows.power, windows.installs,
+// windows.accounts and windows.devices.events share these fields.
+namespace eventfacts {
+enum Field { Time, Action, Subject, Detail, Account, EventId, Channel, RecordId, Computer, Count };
+inline constexpr FieldSpec kFields[Count] = {
+    {"time", FieldType::Time, "Event Logged"}, {"action", FieldType::Text},     {"subject", FieldType::Text},
+    {"detail", FieldType::Text},               {"account", FieldType::Text},    {"event_id", FieldType::Integer},
+    {"channel", FieldType::Text},              {"record_id", FieldType::Integer}, {"computer", FieldType::Text},
+};
+}  // namespace eventfacts
+
 }  // namespace kestrova::windowsfields

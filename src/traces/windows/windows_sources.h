@@ -20,5 +20,9 @@ void windowsPrefetch(TraceContext& context, TraceSink& sink);
 void windowsExecution(TraceContext& context, TraceSink& sink);
 void windowsEvents(TraceContext& context, TraceSink& sink);
 void windowsLogons(TraceContext& context, TraceSink& sink);
+void windowsPower(TraceContext& context, TraceSink& sink);
+void windowsInstalls(TraceContext& context, TraceSink& sink);
+void windowsAccountEvents(TraceContext& context, TraceSink& sink);
+void windowsDeviceEvents(TraceContext& context, TraceSink& sink);
 
 }  // namespace kestrova
