@@ -11,7 +11,8 @@
 //   'C' recovered (1), count (u32)                      how many records libevtx lists
 //   'R' recovered (1), record id (u64), written (u64 FILETIME, 0: none), event id (u32,
 //       0xFFFFFFFF: none), offset (u64), then five texts (u32 size, bytes): the XML, provider,
-//       computer, user SID, and why the XML could not be had ("" when it could)
+//       computer, user SID (these three only where there is no XML), and why the XML could not be
+//       had ("" when it could)
 //   'L' recovered (1), index (u32), why (text)          a record libevtx cannot give
 //   'D'                                                 the header says the log is dirty
 //   'E' why (text)                                      the file is no log libevtx opens
@@ -99,6 +100,9 @@ bool sendRecord(libevtx_record_t* record, bool recovered) {
     } else {
         why = errorText(&error);
     }
+    // The System fields libevtx reads without the XML are only asked for where the XML failed:
+    // each getter renders the record again.
+    const bool fallback = xml.empty();
     uint64_t id = 0, written = 0;
     off64_t offset = 0;
     uint32_t eventId = 0xFFFFFFFFu;
@@ -113,9 +117,11 @@ bool sendRecord(libevtx_record_t* record, bool recovered) {
         .u32(eventId)
         .u64(static_cast<uint64_t>(offset))
         .text(xml)
-        .text(textOf(record, libevtx_record_get_utf8_source_name_size, libevtx_record_get_utf8_source_name))
-        .text(textOf(record, libevtx_record_get_utf8_computer_name_size, libevtx_record_get_utf8_computer_name))
-        .text(textOf(record, libevtx_record_get_utf8_user_security_identifier_size, libevtx_record_get_utf8_user_security_identifier))
+        .text(fallback ? textOf(record, libevtx_record_get_utf8_source_name_size, libevtx_record_get_utf8_source_name) : std::string())
+        .text(fallback ? textOf(record, libevtx_record_get_utf8_computer_name_size, libevtx_record_get_utf8_computer_name) : std::string())
+        .text(fallback ? textOf(record, libevtx_record_get_utf8_user_security_identifier_size,
+                                libevtx_record_get_utf8_user_security_identifier)
+                       : std::string())
         .text(why)
         .send();
 }

@@ -5,6 +5,7 @@
 #include <QFile>
 #include <QProcess>
 #include <QRegularExpression>
+#include <QSet>
 #include <QStandardPaths>
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
@@ -240,6 +241,41 @@ TEST(EventLogs, AccountChangesAndAClearedLogAreSaid) {
               2);
     EXPECT_EQ(cleared.findings.filter(": event log cleared (Microsoft-Windows-Sysmon/Operational) at 2017-12-26T13:06:45.140586+00:00 by tony").size(), 1)
         << cleared.findings.join("\n").toStdString();
+}
+
+}  // namespace
+}  // namespace kestrova
+
+namespace kestrova {
+namespace {
+
+// Sessions are derived: every logon is one session, ended by its logoff, by the system's stop, by
+// the same logon id starting again, or by nothing in the logs; none is lost and none ends before
+// it starts.
+TEST(EventLogs, EveryLogonIsOneSessionWithItsEnd) {
+    REALDATA_OR_SKIP(security, "eventlogs/win10-rathbunvm/Security.evtx");
+    REALDATA_OR_SKIP(system, "eventlogs/win10-rathbunvm/System.evtx");
+    REALDATA_OR_SKIP(sessions, "eventlogs/win10-rathbunvm/Microsoft-Windows-TerminalServices-LocalSessionManager%4Operational.evtx");
+    const Read read = readLogs({{"Security.evtx", readAll(security)}, {"System.evtx", readAll(system)},
+                                {"Microsoft-Windows-TerminalServices-LocalSessionManager%4Operational.evtx", readAll(sessions)}},
+                               {"windows.sessions"});
+    const auto all = read.records.of("windows.sessions");
+    EXPECT_EQ(countWhere(all, [](const TraceRecord& r) { return r["start_record"].startsWith("Security record"); }), 473);
+    EXPECT_EQ(countWhere(all, [](const TraceRecord& r) { return r["type"] == "console session"; }), 4);
+    QSet<QString> reasons;
+    for (const TraceRecord& r : all) {
+        reasons.insert(r["end_reason"]);
+        if (!r["end"].isEmpty()) {
+            EXPECT_LE(r["start"], r["end"]) << r["start_record"].toStdString();
+            EXPECT_GE(r["duration_seconds"].toLongLong(), 0);
+        }
+    }
+    EXPECT_TRUE(reasons.contains("system stopped")) << QStringList(reasons.values()).join(", ").toStdString();
+    EXPECT_TRUE(reasons.contains("user logoff") || reasons.contains("logoff")) << QStringList(reasons.values()).join(", ").toStdString();
+    // A session ended by its logoff names both records.
+    const auto ended = std::find_if(all.begin(), all.end(), [](const TraceRecord& r) { return r["end_reason"].endsWith("logoff"); });
+    ASSERT_NE(ended, all.end());
+    EXPECT_TRUE((*ended)["end_record"].startsWith("Security record ")) << (*ended)["end_record"].toStdString();
 }
 
 }  // namespace

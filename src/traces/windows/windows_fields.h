@@ -154,6 +154,19 @@ inline constexpr FieldSpec kFields[Count] = {
 };
 }  // namespace logons
 
+// Sessions derived from the logon events: a logon paired with its end.
+namespace sessions {
+enum Field { Start, End, DurationSeconds, Type, Account, Domain, LogonId, SessionId, SourceAddress, EndReason, Computer,
+             StartRecord, EndRecord, Count };
+inline constexpr FieldSpec kFields[Count] = {
+    {"start", FieldType::Time, "Session Start"}, {"end", FieldType::Time, "Session End"},
+    {"duration_seconds", FieldType::Integer},    {"type", FieldType::Text},          {"account", FieldType::Text},
+    {"domain", FieldType::Text},                 {"logon_id", FieldType::Text},      {"session_id", FieldType::Text},
+    {"source_address", FieldType::Text},         {"end_reason", FieldType::Text},    {"computer", FieldType::Text},
+    {"start_record", FieldType::Text},           {"end_record", FieldType::Text},
+};
+}  // namespace sessions
+
 // What the system, its services, accounts and devices did, each as one fact: what happened
 // (action), to what (subject), how (detail) and by whom (account). windows.power, windows.installs,
 // windows.accounts and windows.devices.events share these fields.

@@ -20,6 +20,7 @@ void windowsPrefetch(TraceContext& context, TraceSink& sink);
 void windowsExecution(TraceContext& context, TraceSink& sink);
 void windowsEvents(TraceContext& context, TraceSink& sink);
 void windowsLogons(TraceContext& context, TraceSink& sink);
+void windowsSessions(TraceContext& context, TraceSink& sink);
 void windowsPower(TraceContext& context, TraceSink& sink);
 void windowsInstalls(TraceContext& context, TraceSink& sink);
 void windowsAccountEvents(TraceContext& context, TraceSink& sink);
