@@ -280,3 +280,41 @@ TEST(EventLogs, EveryLogonIsOneSessionWithItsEnd) {
 
 }  // namespace
 }  // namespace kestrova
+
+namespace kestrova {
+namespace {
+
+// What ran: PowerShell's engine and provider events with their host application, script blocks
+// (4104) whole, and Sysmon's process creations with image, command line and parent.
+TEST(EventLogs, PowerShellAndSysmonSayWhatRan) {
+    REALDATA_OR_SKIP(classic, "eventlogs/win10-rathbunvm/Windows PowerShell.evtx");
+    REALDATA_OR_SKIP(operational, "eventlogs/win10-rathbunvm/Microsoft-Windows-PowerShell%4Operational.evtx");
+    REALDATA_OR_SKIP(sysmon, "eventlogs/evtx-samples/sysmon.evtx");
+    const Read read = readLogs({{"Windows PowerShell.evtx", readAll(classic)},
+                                {"Microsoft-Windows-PowerShell%4Operational.evtx", readAll(operational)},
+                                {"Microsoft-Windows-Sysmon%4Operational.evtx", readAll(sysmon)}},
+                               {"windows.scripts"});
+    const auto all = read.records.of("windows.scripts");
+    const auto of = [&](const char* action) { return countWhere(all, [&](const TraceRecord& r) { return r["action"] == action; }); };
+    EXPECT_EQ(of("PowerShell engine started"), 7);
+    EXPECT_EQ(of("PowerShell engine stopped"), 4);
+    EXPECT_EQ(of("PowerShell provider started"), 42);
+    EXPECT_EQ(of("PowerShell script block"), 2);
+    EXPECT_EQ(of("process created"), 227);
+    for (const TraceRecord& r : all) {
+        if (r["action"] == "PowerShell engine started") {
+            EXPECT_TRUE(r["command"].contains("powershell", Qt::CaseInsensitive)) << r["command"].toStdString();
+        }
+        if (r["action"] == "PowerShell script block") {
+            EXPECT_EQ(r["parts"], "1");
+            EXPECT_TRUE(r["command"].startsWith("# Copyright")) << r["command"].left(80).toStdString();
+        }
+        if (r["action"] == "process created") {
+            EXPECT_TRUE(r["path"].endsWith(".exe", Qt::CaseInsensitive)) << r["path"].toStdString();
+            EXPECT_FALSE(r["parent"].isEmpty());
+        }
+    }
+}
+
+}  // namespace
+}  // namespace kestrova

@@ -31,6 +31,7 @@ namespace ev = windowsfields::events;
 namespace lg = windowsfields::logons;
 namespace ef = windowsfields::eventfacts;
 namespace ss = windowsfields::sessions;
+namespace sc = windowsfields::scripts;
 
 const QString kLogFolder = QStringLiteral("C:\\Windows\\System32\\winevt\\Logs");
 
@@ -517,6 +518,120 @@ void windowsSessions(TraceContext& context, TraceSink& sink) {
     }
     for (const auto& [key, start] : open) {
         if (!writeSession(start, nullptr, QStringLiteral("no end in the logs"))) return;
+    }
+}
+
+namespace {
+
+// A line "Name=value" of the classic PowerShell log's third data text.
+QString settingOf(const QString& text, const char* name) {
+    const QString prefix = QLatin1String(name) + QLatin1Char('=');
+    for (const QString& line : text.split(QLatin1Char('\n'))) {
+        const QString trimmed = line.trimmed();
+        if (trimmed.startsWith(prefix)) return trimmed.mid(prefix.size());
+    }
+    return QString();
+}
+
+// A script block logged in parts (4104 MessageNumber of MessageTotal), gathered until whole.
+struct ScriptBlock {
+    std::map<int, QString> parts;
+    int total = 0;
+    std::optional<UtcMicros> time;  // the first part's
+    QString path, account, channel, computer, source;
+    int64_t recordId = 0;
+};
+
+}  // namespace
+
+void windowsScripts(TraceContext& context, TraceSink& sink) {
+    const std::map<QString, QString> accounts = knownAccounts(context);
+    std::map<QString, ScriptBlock> blocks;  // by computer and ScriptBlockId
+    const auto writeBlock = [&](TraceContext& c, TraceSink& s, const QString& id, const ScriptBlock& b) {
+        OwnedRecord<sc::Count> r;
+        r.time(sc::Time, b.time);
+        r.text(sc::Action, QStringLiteral("PowerShell script block"));
+        QString text;
+        for (const auto& [number, part] : b.parts) text += part;
+        r.text(sc::Command, text);
+        r.text(sc::Path, b.path);
+        r.text(sc::BlockId, id.section(QLatin1Char('|'), 1));
+        const bool whole = static_cast<int>(b.parts.size()) == b.total;
+        r.text(sc::Parts, whole ? QString::number(b.total) : QStringLiteral("%1 of %2 (the others are not in the logs)").arg(b.parts.size()).arg(b.total));
+        r.integer(sc::EventId, 4104);
+        r.text(sc::Channel, b.channel);
+        r.integer(sc::RecordId, b.recordId);
+        r.text(sc::Computer, b.computer);
+        const auto user = accounts.find(b.account);
+        const QString part = QStringLiteral("%1 record %2").arg(b.channel).arg(b.recordId);
+        return c.deliver(s, Provenance{user == accounts.end() ? QByteArray() : user->second.toUtf8(), {}, {}, b.source.toUtf8(), part.toUtf8()},
+                         r.values());
+    };
+    forEachEvent(context, sink, [&](TraceContext& c, TraceSink& s, const QString& path, const Event& event) {
+        const EventXml& x = event.xml;
+        if (!x.eventId) return true;
+        const int64_t id = *x.eventId;
+        const auto data = [&x](const char* name) { return dataValue(x, name); };
+        const bool operational = x.channel.contains(QLatin1String("PowerShell/Operational"), Qt::CaseInsensitive);
+        if (operational && id == 4104) {
+            const QString key = x.computer + QLatin1Char('|') + data("ScriptBlockId");
+            ScriptBlock& b = blocks[key];
+            b.total = std::max(b.total, data("MessageTotal").toInt());
+            const int number = data("MessageNumber").toInt();
+            b.parts[number] = data("ScriptBlockText");
+            if (!b.time || (event.time && *event.time < *b.time)) {
+                b.time = event.time;
+                b.recordId = event.recordId;
+            }
+            b.path = data("Path");
+            b.account = x.userSid;
+            b.channel = x.channel;
+            b.computer = x.computer;
+            b.source = path;
+            if (b.total > 0 && static_cast<int>(b.parts.size()) >= b.total) {
+                const bool going = writeBlock(c, s, key, b);
+                blocks.erase(key);
+                return going;
+            }
+            return true;
+        }
+        OwnedRecord<sc::Count> r;
+        const bool classic = x.channel.compare(QLatin1String("Windows PowerShell"), Qt::CaseInsensitive) == 0;
+        if (classic && (id == 400 || id == 403 || id == 600 || id == 800)) {
+            static const std::map<int64_t, const char*> kActions{{400, "PowerShell engine started"}, {403, "PowerShell engine stopped"},
+                                                                 {600, "PowerShell provider started"}, {800, "PowerShell pipeline ran"}};
+            r.text(sc::Action, QLatin1String(kActions.at(id)));
+            const QString details = id == 800 ? data("Data3") + data("Data2") : data("Data3");
+            const QString command = settingOf(details, id == 800 ? "CommandLine" : "HostApplication");
+            r.text(sc::Command, command.isEmpty() ? settingOf(details, "HostApplication") : command);
+            r.text(sc::Detail, settingOf(details, id == 600 ? "ProviderName" : "HostName"));
+            r.text(sc::Account, settingOf(details, "UserId"));
+        } else if (x.channel.contains(QLatin1String("Windows Defender"), Qt::CaseInsensitive) && (id == 1116 || id == 1117)) {
+            r.text(sc::Action, id == 1116 ? QStringLiteral("malware detected") : QStringLiteral("action taken on malware"));
+            r.text(sc::Command, data("Threat Name"));
+            r.text(sc::Path, data("Path"));
+            r.text(sc::Account, data("Detection User"));
+            r.text(sc::Detail, id == 1117 ? data("Action Name") : data("Severity Name"));
+        } else if (x.channel.contains(QLatin1String("Sysmon"), Qt::CaseInsensitive) && id == 1) {
+            r.text(sc::Action, QStringLiteral("process created"));
+            r.text(sc::Command, data("CommandLine"));
+            r.text(sc::Path, data("Image"));
+            r.text(sc::Account, data("User"));
+            r.text(sc::Parent, data("ParentImage"));
+            r.text(sc::Detail, data("Hashes"));
+        } else {
+            return true;
+        }
+        r.time(sc::Time, event.time);
+        r.integer(sc::EventId, id);
+        r.text(sc::Channel, x.channel);
+        r.integer(sc::RecordId, event.recordId);
+        r.text(sc::Computer, x.computer);
+        return c.deliver(s, eventProvenance(accounts, path, event, x.userSid), r.values());
+    });
+    // Blocks whose other parts are not in the logs (rolled over, cleared) are written as they are.
+    for (const auto& [key, block] : blocks) {
+        if (!writeBlock(context, sink, key, block)) return;
     }
 }
 

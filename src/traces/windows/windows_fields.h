@@ -167,6 +167,19 @@ inline constexpr FieldSpec kFields[Count] = {
 };
 }  // namespace sessions
 
+// What ran: PowerShell script blocks (4104, joined from their parts) and engine, provider and
+// pipeline events, Defender detections, Sysmon process creations.
+namespace scripts {
+enum Field { Time, Action, Command, Path, Account, Parent, Detail, BlockId, Parts, EventId, Channel, RecordId, Computer, Count };
+inline constexpr FieldSpec kFields[Count] = {
+    {"time", FieldType::Time, "Event Logged"}, {"action", FieldType::Text},   {"command", FieldType::Text},
+    {"path", FieldType::Path},                 {"account", FieldType::Text},  {"parent", FieldType::Path},
+    {"detail", FieldType::Text},               {"block_id", FieldType::Text}, {"parts", FieldType::Text},
+    {"event_id", FieldType::Integer},          {"channel", FieldType::Text},  {"record_id", FieldType::Integer},
+    {"computer", FieldType::Text},
+};
+}  // namespace scripts
+
 // What the system, its services, accounts and devices did, each as one fact: what happened
 // (action), to what (subject), how (detail) and by whom (account). windows.power, windows.installs,
 // windows.accounts and windows.devices.events share these fields.

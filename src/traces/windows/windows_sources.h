@@ -25,5 +25,6 @@ void windowsPower(TraceContext& context, TraceSink& sink);
 void windowsInstalls(TraceContext& context, TraceSink& sink);
 void windowsAccountEvents(TraceContext& context, TraceSink& sink);
 void windowsDeviceEvents(TraceContext& context, TraceSink& sink);
+void windowsScripts(TraceContext& context, TraceSink& sink);
 
 }  // namespace kestrova
