@@ -216,6 +216,19 @@ void forEachEvent(TraceContext& context, TraceSink& sink,
     }
 }
 
+// The fields an event-derived record of every kind carries, at the kind's own positions.
+struct EventPlaces {
+    size_t time, eventId, channel, recordId, computer;
+};
+template <size_t N>
+void setEventFields(OwnedRecord<N>& r, EventPlaces at, const Event& event) {
+    r.time(at.time, event.time);
+    if (event.xml.eventId) r.integer(at.eventId, *event.xml.eventId);
+    r.text(at.channel, event.xml.channel);
+    r.integer(at.recordId, event.recordId);
+    r.text(at.computer, event.xml.computer);
+}
+
 Provenance eventProvenance(const std::map<QString, QString>& accounts, const QString& path, const Event& event, const QString& sid) {
     const auto user = accounts.find(sid);
     const QString part = QStringLiteral("%1 record %2").arg(event.xml.channel).arg(event.recordId);
@@ -294,11 +307,7 @@ void windowsLogons(TraceContext& context, TraceSink& sink) {
         } else {
             return true;
         }
-        r.time(lg::Time, event.time);
-        r.integer(lg::EventId, id);
-        r.text(lg::Channel, x.channel);
-        r.integer(lg::RecordId, event.recordId);
-        r.text(lg::Computer, x.computer);
+        setEventFields(r, {lg::Time, lg::EventId, lg::Channel, lg::RecordId, lg::Computer}, event);
         return c.deliver(s, eventProvenance(accounts, path, event, sid), r.values());
     });
 }
@@ -370,7 +379,7 @@ void eventFacts(TraceContext& context, TraceSink& sink, Facts kind) {
                 continue;
             }
             OwnedRecord<ef::Count> r;
-            r.time(ef::Time, event.time);
+            setEventFields(r, {ef::Time, ef::EventId, ef::Channel, ef::RecordId, ef::Computer}, event);
             r.text(ef::Action, QLatin1String(row.action));
             if (*row.subject) r.text(ef::Subject, dataValue(x, row.subject));
             QStringList detail;
@@ -379,10 +388,6 @@ void eventFacts(TraceContext& context, TraceSink& sink, Facts kind) {
             }
             r.text(ef::Detail, detail.join(QStringLiteral(", ")));
             if (*row.account) r.text(ef::Account, dataValue(x, row.account));
-            r.integer(ef::EventId, *x.eventId);
-            r.text(ef::Channel, x.channel);
-            r.integer(ef::RecordId, event.recordId);
-            r.text(ef::Computer, x.computer);
             if (row.id == 1102 || row.id == 104) {
                 // A cleared log is what an examiner must hear of first, whatever else is read.
                 const QString channel = dataValue(x, "Channel");
@@ -622,11 +627,7 @@ void windowsScripts(TraceContext& context, TraceSink& sink) {
         } else {
             return true;
         }
-        r.time(sc::Time, event.time);
-        r.integer(sc::EventId, id);
-        r.text(sc::Channel, x.channel);
-        r.integer(sc::RecordId, event.recordId);
-        r.text(sc::Computer, x.computer);
+        setEventFields(r, {sc::Time, sc::EventId, sc::Channel, sc::RecordId, sc::Computer}, event);
         return c.deliver(s, eventProvenance(accounts, path, event, x.userSid), r.values());
     });
     // Blocks whose other parts are not in the logs (rolled over, cleared) are written as they are.
