@@ -386,14 +386,9 @@ std::optional<ImageServer::Stat> decodeStat(const QByteArray& reply) {
 
 std::optional<std::vector<DirEntry>> decodeList(const QByteArray& reply, bool* found) {
     QDataStream in(reply);
-    quint32 count = 0;
-    in >> *found >> count;
+    in >> *found;
     std::vector<DirEntry> entries;
-    for (quint32 i = 0; i < count && !in.atEnd() && in.status() == QDataStream::Ok; ++i) {
-        DirEntry e;
-        in >> e.name >> e.attributes;
-        entries.push_back(e);
-    }
+    readList<std::pair<QString, uint32_t>>(in, [&](std::pair<QString, uint32_t> e) { entries.push_back({std::move(e.first), e.second}); });
     if (in.status() != QDataStream::Ok) return std::nullopt;
     return entries;
 }
@@ -404,14 +399,8 @@ std::optional<PlainFile> decodePlain(const QByteArray& reply) {
     in >> plain;
     if (!plain || in.status() != QDataStream::Ok) return std::nullopt;
     PlainFile file;
-    quint32 count = 0;
-    in >> file.image >> file.size >> count;
-    for (quint32 i = 0; i < count && !in.atEnd() && in.status() == QDataStream::Ok; ++i) {
-        qint64 offset = 0;
-        quint64 length = 0;
-        in >> offset >> length;
-        file.runs.emplace_back(offset, length);
-    }
+    in >> file.image >> file.size;
+    readList<std::pair<qint64, quint64>>(in, [&](std::pair<qint64, quint64> run) { file.runs.push_back(run); });
     if (in.status() != QDataStream::Ok) return std::nullopt;
     return file;
 }
