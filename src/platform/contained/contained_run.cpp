@@ -225,22 +225,19 @@ QString helperProgram(const char* name) {
 ContainedEnd runContainedProgram(const QString& program, const QStringList& args, int file,
                                  const std::function<void(QByteArrayView)>& frame, const ContainedLimits& limits) {
     // Everything the child needs is made before the fork: after it, the child only duplicates
-    // descriptors and executes.
+    // descriptors and executes. The file goes as the program's standard input, so its name is
+    // known here.
     std::vector<QByteArray> words{QFile::encodeName(program)};
     for (const QString& arg : args) words.push_back(arg.toUtf8());
-    const bool passFile = file >= 0;
-    if (passFile) words.emplace_back();  // "/proc/self/fd/N", N known in the child
+    if (file >= 0) words.emplace_back("/proc/self/fd/0");
+    std::vector<char*> argv;
+    for (QByteArray& word : words) argv.push_back(word.data());
+    argv.push_back(nullptr);
     ContainedEnd end = runContained(
         [&](FrameWriter& out) {
-            if (passFile) {
-                const int own = ::dup(file);  // without close-on-exec: the program gets it
-                if (own < 0) return 126;
-                words.back() = "/proc/self/fd/" + QByteArray::number(own);
-            }
+            // dup2 leaves the copies without close-on-exec: the program gets them.
+            if (file >= 0 && ::dup2(file, STDIN_FILENO) < 0) return 126;
             if (::dup2(out.fd(), STDOUT_FILENO) < 0) return 126;
-            std::vector<char*> argv;
-            for (QByteArray& word : words) argv.push_back(word.data());
-            argv.push_back(nullptr);
             ::execv(argv[0], argv.data());
             return 127;
         },

@@ -78,8 +78,8 @@ QString helperProgram(const char* name);
 
 // Runs a helper program as a contained parser: the same limits and the same reading of frames as
 // runContained, its standard output being the frame pipe. `file`, a descriptor of this process
-// (-1: none), is handed to it as the last argument, "/proc/self/fd/N" of its own. A program that
-// cannot be started ends with status 127, said as such.
+// (-1: none), is its standard input, named to it as the last argument, "/proc/self/fd/0". A
+// program that cannot be started ends with status 127, said as such.
 ContainedEnd runContainedProgram(const QString& program, const QStringList& args, int file,
                                  const std::function<void(QByteArrayView)>& frame, const ContainedLimits& limits = {});
 
