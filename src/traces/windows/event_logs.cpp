@@ -119,8 +119,8 @@ void readLog(TraceContext& context, const QString& path, const QIODevice& file, 
     }
     const auto* device = qobject_cast<const QFileDevice*>(&file);
     struct Tally {
-        qint64 count = -1, lost = 0, partly = 0;
-        QString firstLoss, firstPartly;
+        qint64 count = -1, lost = 0, partly = 0;  // count -1: never said
+        QString firstLoss, firstPartly, uncounted;
     } tally[2];
     bool stopped = false;
     QString fatal;
@@ -144,10 +144,8 @@ void readLog(TraceContext& context, const QString& path, const QIODevice& file, 
                 const uint32_t index = in.number<uint32_t>();
                 const QString why = QString::fromUtf8(in.text());
                 Tally& t = tally[recovered];
-                if (t.lost++ == 0) {
-                    t.firstLoss = index == 0xFFFFFFFFu ? QStringLiteral("they cannot be counted: %1").arg(why)
-                                                       : QStringLiteral("record %1: %2").arg(index + 1).arg(why);
-                }
+                if (index == 0xFFFFFFFFu) t.uncounted = why;  // none of them can be read
+                else if (t.lost++ == 0) t.firstLoss = QStringLiteral("record %1: %2").arg(index + 1).arg(why);
             } else if (type == 'R') {
                 Event event;
                 event.recovered = in.number<uint8_t>() != 0;
@@ -183,13 +181,18 @@ void readLog(TraceContext& context, const QString& path, const QIODevice& file, 
     for (const bool recovered : {false, true}) {
         const Tally& t = tally[recovered];
         const QString which = recovered ? QStringLiteral("recovered records") : QStringLiteral("records");
+        // "12 of its 459 records"; the total only where the reader said it.
+        const auto some = [&](qint64 n) {
+            return t.count >= 0 ? QStringLiteral("%1 of its %2 %3").arg(n).arg(t.count).arg(which) : QStringLiteral("%1 %2").arg(n).arg(which);
+        };
+        if (!t.uncounted.isEmpty()) {
+            context.note(FindingKind::Damaged, what, QStringLiteral("its %1 cannot be counted, and none is read (%2)").arg(which, t.uncounted));
+        }
         if (t.lost > 0) {
-            context.note(FindingKind::Damaged, what, QStringLiteral("%1 of its %2 %3 cannot be read and were passed over (the first: %4)")
-                                                         .arg(t.lost).arg(t.count).arg(which, t.firstLoss));
+            context.note(FindingKind::Damaged, what, QStringLiteral("%1 cannot be read and were passed over (the first: %2)").arg(some(t.lost), t.firstLoss));
         }
         if (t.partly > 0) {
-            context.note(FindingKind::Damaged, what, QStringLiteral("%1 of its %2 %3 were read in part (the first: %4)")
-                                                         .arg(t.partly).arg(t.count).arg(which, t.firstPartly));
+            context.note(FindingKind::Damaged, what, QStringLiteral("%1 were read in part (the first: %2)").arg(some(t.partly), t.firstPartly));
         }
     }
     if (!end.completed && !stopped) {
