@@ -4,7 +4,6 @@
 // readers hand them over, never held.
 #include <QCoreApplication>
 #include <QFile>
-#include <QElapsedTimer>
 #include <QTextStream>
 #include <algorithm>
 #include <cerrno>
@@ -16,6 +15,7 @@
 #include <tuple>
 #include <utility>
 
+#include "cli/image_commands.h"
 #include "cli/output.h"
 #include "core/app/session.h"
 #include "core/common/text.h"
@@ -27,7 +27,6 @@
 #include "platform/system/environment.h"
 #include "platform/system/versions.h"
 #include "cli/timeline_output.h"
-#include "platform/image/image_verify.h"
 #include "cli/trace_output.h"
 #include "traces/trace_context.h"
 
@@ -248,26 +247,6 @@ bool sourceUsable(const Environment& env, QTextStream& out) {
     return false;
 }
 
-// The image: its container, what it records of its acquisition, its partitions.
-void describeImage(const ImageSource& image, QTextStream& out) {
-    const ImageSummary& s = image.summary();
-    if (s.format.isEmpty()) return;
-    out << "image: " << s.files.join(QStringLiteral(", ")) << '\n' << "container: " << s.format << ", " << s.size << " bytes\n";
-    for (const auto& [name, value] : s.metadata) out << "  " << name << ": " << value << '\n';
-    if (!s.incomplete.isEmpty()) out << s.incomplete << '\n';
-    for (const Partition& p : s.partitions) {
-        const bool windows = std::find(s.windows.begin(), s.windows.end(), p.number) != s.windows.end();
-        out << "partition " << p.number << ": " << p.scheme << (p.type.isEmpty() ? QString() : QLatin1Char(' ') + p.type)
-            << (p.name.isEmpty() ? QString() : QStringLiteral(" \"%1\"").arg(p.name)) << ", offset " << p.offset << ", "
-            << p.size << " bytes, " << (p.fileSystem.isEmpty() ? QStringLiteral("unknown file system") : p.fileSystem);
-        if (p.number == s.chosen && !s.label.isEmpty()) out << ", label \"" << s.label << '"';
-        if (windows) out << ", Windows";
-        if (p.number == s.chosen) out << " (examined)";
-        if (!p.problem.isEmpty()) out << "; " << p.problem;
-        out << '\n';
-    }
-}
-
 int rows(Environment& env, const Options& o) {
     const auto chosen = chosenFormat<cli::Format>(o.format, {{"tsv", cli::Format::Tsv}, {"csv", cli::Format::Csv}, {"json", cli::Format::Json}});
     if (!chosen) return 2;
@@ -350,7 +329,7 @@ int report(Environment& env, const Options& o) {
 }
 
 int info(Environment& env, QTextStream& out, bool verbose) {
-    if (env.image) describeImage(*env.image, out);
+    if (env.image) cli::describeImage(*env.image, out);
     out << "profiles: " << showEscapedBytes(VolumeSystem::profiles(env.system->volume()).join(QStringLiteral(", "))) << '\n';
     if (!sourceUsable(env, out)) return 1;
     const OsApi& os = *env.os;
@@ -516,43 +495,6 @@ int timeline(Environment& env, const Options& o, const QTimeZone& zone) {
     return 0;
 }
 
-// Hashes the whole image and compares with what it stored, as ewfverify does; a progress line on
-// standard error while it reads (rewritten in place on a terminal, once at the end otherwise).
-int verify(const QString& image, QTextStream& out) {
-    const bool terminal = ::isatty(STDERR_FILENO) != 0;
-    QElapsedTimer shown;
-    shown.start();
-    const auto line = [](uint64_t done, uint64_t size) {
-        return QStringLiteral("verify: %1% (%2 of %3 MiB)").arg(size ? done * 100 / size : 100).arg(done >> 20).arg(size >> 20);
-    };
-    const ImageVerification v = verifyImage(image, [&](uint64_t done, uint64_t size) {
-        if (terminal && (shown.elapsed() >= 200 || done == size)) {
-            std::fprintf(stderr, "\r%s", qPrintable(line(done, size)));
-            shown.restart();
-        }
-    });
-    std::fprintf(stderr, terminal ? "\r%s\n" : "%s\n", qPrintable(line(v.done, v.size)));
-    out << "image: " << image << '\n';
-    if (!v.format.isEmpty()) out << "container: " << v.format << ", " << v.size << " bytes\n";
-    if (!v.read) {
-        out.flush();
-        std::fprintf(stderr, "kestrova-cli: %s cannot be verified: %s\n", qPrintable(image), qPrintable(v.why));
-        return 1;
-    }
-    const auto compare = [&](const char* name, const QString& computed, const QString& stored) {
-        out << "computed " << name << ": " << computed << '\n';
-        if (stored.isEmpty()) out << "stored " << name << ": none\n";
-        else out << "stored " << name << ": " << stored << (stored.compare(computed, Qt::CaseInsensitive) == 0 ? " (matches)" : " (DIFFERS)") << '\n';
-    };
-    compare("MD5", v.md5, v.storedMd5);
-    compare("SHA-1", v.sha1, v.storedSha1);
-    const bool stored = !v.storedMd5.isEmpty() || !v.storedSha1.isEmpty();
-    out << (v.matches() ? (stored ? "verified: the image's data is what was acquired\n" : "no hash is stored in the image to compare with\n")
-                        : "NOT verified: the image's data differs from what was acquired\n");
-    out.flush();
-    return v.matches() ? 0 : 1;
-}
-
 // -o FILE: everything the command writes to standard output goes to the file instead.
 bool redirectOutput(const QString& path) {
     const int fd = ::open(toFileNameBytes(path).constData(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
@@ -593,7 +535,7 @@ int main(int argc, char** argv) {
     if (o.command == QLatin1String("categories")) return categories(out, o.keys);
     if (o.command == QLatin1String("verify")) {
         if (o.image.isEmpty()) return usageError(QStringLiteral("verify takes the image to verify with --image"));
-        return verify(o.image, out);
+        return cli::verify(o.image, out);
     }
     const bool tracing = o.command == QLatin1String("traces") || o.command == QLatin1String("timeline");
     if (o.command == QLatin1String("traces") && o.list) return listTraceKinds(out);
