@@ -1,6 +1,5 @@
 #include "gui/frm_viewer.h"
 
-#include <QActionGroup>
 #include <QApplication>
 #include <QDir>
 #include <QFile>
@@ -20,7 +19,6 @@
 #include <QResizeEvent>
 #include <QStatusBar>
 #include <QTreeView>
-#include <QToolBar>
 #include <QTreeWidget>
 
 #include "core/app/startup.h"
@@ -54,10 +52,8 @@ constexpr int kDefaultWidth = 14400;
 constexpr int kDefaultHeight = 9600;
 constexpr int kKeyRole = Qt::UserRole;
 const QString kTimeZoneKey = QStringLiteral("TimeZone");
-const QString kMoreTracesKey = QStringLiteral("MoreTraces");
 // Tree keys of trace kinds: the kind's name after this prefix (no category key has a colon).
 const QString kTracePrefix = QStringLiteral("trace:");
-const QString kTimelineKey = QStringLiteral("timeline");
 
 }  // namespace
 
@@ -195,107 +191,6 @@ bool FrmViewer::refuseWhileRunning() {
     if (!run_.running) return false;
     QApplication::beep();
     return true;
-}
-
-void FrmViewer::buildMenus() {
-    QMenu* file = menuBar()->addMenu(QStringLiteral("File"));
-    // Keyboard shortcuts on every command; Alt accelerators only where the caption is this
-    // window's own (the classic menus keep their captions as they always were).
-    mnuChooseSystem = file->addAction(QStringLiteral("&Choose Windows System..."), this, [this] {
-        if (!refuseWhileRunning()) chooseSystem();
-    });
-    mnuChooseSystem->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_O));
-    mnuOpenImage = file->addAction(QStringLiteral("Open &Disk Image..."), this, [this] {
-        if (refuseWhileRunning()) return;
-        const QString chosen = openFileDialog(QStringLiteral("Open Disk Image"), kDiskImageFilter);
-        if (!chosen.isEmpty()) openImage(chosen);
-    });
-    mnuOpenImage->setShortcut(QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_O));
-    mnuOptions = file->addAction(QStringLiteral("Options"), this, [this] {
-        FrmOptions options(*services_.reportFolder, env_.settings, *env_.os, this);
-        options.exec();
-    });
-    mnuOptions->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Comma));
-    mnuExport = file->addAction(QStringLiteral("E&xport..."), this, [this] {
-        const QString formats = timelinePane->isVisible() ? QStringLiteral("CSV (*.csv);;Excel workbook (*.xlsx);;JSON lines (*.jsonl)")
-                                                          : QStringLiteral("CSV (*.csv);;Excel workbook (*.xlsx)");
-        const QString path = QFileDialog::getSaveFileName(this, QStringLiteral("Export"), QString(), formats);
-        if (path.isEmpty()) return;
-        if (const auto why = exportTraces(path)) {
-            QMessageBox::warning(this, QStringLiteral("Kestrova"), QStringLiteral("%1 could not be written: %2").arg(path, *why));
-        }
-    });
-    mnuExport->setEnabled(false);
-    mnuExport->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_E));
-    mnuExit = file->addAction(QStringLiteral("&Exit"), this, &QWidget::close);
-    mnuExit->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Q));
-
-    QMenu* report = menuBar()->addMenu(QStringLiteral("Report"));
-    mnuCreate = report->addAction(QStringLiteral("Create Report"), this, [this] {
-        if (refuseWhileRunning()) return;
-        FrmCreateReport window(*services_.reportFolder, *env_.os, run_, services_.report ? services_.report : this, this);
-        window.exec();
-    });
-    mnuCreate->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_R));
-    mnuView = report->addAction(QStringLiteral("View Report"), this, [this] {
-        // Titled "Save Report File" although it opens one, as it always was.
-        const QString chosen = openFileDialog(QStringLiteral("Save Report File"), QStringLiteral("HTML file (*.htm)"));
-        // The dialog offers 254 characters; a longer path does not fit and is refused as the
-        // Windows dialog refuses it, never cut to another file's name.
-        if (!chosen.isEmpty() && chosen.size() <= kDialogPathLimit) env_.desktop->open(chosen);
-    });
-    mnuView->setShortcut(QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_R));
-
-    QMenu* view = menuBar()->addMenu(QStringLiteral("&View"));
-    QMenu* zones = view->addMenu(QStringLiteral("&Times in"));
-    auto* zoneGroup = new QActionGroup(this);
-    const auto zoneAction = [&](const QString& caption, const QString& choice) {
-        QAction* action = zones->addAction(caption, this, [this, choice] {
-            if (!refuseWhileRunning()) chooseZone(choice);
-        });
-        action->setCheckable(true);
-        action->setData(choice);
-        zoneGroup->addAction(action);
-        return action;
-    };
-    mnuZoneLocal = zoneAction(QStringLiteral("This &computer's zone"), QStringLiteral("local"));
-    mnuZoneUtc = zoneAction(QStringLiteral("&UTC"), QStringLiteral("UTC"));
-    mnuZoneSystem = zoneAction(QStringLiteral("The &examined system's zone"), QStringLiteral("system"));
-    view->addSeparator();
-    mnuMoreTraces = view->addAction(QStringLiteral("&More traces"), this, [this](bool on) {
-        if (refuseWhileRunning()) {
-            mnuMoreTraces->setChecked(!on);
-            return;
-        }
-        env_.settings.SaveSetting(QStringLiteral("general"), kMoreTracesKey, on ? QStringLiteral("1") : QStringLiteral("0"));
-        showTracePane(nullptr);
-        traceBar->setVisible(on);
-        buildTree();
-    });
-    mnuMoreTraces->setCheckable(true);
-    mnuMoreTraces->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_M));
-    mnuMoreTraces->setChecked(env_.settings.GetSetting(QStringLiteral("general"), kMoreTracesKey) == QLatin1String("1"));
-    // The traces' toolbar exists only with More traces, so the classic window stays as it is.
-    traceBar = addToolBar(QStringLiteral("Traces"));
-    traceBar->setObjectName(QStringLiteral("traceBar"));
-    traceBar->setMovable(false);
-    mnuTimeline = traceBar->addAction(QStringLiteral("Timeline"), this, [this] { selectKey(kTimelineKey); });
-    mnuTimeline->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_T));
-    mnuTimeline->setToolTip(QStringLiteral("Timeline (Ctrl+T): every dated field of every trace, in order"));
-    traceBar->setVisible(mnuMoreTraces->isChecked());
-
-    QMenu* help = menuBar()->addMenu(QStringLiteral("Help"));
-    mnuhelp = help->addAction(QStringLiteral("Online Help"), this, [this] { env_.desktop->open(services_.vendor.helpPage); });
-    mnuhelp->setShortcut(QKeySequence(Qt::Key_F1));
-    newversion = help->addAction(QStringLiteral("Check for new version"), this, [this] {
-        if (services_.update) services_.update->check(false);
-    });
-    help->addSeparator();
-    mnuAbout1 = help->addAction(QStringLiteral("About"), this, [this] {
-        QMessageBox::about(this, QStringLiteral("About Kestrova"),
-                           QStringLiteral("Kestrova %1 build 1000\nShows what a Windows computer has been used for.")
-                               .arg(static_cast<double>(kProgramVersion)));
-    });
 }
 
 void FrmViewer::buildTree() {

@@ -136,6 +136,9 @@ protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
+    // kr.ini's switch of More traces; the tree key of the Timeline node.
+    static inline const QString kMoreTracesKey = QStringLiteral("MoreTraces");
+    static inline const QString kTimelineKey = QStringLiteral("timeline");
     // ReaderHost
     void processEvents() override;
     void showProgress(int maximum) override;
