@@ -21,6 +21,9 @@ void appendPlain(std::string& out, std::string_view text) {
 
 std::string_view view(const QByteArray& bytes) { return std::string_view(bytes.constData(), static_cast<size_t>(bytes.size())); }
 
+// A time's whole seconds since 1970, rounded down (before 1970 too), as body and TLN files count.
+int64_t wholeSeconds(UtcMicros t) { return t >= 0 ? t / 1000000 : -((-t + 999999) / 1000000); }
+
 void appendNumber(std::string& out, int64_t n) {
     char digits[24];
     out.append(digits, static_cast<size_t>(std::to_chars(digits, digits + 24, n).ptr - digits));
@@ -46,13 +49,10 @@ void TimelinePrinter::event(const TimelineEvent& e) {
     appendEventSubject(message_, kind, e.values);
     char when[IsoTimeWriter::kMaxSize];
     const std::string_view datetime(when, static_cast<size_t>(times_.write(when, e.time) - when));
-    const int64_t seconds = e.time >= 0 ? e.time / 1000000 : -((-e.time + 999999) / 1000000);
-    if (format_ == TimelineFormat::Body || format_ == TimelineFormat::Tln) {
-        // The body file is written record by record (BodyFileWriter); an event handed here in
-        // that format is written as TLN would be written, never four times the same moment.
+    if (format_ == TimelineFormat::Tln) {
         std::string& line = pairs_;
         line.clear();
-        appendNumber(line, seconds);
+        appendNumber(line, wholeSeconds(e.time));
         line += '|';
         line += kind.name;
         line += '|';
@@ -186,7 +186,7 @@ bool BodyFileWriter::record(const TraceKind& kind, const Provenance& from, std::
         }
         if (next == kMostLines) continue;  // no kind has that many times of one meaning
         used = std::max(used, next + 1);
-        lines[next].at[slot] = t >= 0 ? t / 1000000 : -((-t + 999999) / 1000000);
+        lines[next].at[slot] = wholeSeconds(t);
         lines[next].meanings[slot] = kind.fields[f].meaning ? kind.fields[f].meaning : kind.fields[f].name;
     }
     if (used == 0 || !inRange) return true;

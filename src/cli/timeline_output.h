@@ -22,6 +22,8 @@ namespace kestrova::cli {
 
 enum class TimelineFormat { Jsonl, Csv, Body, Tln };
 
+// The events' formats: JSONL, CSV and TLN. The body file is a line a record, not an event, and is
+// BodyFileWriter's.
 class TimelinePrinter {
 public:
     TimelinePrinter(ByteOutput& out, TimelineFormat format, IsoTimeWriter times, QByteArray hostname);
