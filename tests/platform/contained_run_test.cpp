@@ -1,9 +1,11 @@
 // A parser in a child process of its own: whatever it does, the program goes on with the records
 // it sent whole, and learns what ended it.
 #include <QByteArray>
+#include <QElapsedTimer>
 #include <csignal>
 #include <cstdlib>
 #include <gtest/gtest.h>
+#include <unistd.h>
 #include <vector>
 
 #include "platform/contained/contained_run.h"
@@ -58,6 +60,22 @@ TEST(ContainedRun, AHangIsEndedAtItsTimeLimitAndAFailureStatusIsNamed) {
     EXPECT_EQ(hang.frames, std::vector<QByteArray>{"before"});
     EXPECT_EQ(hang.end.why, "took longer than 1 s");
     EXPECT_EQ(contained([](FrameWriter&) { return 4; }).end.why, "stopped with status 4");
+    // A child that closes its pipe and goes on (a helper program may) is not waited for without
+    // bound: it is killed after a few seconds, long before its wall-clock limit.
+    QElapsedTimer clock;
+    clock.start();
+    const Outcome closed = contained(
+        [](FrameWriter& out) {
+            out.write("said");
+            ::close(out.fd());
+            for (;;) pause();
+            return 0;
+        },
+        ContainedLimits{.wallSeconds = 600});
+    EXPECT_LT(clock.elapsed(), 60000);
+    EXPECT_FALSE(closed.end.completed);
+    EXPECT_EQ(closed.frames, std::vector<QByteArray>{"said"});
+    EXPECT_EQ(closed.end.why, "was killed (it may have run out of memory)");
 }
 
 #if !defined(__SANITIZE_ADDRESS__)

@@ -25,6 +25,9 @@ namespace {
 // than this, it is no record of ours but a child writing garbage.
 constexpr uint32_t kLargestFrame = 64u << 20;
 
+// How long a child that closed its pipe may take to end before it is killed.
+constexpr int kEndGraceMs = 5000;
+
 // AddressSanitizer reserves terabytes of shadow memory: no address-space limit under it. GCC
 // says so with __SANITIZE_ADDRESS__, clang with __has_feature.
 #if defined(__SANITIZE_ADDRESS__)
@@ -201,9 +204,9 @@ ContainedEnd runContained(const std::function<int(FrameWriter&)>& child,
         }
     }
     ::close(fds[0]);
-    int status = 0;
-    while (::waitpid(pid, &status, 0) < 0 && errno == EINTR) {
-    }
+    // A child that closed its end without ending (a helper program may) is not waited for
+    // without bound: a few seconds, then it is killed and said to be.
+    const int status = reapChild(pid, killed ? 0 : kEndGraceMs);
     if (!killed) {
         end.completed = WIFEXITED(status) && WEXITSTATUS(status) == 0;
         if (!end.completed) end.why = describeChildEnd(status, limits.cpuSeconds);
