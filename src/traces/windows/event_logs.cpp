@@ -88,10 +88,9 @@ void windowsLogons(TraceContext& context, TraceSink& sink) {
             static const char* const kActions[] = {"session logon", "shell start", "session logoff", "session disconnected",
                                                    "session reconnected"};
             r.text(lg::Action, QLatin1String(kActions[id - 21]));
-            const QString user = data("User");
-            const qsizetype slash = user.indexOf(QLatin1Char('\\'));
-            r.text(lg::Account, slash < 0 ? user : user.mid(slash + 1));
-            if (slash >= 0) r.text(lg::Domain, user.left(slash));
+            const auto [account, domain] = accountAndDomain(data("User"));
+            r.text(lg::Account, account);
+            if (!domain.isEmpty()) r.text(lg::Domain, domain);
             r.text(lg::SessionId, data("SessionID"));
             r.text(lg::SourceAddress, data("Address"));
             r.text(lg::LogonType, data("Address") == QLatin1String("LOCAL") ? QStringLiteral("Interactive (2)") : QStringLiteral("RemoteInteractive (10)"));

@@ -3,6 +3,7 @@
 // by the system's stop (6005, 6006, 6008, Kernel-General 13, Kernel-Power 41), by the same logon
 // id starting again, or by nothing in the logs. Every logon is one session.
 #include <algorithm>
+#include <tuple>
 
 #include "traces/windows/event_log_reader.h"
 #include "traces/windows/event_messages.h"
@@ -55,9 +56,7 @@ void windowsSessions(TraceContext& context, TraceSink& sink) {
         } else if (x.channel.contains(QLatin1String("LocalSessionManager"), Qt::CaseInsensitive) && (id == 21 || id == 23)) {
             m.what = id == 21 ? SessionMark::Logon : SessionMark::Logoff;
             const QString user = data("User");
-            const qsizetype slash = user.indexOf(QLatin1Char('\\'));
-            m.account = slash < 0 ? user : user.mid(slash + 1);
-            m.domain = slash < 0 ? QString() : user.left(slash);
+            std::tie(m.account, m.domain) = accountAndDomain(user);
             m.sessionId = data("SessionID");
             m.address = data("Address");
             m.type = m.address == QLatin1String("LOCAL") ? QStringLiteral("console session") : QStringLiteral("Remote Desktop session");

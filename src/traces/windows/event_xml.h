@@ -27,6 +27,10 @@ struct EventXml {
 
 EventXml parseEventXml(QByteArrayView utf8);
 
+// "DOMAIN\user" as the session events write an account, taken apart: {account, domain}; a name
+// without a domain is the account alone.
+std::pair<QString, QString> accountAndDomain(const QString& user);
+
 // The value of a data field by name; "" when the event has none.
 QString dataValue(const EventXml& event, const char* name);
 
