@@ -22,7 +22,7 @@ cmake --build "$dir" -j"$(nproc)" >/dev/null
 seeds="$dir/seeds"
 rm -rf "$seeds"
 mkdir -p "$seeds"/{index_scan,mru,utf8_column,text_file,cookie,ini,registry_path,history_header,cli_escape,partitions,hive_log,shim_cache} \
-         "$seeds"/{destlist,custom_destinations,shell_item_naming,webcache_names,usb_setupapi,userassist,timeline,image_protocol,plain_file_vfs,image_reader,event_xml}
+         "$seeds"/{destlist,custom_destinations,shell_item_naming,webcache_names,usb_setupapi,userassist,timeline,image_protocol,plain_file_vfs,image_reader,evtx}
 sample="$(mktemp -d)"
 trap 'rm -rf "$sample"' EXIT
 "$release/bin/kestrova-mksample" "$sample" >/dev/null
@@ -147,14 +147,10 @@ if [ -d "$realdata" ]; then
   [ -f "$realdata/logs/setupapi.dev.log" ] && { printf '\x88\xff'; head -c 65536 "$realdata/logs/setupapi.dev.log"; } > "$seeds/usb_setupapi/real"
   [ -f "$realdata/shell/5afe4de1b92fc382.customDestinations-ms" ] && seed custom_destinations "$realdata/shell/5afe4de1b92fc382.customDestinations-ms"
   [ -f "$realdata/shell/1b4dd67f29cb1962.automaticDestinations-ms" ] && seed destlist "$realdata/shell/1b4dd67f29cb1962.automaticDestinations-ms"
-  # Events as libevtx renders them: a few of each real log's, where evtxexport is installed.
-  if command -v evtxexport >/dev/null; then
-    for log in "$realdata"/eventlogs/win10-rathbunvm/*.evtx; do
-      # awk stops reading after three events: evtxexport's broken pipe is expected, not a failure.
-      evtxexport -f xml "$log" 2>/dev/null | awk -v out="$seeds/event_xml/$(basename "$log" .evtx)" \
-        '/^<Event /{n++; if (n > 3) exit} n {print > (out "-" n)}' || true
-    done
-  fi
+  # Event logs: the file header and first chunk of each real log.
+  for log in "$realdata"/eventlogs/win10-rathbunvm/*.evtx "$realdata"/eventlogs/evtx-samples/*CAPI2*.evtx; do
+    [ -f "$log" ] && head -c 69632 "$log" > "$seeds/evtx/$(basename "$log" .evtx | tr -c 'A-Za-z0-9\n' _)"
+  done
   [ -f "$realdata/browsers/firefox39-profile/profiles.ini" ] && seed ini "$realdata/browsers/firefox39-profile/profiles.ini"
   # The real dirty hive with its first log: its 4-byte size, the hive, the log (the first 256 KiB).
   if [ -f "$realdata/registry/transactions_NTUSER.DAT" ]; then

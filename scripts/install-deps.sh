@@ -13,7 +13,7 @@ packages=(
   libfsntfs-dev                    # NTFS inside an image
   libesedb-dev libxlsxwriter-dev   # WebCacheV01.dat (IE 10+, legacy Edge); spreadsheet export
   libfwsi-dev liblnk-dev libolecf-dev libscca-dev   # shell items, shortcuts, Jump Lists, Prefetch
-  libevtx-dev libevt-dev libevtx-utils   # event logs (evtxexport is the independent reference of the tests)
+  libevt-dev libevtx-utils   # NT event logs (.evt); evtxexport, the .evtx reader's reference in the tests
   sleuthkit                        # mactime, which the timeline's body files are checked with
   ntfs-3g qemu-utils ewf-tools     # image fixtures at test time: mkntfs/ntfs-3g, qemu-img, ewfacquire
   libgtest-dev

@@ -1,12 +1,11 @@
-// Windows event logs (Windows\System32\winevt\Logs\*.evtx, every channel whatever its name) as
-// the event kinds read them: each log through libevtx in a helper program of its own under the
-// limits of a contained parser (kestrova-evtx-reader: libevtx cannot share a process with the
-// other libyal libraries). A log is read record by record: a record libevtx cannot give is
-// counted, named and passed over, and the reading goes on with the next one (the field's
-// exporters stop a log at its first bad record); then the records libevtx recovers from the
-// log's free space are read too, marked `recovered`. Each record's XML is read back into its
-// System fields and its data by name (event_xml.h). A record met twice (the same log copied
-// twice) is handed over once: records are told apart by channel, record id and time.
+// Windows event logs as the event kinds read them: every .evtx of Windows\System32\winevt\Logs
+// (every channel, whatever the file's name) with our own reader (platform/evtx/evtx_file.h), and
+// the .evt logs of Windows NT to Server 2003 in Windows\System32\config with libevt in its helper
+// program. A log is read record by record: a record that breaks is given with what was read of it,
+// one that cannot be read is counted and passed over, and the reading goes on (the field's
+// exporters stop a log at its first bad record); then the records left in the log's free space are
+// read too, marked `recovered`. A record met twice (the same log copied twice) is handed over
+// once: records are told apart by channel, record id and time.
 #pragma once
 
 #include <QString>
@@ -19,7 +18,7 @@
 
 namespace kestrova {
 
-// One event as read: its XML taken apart, and what libevtx gives of it directly.
+// One event as read: its fields, and its record's own id and time.
 struct Event {
     EventXml xml;
     std::optional<UtcMicros> time;

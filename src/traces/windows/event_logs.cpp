@@ -163,8 +163,50 @@ const FactRow kFacts[] = {
     {Facts::Devices, 2102, "DriverFrameworks-UserMode", "device power operation ended", "InstanceId", {}, ""},
 };
 
+// The USB devices of the SYSTEM hive (Enum\USBSTOR and Enum\USB), by their instance id upper-cased
+// ("USBSTOR\DISK&VEN_..&PROD_..\SERIAL&0") and by their serial alone (the instance's name without
+// the "&0" Windows adds where the device gave no unique serial): what windows.usb lists.
+struct RegistryDevices {
+    std::map<QString, QString> byInstance, bySerial;  // -> "USBSTOR\Disk&Ven_..\SERIAL"
+};
+
+RegistryDevices registryDevices(TraceContext& context) {
+    RegistryDevices devices;
+    const auto system = context.hive(kSystemHive);
+    if (!system) return devices;
+    const QString ccs = currentControlSet(*system);
+    for (const char* deviceClass : {"USBSTOR", "USB"}) {
+        const auto classKey = ccs.isEmpty() ? std::nullopt : keyAt(*system, ccs + QStringLiteral("\\Enum\\") + QLatin1String(deviceClass));
+        if (!classKey) continue;
+        for (const HiveFile::Named& device : system->children(*classKey)) {
+            for (const HiveFile::Named& instance : system->children(device.node)) {
+                const QString id = QLatin1String(deviceClass) + QLatin1Char('\\') + device.name + QLatin1Char('\\') + instance.name;
+                devices.byInstance.emplace(id.toUpper(), id);
+                QString serial = instance.name.toUpper();
+                if (serial.size() > 2 && serial.endsWith(QLatin1String("&0"))) serial.chop(2);
+                devices.bySerial.emplace(serial, id);
+            }
+        }
+    }
+    return devices;
+}
+
+// The registry's device an event names: by its instance id (Kernel-PnP, DriverFrameworks), else by
+// its serial (Partition's SerialNumber, which the disk reports as the registry's instance does).
+QString registryDeviceOf(const RegistryDevices& devices, const EventXml& x) {
+    for (const char* field : {"DeviceInstanceId", "InstanceId"}) {
+        QString id = dataValue(x, field).trimmed().toUpper();
+        if (id.isEmpty()) continue;
+        if (const auto found = devices.byInstance.find(id); found != devices.byInstance.end()) return found->second;
+    }
+    const QString serial = dataValue(x, "SerialNumber").trimmed().toUpper();
+    if (const auto found = devices.bySerial.find(serial); !serial.isEmpty() && found != devices.bySerial.end()) return found->second;
+    return QString();
+}
+
 void eventFacts(TraceContext& context, TraceSink& sink, Facts kind) {
     const std::map<QString, QString> accounts = knownAccounts(context);
+    const RegistryDevices devices = kind == Facts::Devices ? registryDevices(context) : RegistryDevices{};
     forEachEvent(context, sink, [&](TraceContext& c, TraceSink& s, const QString& path, const Event& event) {
         const EventXml& x = event.xml;
         if (!x.eventId) return true;
@@ -184,6 +226,7 @@ void eventFacts(TraceContext& context, TraceSink& sink, Facts kind) {
             }
             r.text(ef::Detail, detail.join(QStringLiteral(", ")));
             if (*row.account) r.text(ef::Account, dataValue(x, row.account));
+            if (kind == Facts::Devices) r.text(ef::RegistryDevice, registryDeviceOf(devices, x));
             if (row.id == 1102 || row.id == 104) {
                 // A cleared log is what an examiner must hear of first, whatever else is read.
                 const QString channel = dataValue(x, "Channel");

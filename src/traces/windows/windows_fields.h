@@ -184,11 +184,14 @@ inline constexpr FieldSpec kFields[Count] = {
 // (action), to what (subject), how (detail) and by whom (account). windows.power, windows.installs,
 // windows.accounts and windows.devices.events share these fields.
 namespace eventfacts {
-enum Field { Time, Action, Subject, Detail, Account, EventId, Channel, RecordId, Computer, Count };
+// registry_device: the USB device the SYSTEM hive knows by the event's serial or instance id (its
+// Enum key), where the event names a device.
+enum Field { Time, Action, Subject, Detail, Account, EventId, Channel, RecordId, Computer, RegistryDevice, Count };
 inline constexpr FieldSpec kFields[Count] = {
     {"time", FieldType::Time, "Event Logged"}, {"action", FieldType::Text},     {"subject", FieldType::Text},
     {"detail", FieldType::Text},               {"account", FieldType::Text},    {"event_id", FieldType::Integer},
     {"channel", FieldType::Text},              {"record_id", FieldType::Integer}, {"computer", FieldType::Text},
+    {"registry_device", FieldType::Text},
 };
 }  // namespace eventfacts
 
