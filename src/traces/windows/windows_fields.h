@@ -102,6 +102,17 @@ inline constexpr FieldSpec kFields[Count] = {
 };
 }  // namespace usb
 
+namespace recyclebin {
+// recycled_name: the file that holds the deleted content ($R…, XP's Dc<n>.ext); still_there: it
+// is in the Recycle Bin yet; recycled_size: its size now (a folder has none).
+enum Field { OriginalPath, Size, Deleted, Format, Sid, RecycledName, StillThere, RecycledSize, Count };
+inline constexpr FieldSpec kFields[Count] = {
+    {"original_path", FieldType::Path}, {"size", FieldType::Integer},        {"deleted", FieldType::Time, "Deleted"},
+    {"format", FieldType::Text},        {"sid", FieldType::Text},            {"recycled_name", FieldType::Text},
+    {"still_there", FieldType::Bool},   {"recycled_size", FieldType::Integer},
+};
+}  // namespace recyclebin
+
 namespace prefetch {
 enum Field { Executable, RunCount, LastRun, Run2, Run3, Run4, Run5, Run6, Run7, Run8, Hash, FormatVersion, Volumes,
              VolumeCreated, FileCount, Files, PfCreated, PfModified, Count };

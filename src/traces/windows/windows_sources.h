@@ -17,6 +17,7 @@ void windowsLnk(TraceContext& context, TraceSink& sink);
 void windowsJumpLists(TraceContext& context, TraceSink& sink);
 void windowsUsb(TraceContext& context, TraceSink& sink);
 void windowsPrefetch(TraceContext& context, TraceSink& sink);
+void windowsRecycleBin(TraceContext& context, TraceSink& sink);
 void windowsExecution(TraceContext& context, TraceSink& sink);
 void windowsEvents(TraceContext& context, TraceSink& sink);
 void windowsLogons(TraceContext& context, TraceSink& sink);
