@@ -8,12 +8,12 @@ here="$(cd "$(dirname "$0")/.." && pwd)"
 # Only what the package installs is built: the programs, the sample system, kr.ini, the man pages.
 dir="$here/build/release"
 cmake -S "$here" -B "$dir" -DCMAKE_BUILD_TYPE=Release >/dev/null
-cmake --build "$dir" -j"$(nproc)" --target kestrova kestrova-cli kestrova-evt-reader kestrova_package_files kestrova_sample_system kestrova_delivered_ini
+cmake --build "$dir" -j"$(nproc)" --target kestrova kestrova-cli kestrova-evt-reader kestrova-image-reader kestrova_package_files kestrova_sample_system kestrova_delivered_ini
 (cd "$dir" && cpack -G DEB >/dev/null)
 deb="$(ls -t "$dir"/kestrova_*.deb | head -n 1)"
 
 contents="$(dpkg-deb -c "$deb" | awk '{print $6}')"
-for wanted in ./usr/bin/kestrova ./usr/bin/kestrova-cli ./usr/libexec/kestrova/kestrova-evt-reader ./usr/share/kestrova/kr.ini ./usr/share/kestrova/sample/ \
+for wanted in ./usr/bin/kestrova ./usr/bin/kestrova-cli ./usr/libexec/kestrova/kestrova-evt-reader ./usr/libexec/kestrova/kestrova-image-reader ./usr/share/kestrova/kr.ini ./usr/share/kestrova/sample/ \
               ./usr/share/applications/kestrova.desktop ./usr/share/icons/hicolor/scalable/apps/kestrova.svg \
               ./usr/share/mime/packages/kestrova.xml \
               ./usr/share/man/man1/kestrova.1.gz ./usr/share/man/man1/kestrova-cli.1.gz \

@@ -2,10 +2,12 @@
 
 #include <QDataStream>
 #include <QElapsedTimer>
+#include <QFile>
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <fcntl.h>
 #include <poll.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
@@ -126,9 +128,11 @@ QDataStream& operator>>(QDataStream& in, Partition& p) {
     return in;
 }
 
+}  // namespace
+
 // --- the child ------------------------------------------------------------------------------------
 
-[[noreturn]] void serve(int socket, const QString& path, int partition) {
+void serveImage(int socket, const QString& path, int partition) {
     // No limit on processor time: the child serves the whole examination; each request has its
     // own time limit in the program.
     limitThisChild(kChildMemory, 0);
@@ -222,8 +226,6 @@ QDataStream& operator>>(QDataStream& in, Partition& p) {
     }
 }
 
-}  // namespace
-
 std::shared_ptr<ImageServer> ImageServer::start(const QString& path, int partition) {
     auto server = std::shared_ptr<ImageServer>(new ImageServer);
     int pair[2];
@@ -231,11 +233,25 @@ std::shared_ptr<ImageServer> ImageServer::start(const QString& path, int partiti
         server->summary_.problem = QStringLiteral("%1 cannot be read: %2").arg(path, QString::fromLocal8Bit(std::strerror(errno)));
         return server;
     }
+    // The reader runs as a program of its own where it is installed: a fork of a process with
+    // threads (the window's, a sanitizer's) may hold a lock another thread held at the fork, and
+    // the child's first allocation would wait on it for ever. Between the fork and the exec the
+    // child only clears the socket's close-on-exec and executes; all it needs is made here.
+    const QString helper = helperProgram("kestrova-image-reader");
+    std::vector<QByteArray> words{QFile::encodeName(helper), QByteArray::number(pair[1]), QFile::encodeName(path), QByteArray::number(partition)};
+    std::vector<char*> argv;
+    for (QByteArray& word : words) argv.push_back(word.data());
+    argv.push_back(nullptr);
     std::fflush(nullptr);
     const pid_t pid = ::fork();
     if (pid == 0) {
+        if (!helper.isEmpty()) {
+            ::fcntl(pair[1], F_SETFD, 0);
+            ::execv(argv[0], argv.data());
+            ::_exit(127);
+        }
         closeDescriptorsExcept({pair[1]});
-        serve(pair[1], path, partition);
+        serveImage(pair[1], path, partition);
     }
     ::close(pair[1]);
     server->socket_ = pair[0];

@@ -36,6 +36,11 @@ struct ImageSummary {
     QString incomplete;                               // "incomplete: ...": what of the disk the image lacks
 };
 
+// The reader's side: serves the image at `path` (its partition from 1, or 0 for the one that holds
+// Windows) over `socket` until the program hangs up, then ends the process. Run by the helper
+// program kestrova-image-reader, or in a forked child where that is not installed.
+[[noreturn]] void serveImage(int socket, const QString& path, int partition);
+
 class ImageServer {
 public:
     // Starts the child on the image: partition from 1, or 0 for the one that holds Windows.
