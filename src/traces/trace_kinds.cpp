@@ -4,6 +4,7 @@
 
 #include "traces/browsers/browser_sources.h"
 #include "traces/evidence_file_times.h"
+#include "traces/filesystem/filesystem_sources.h"
 #include "traces/ie/ie_sources.h"
 #include "traces/windows/windows_fields.h"
 #include "traces/windows/windows_sources.h"
@@ -105,6 +106,9 @@ const TraceKind kKinds[] = {
     {.name = "windows.recyclebin", .group = "Evidence files", .caption = "Recycle Bin", .carries = kUser,
      .fields = wf::recyclebin::kFields, .source = windowsRecycleBin,
      .about = "files deleted to the Recycle Bin ($I files, XP's INFO2): original path, size, time, user, whether the content is still there"},
+    {.name = "file.journal", .group = "Evidence files", .caption = "Change journal (USN)", .carries = kMachine,
+     .fields = journalfields::kFields, .source = fileJournal,
+     .about = "every record of the NTFS change journal: created, changed, renamed and deleted files with their reasons"},
     {.name = "file", .group = "Evidence files", .caption = "File times", .carries = kUser,
      .fields = evidencefields::kFields, .source = evidenceFileTimes,
      .about = "the evidence files' own created, modified, accessed and entry-changed times"},
