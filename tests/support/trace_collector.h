@@ -4,6 +4,8 @@
 
 #include <QMap>
 #include <QString>
+#include <QStringList>
+#include <QTemporaryDir>
 #include <vector>
 
 #include "traces/trace_context.h"
@@ -54,6 +56,18 @@ inline TraceCollector readTraces(const AnalysedSystem& system, std::initializer_
     TraceContext context(system, temp);
     for (const char* name : kinds) runTraceKind(*findTraceKind(name), context, collector);
     return collector;
+}
+
+// One kind's records read from the system, and everything the system noted, as "what: why" lines.
+struct KindRead {
+    std::vector<TraceRecord> records;
+    QStringList findings;
+};
+inline KindRead readKind(const AnalysedSystem& system, const char* kind) {
+    QTemporaryDir temp;
+    KindRead read{readTraces(system, {kind}, temp.path()).of(kind), {}};
+    for (const Finding& f : system.findings().all()) read.findings << f.what + QStringLiteral(": ") + f.why;
+    return read;
 }
 
 }  // namespace kestrova::test

@@ -12,19 +12,10 @@ namespace {
 
 using test::TraceRecord;
 
-struct Read {
-    std::vector<TraceRecord> records;
-    QStringList findings;
-};
-
-Read readMft(const QByteArray& bytes) {
+test::KindRead readMft(const QByteArray& bytes) {
     test::TempVolume volume;
     volume.file("$MFT", bytes);
-    const auto system = volume.open();
-    QTemporaryDir temp;
-    Read read{test::readTraces(*system, {"file.mft"}, temp.path()).of("file.mft"), {}};
-    for (const Finding& f : system->findings().all()) read.findings << f.what + ": " + f.why;
-    return read;
+    return test::readKind(*volume.open(), "file.mft");
 }
 
 const TraceRecord* entry(const std::vector<TraceRecord>& records, int number) {
@@ -39,7 +30,7 @@ TEST(Mft, EveryEntryOfARealMftWithItsPathAndTimes) {
     QFile f(path);
     ASSERT_TRUE(f.open(QIODevice::ReadOnly));
     const QByteArray bytes = f.readAll();
-    const Read read = readMft(bytes);
+    const test::KindRead read = readMft(bytes);
     ASSERT_EQ(read.records.size(), 117u) << read.findings.join("\n").toStdString();
     EXPECT_TRUE(read.findings.isEmpty()) << read.findings.join("\n").toStdString();
     EXPECT_TRUE(std::all_of(read.records.begin(), read.records.end(), [](const TraceRecord& r) { return r["in_use"] == "1"; }));
@@ -59,7 +50,7 @@ TEST(Mft, EveryEntryOfARealMftWithItsPathAndTimes) {
     EXPECT_TRUE((*twoNames)["path"].endsWith("\\$TxfLogContainer00000000000000000001"));
     EXPECT_EQ(std::count_if(read.records.begin(), read.records.end(), [](const TraceRecord& r) { return r["path"].endsWith(".TXT"); }), 45);
 
-    const Read garbage = readMft(QByteArray(8192, 'G'));
+    const test::KindRead garbage = readMft(QByteArray(8192, 'G'));
     EXPECT_TRUE(garbage.records.empty());
     EXPECT_EQ(garbage.findings.filter("$MFT: not an MFT libfsntfs reads").size(), 1) << garbage.findings.join("\n").toStdString();
 }

@@ -14,18 +14,7 @@ namespace {
 
 using test::TraceRecord;
 
-struct Read {
-    std::vector<TraceRecord> records;
-    QStringList findings;
-};
-
-Read readJournal(test::TempVolume& volume) {
-    const auto system = volume.open();
-    QTemporaryDir temp;
-    Read read{test::readTraces(*system, {"file.journal"}, temp.path()).of("file.journal"), {}};
-    for (const Finding& f : system->findings().all()) read.findings << f.what + ": " + f.why;
-    return read;
-}
+test::KindRead readJournal(test::TempVolume& volume) { return test::readKind(*volume.open(), "file.journal"); }
 
 QByteArray realJournal() {
     QFile f(test::realData("filesystem/plaso-UsnJrnl.raw"));
@@ -37,7 +26,7 @@ TEST(ChangeJournal, RealRecordsWithTheirReasonsAndARenameAsOne) {
     test::TempVolume volume;
     // Behind 64 MiB of the zeros Windows let go of, written out (not a hole).
     volume.file("$Extend/$J", QByteArray(64 << 20, '\0') + realJournal());
-    const Read read = readJournal(volume);
+    const test::KindRead read = readJournal(volume);
     // 19 records, two renames of two records each.
     ASSERT_EQ(read.records.size(), 17u) << read.findings.join("\n").toStdString();
     EXPECT_TRUE(read.findings.isEmpty()) << read.findings.join("\n").toStdString();
@@ -68,7 +57,7 @@ TEST(ChangeJournal, GarbageACutRecordAndAJournalThatIsAllHoleAreSaid) {
     QByteArray damaged = real.left(0x70) + QByteArray(16, '\x7f') + real.mid(0x70);
     damaged.chop(32);
     volume.file("$Extend/$J", damaged);
-    const Read read = readJournal(volume);
+    const test::KindRead read = readJournal(volume);
     EXPECT_EQ(read.records.size(), 16u);
     EXPECT_EQ(read.findings.filter("2 places of 8 bytes hold no record where one should begin, and were passed over (the first at offset 0x70:").size(), 1)
         << read.findings.join("\n").toStdString();
@@ -81,7 +70,7 @@ TEST(ChangeJournal, GarbageACutRecordAndAJournalThatIsAllHoleAreSaid) {
     ASSERT_TRUE(hole.open(QIODevice::ReadWrite));
     ASSERT_TRUE(hole.resize(qint64{4} << 30));
     hole.close();
-    const Read none = readJournal(sparse);
+    const test::KindRead none = readJournal(sparse);
     EXPECT_TRUE(none.records.empty());
     EXPECT_EQ(none.findings.filter("it holds no record: it is all hole (4294967296 bytes of zeros)").size(), 1) << none.findings.join("\n").toStdString();
 }

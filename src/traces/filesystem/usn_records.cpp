@@ -52,53 +52,32 @@ UsnFind decodeUsnRecord(ByteView bytes, size_t at, size_t* size, UsnRecord* reco
     const ByteView r = bytes.sub(at, length);
     UsnRecord out;
     out.version = major;
-    size_t nameAt = 0, nameLength = 0;
-    if (major == 2) {
-        if (length < 60) {
-            *why = QStringLiteral("a version 2 record of %1 bytes").arg(length);
-            return UsnFind::Damaged;
-        }
-        out.fileEntry = r.u64(8) & 0xFFFFFFFFFFFFull;
-        out.fileSequence = static_cast<uint16_t>(r.u64(8) >> 48);
-        out.parentEntry = r.u64(16) & 0xFFFFFFFFFFFFull;
-        out.parentSequence = static_cast<uint16_t>(r.u64(16) >> 48);
-        out.usn = static_cast<int64_t>(r.u64(24));
-        out.time = utc::fromFileTime(r.u64(32));
-        out.reason = r.u32(40);
-        out.sourceInfo = r.u32(44);
-        out.securityId = r.u32(48);
-        out.attributes = r.u32(52);
-        nameLength = r.u16(56);
-        nameAt = r.u16(58);
-    } else if (major == 3) {
-        if (length < 76) {
-            *why = QStringLiteral("a version 3 record of %1 bytes").arg(length);
-            return UsnFind::Damaged;
-        }
-        // 128-bit references (ReFS); on NTFS the low 48 bits are the entry, the next 16 its sequence.
-        out.fileEntry = r.u64(8) & 0xFFFFFFFFFFFFull;
-        out.fileSequence = static_cast<uint16_t>(r.u64(8) >> 48);
-        out.parentEntry = r.u64(24) & 0xFFFFFFFFFFFFull;
-        out.parentSequence = static_cast<uint16_t>(r.u64(24) >> 48);
-        out.usn = static_cast<int64_t>(r.u64(40));
-        out.time = utc::fromFileTime(r.u64(48));
-        out.reason = r.u32(56);
-        out.sourceInfo = r.u32(60);
-        out.securityId = r.u32(64);
-        out.attributes = r.u32(68);
-        nameLength = r.u16(72);
-        nameAt = r.u16(74);
-    } else {
-        out.fileEntry = r.u64(8) & 0xFFFFFFFFFFFFull;
-        out.fileSequence = static_cast<uint16_t>(r.u64(8) >> 48);
-        out.parentEntry = r.u64(24) & 0xFFFFFFFFFFFFull;
-        out.parentSequence = static_cast<uint16_t>(r.u64(24) >> 48);
-        out.usn = static_cast<int64_t>(r.u64(40));
-        out.reason = r.u32(48);
-        out.sourceInfo = r.u32(52);
+    // Where versions 2 and 3 keep their fields (version 4 has no time, no attributes, no name).
+    struct Layout {
+        size_t file, parent, usn, time, reason, sourceInfo, securityId, attributes, nameLength, nameOffset, minimum;
+    };
+    static constexpr Layout kV2{8, 16, 24, 32, 40, 44, 48, 52, 56, 58, 60}, kV3{8, 24, 40, 48, 56, 60, 64, 68, 72, 74, 76},
+        kV4{8, 24, 40, 0, 48, 52, 0, 0, 0, 0, 56};
+    const Layout& layout = major == 2 ? kV2 : major == 3 ? kV3 : kV4;
+    if (length < layout.minimum) {
+        *why = QStringLiteral("a version %1 record of %2 bytes").arg(major).arg(length);
+        return UsnFind::Damaged;
     }
+    // References of 128 bits (version 3 and 4, for ReFS): on NTFS the low 48 bits are the entry,
+    // the next 16 its sequence, as in version 2's 64.
+    out.fileEntry = r.u64(layout.file) & 0xFFFFFFFFFFFFull;
+    out.fileSequence = static_cast<uint16_t>(r.u64(layout.file) >> 48);
+    out.parentEntry = r.u64(layout.parent) & 0xFFFFFFFFFFFFull;
+    out.parentSequence = static_cast<uint16_t>(r.u64(layout.parent) >> 48);
+    out.usn = static_cast<int64_t>(r.u64(layout.usn));
+    out.reason = r.u32(layout.reason);
+    out.sourceInfo = r.u32(layout.sourceInfo);
     if (major != 4) {
-        if (nameLength % 2 != 0 || !r.has(nameAt, nameLength) || nameAt < (major == 2 ? 60u : 76u)) {
+        out.time = utc::fromFileTime(r.u64(layout.time));
+        out.securityId = r.u32(layout.securityId);
+        out.attributes = r.u32(layout.attributes);
+        const size_t nameLength = r.u16(layout.nameLength), nameAt = r.u16(layout.nameOffset);
+        if (nameLength % 2 != 0 || !r.has(nameAt, nameLength) || nameAt < layout.minimum) {
             *why = QStringLiteral("a name of %1 bytes at %2 outside its %3-byte record").arg(nameLength).arg(nameAt).arg(length);
             return UsnFind::Damaged;
         }
