@@ -21,7 +21,7 @@ namespace {
 namespace mf = mftfields;
 
 constexpr uint64_t kRootEntry = 5;
-constexpr uint32_t kStandardInformation = 0x10, kFileName = 0x30, kData = 0x80;
+constexpr uint32_t kFileName = 0x30, kData = 0x80;
 
 struct FileEntryCloser {
     void operator()(libfsntfs_file_entry_t* e) const { libfsntfs_file_entry_free(&e, nullptr); }
