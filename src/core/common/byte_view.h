@@ -6,6 +6,8 @@
 
 #include <QByteArray>
 #include <QString>
+#include <QUuid>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -52,6 +54,18 @@ public:
         while (part.has(units * 2, 2) && part.u16(units * 2) != 0) ++units;
         return fromUtf16Le(part, units);
     }
+    // UTF-16LE text of `units` code units from `at` (fewer where the view ends), NULs and all.
+    QString utf16(size_t at, size_t units) const {
+        const ByteView part = sub(at);
+        return fromUtf16Le(part, units < part.size_ / 2 ? units : part.size_ / 2);
+    }
+    // A GUID in Microsoft's mixed-endian layout (the first three fields little-endian) at `at`,
+    // as Windows writes it: "{0AFACED1-E828-11D1-9187-B532F1E9575D}".
+    QString guidText(size_t at) const {
+        const QUuid id(u32(at), u16(at + 4), u16(at + 6), u8(at + 8), u8(at + 9), u8(at + 10), u8(at + 11), u8(at + 12),
+                       u8(at + 13), u8(at + 14), u8(at + 15));
+        return id.toString(QUuid::WithBraces).toUpper();
+    }
     // Where utf16z() ends: the offset just past its NUL, or the view's size when it has none.
     size_t afterUtf16z(size_t at) const {
         size_t end = at;
@@ -71,7 +85,11 @@ private:
     }
     static QString fromUtf16Le(ByteView part, size_t units) {
         QString text(static_cast<qsizetype>(units), Qt::Uninitialized);
-        for (size_t i = 0; i < units; ++i) text[static_cast<qsizetype>(i)] = QChar(part.u16(i * 2));
+        if constexpr (std::endian::native == std::endian::little) {
+            if (units > 0) std::memcpy(text.data(), part.data_, units * 2);  // the bytes may lie at any address
+        } else {
+            for (size_t i = 0; i < units; ++i) text[static_cast<qsizetype>(i)] = QChar(part.u16(i * 2));
+        }
         return text;
     }
 

@@ -2,7 +2,6 @@
 
 #include <QStringList>
 #include <algorithm>
-#include <bit>
 #include <cstring>
 
 #include "core/time/iso_time.h"
@@ -46,17 +45,11 @@ QString hex(uint64_t v, int digits) {
     return QStringLiteral("0x%1").arg(v, digits, 16, QLatin1Char('0'));
 }
 
+// A text of `units` code units; trailing NULs are the writer's terminators, not text.
 QString utf16(ByteView v, size_t units) {
     units = std::min(units, v.size() / 2);
-    // Trailing NULs are the writer's terminators, not text.
     while (units > 0 && v.u16((units - 1) * 2) == 0) --units;
-    QString text(static_cast<qsizetype>(units), Qt::Uninitialized);
-    if constexpr (std::endian::native == std::endian::little) {
-        std::memcpy(text.data(), v.data(), units * 2);  // the bytes may lie at any address
-    } else {
-        for (size_t i = 0; i < units; ++i) text[static_cast<qsizetype>(i)] = QChar(v.u16(i * 2));
-    }
-    return text;
+    return v.utf16(0, units);
 }
 
 // "2022-02-05T22:17:39.990830200Z": FILETIME's seven fraction digits and two zeros, as evtxexport
@@ -99,15 +92,6 @@ std::optional<QString> sidText(ByteView v) {
     QString text = QStringLiteral("S-%1-%2").arg(v.u8(0)).arg(authority);
     for (unsigned i = 0; i < count; ++i) text += QLatin1Char('-') + QString::number(v.u32(8 + 4 * i));
     return text;
-}
-
-QString guidText(ByteView v) {
-    QString text = QStringLiteral("{%1-%2-%3-").arg(v.u32(0), 8, 16, QLatin1Char('0')).arg(v.u16(4), 4, 16, QLatin1Char('0')).arg(v.u16(6), 4, 16, QLatin1Char('0'));
-    for (int i = 8; i < 16; ++i) {
-        if (i == 10) text += QLatin1Char('-');
-        text += QStringLiteral("%1").arg(v.u8(i), 2, 16, QLatin1Char('0'));
-    }
-    return text.toUpper() + QLatin1Char('}');
 }
 
 QString bytesText(ByteView v) {
@@ -158,7 +142,7 @@ std::optional<QString> scalarText(uint8_t base, ByteView v) {
             return QString::number(d, 'g', 17);
         }
         case 0x0D: return v.u32(0) ? QStringLiteral("true") : QStringLiteral("false");
-        case 0x0F: return guidText(v);
+        case 0x0F: return v.guidText(0);
         case 0x10: return v.size() == 4 ? QString::number(v.u32(0)) : v.size() == 8 ? QString::number(v.u64(0)) : bytesText(v);
         case 0x11: return fileTimeText(v.u64(0));
         case 0x12: return systemTimeText(v);

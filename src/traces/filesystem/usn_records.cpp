@@ -81,9 +81,7 @@ UsnFind decodeUsnRecord(ByteView bytes, size_t at, size_t* size, UsnRecord* reco
             *why = QStringLiteral("a name of %1 bytes at %2 outside its %3-byte record").arg(nameLength).arg(nameAt).arg(length);
             return UsnFind::Damaged;
         }
-        QString name(static_cast<qsizetype>(nameLength / 2), Qt::Uninitialized);
-        for (size_t i = 0; i < nameLength / 2; ++i) name[static_cast<qsizetype>(i)] = QChar(r.u16(nameAt + 2 * i));
-        out.name = name;
+        out.name = r.utf16(nameAt, nameLength / 2);
     }
     *size = length;
     *record = std::move(out);

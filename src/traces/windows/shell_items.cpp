@@ -1,6 +1,5 @@
 #include "traces/windows/shell_items.h"
 
-#include <QUuid>
 #include <algorithm>
 #include <libfwsi.h>
 #include <memory>
@@ -166,13 +165,6 @@ constexpr KnownFolder kKnownFolders[] = {
     {"00BCFC5A-ED94-4E48-96A1-3F6217F21990", "Roaming Tiles"},
 };
 
-QString guidText(const uint8_t* data) {
-    // Microsoft's mixed-endian layout: the first three fields little-endian.
-    const ByteView b(data, 16);
-    const QUuid id(b.u32(0), b.u16(4), b.u16(6), b.u8(8), b.u8(9), b.u8(10), b.u8(11), b.u8(12), b.u8(13), b.u8(14), b.u8(15));
-    return id.toString(QUuid::WithBraces).toUpper();
-}
-
 QString nameOrGuid(const QString& guid) {
     const QString known = knownFolderName(guid);
     return known.isEmpty() ? guid : known;
@@ -286,7 +278,7 @@ void nameUnnamedItem(ByteView raw, uint8_t classType, ShellItem& out) {
     }
     for (const size_t at : {size_t{4}, size_t{14}}) {
         if (!raw.has(at, 16)) continue;
-        const QString guid = guidText(raw.data() + at);
+        const QString guid = raw.guidText(at);
         const QString known = knownFolderName(guid);
         if (!known.isEmpty()) {
             out.name = known;
@@ -346,7 +338,7 @@ std::vector<ShellItem> decodeItemList(ByteView bytes, QString* problem) {
         case LIBFWSI_ITEM_TYPE_ROOT_FOLDER: {
             uint8_t guid[16];
             out.type = QStringLiteral("root folder");
-            if (libfwsi_root_folder_get_shell_folder_identifier(item, guid, 16, nullptr) == 1) out.name = nameOrGuid(guidText(guid));
+            if (libfwsi_root_folder_get_shell_folder_identifier(item, guid, 16, nullptr) == 1) out.name = nameOrGuid(ByteView(guid, 16).guidText(0));
             break;
         }
         case LIBFWSI_ITEM_TYPE_VOLUME: {
@@ -355,7 +347,7 @@ std::vector<ShellItem> decodeItemList(ByteView bytes, QString* problem) {
             uint8_t guid[16];
             if (out.name.isEmpty() && libfwsi_volume_get_shell_folder_identifier(item, guid, 16, nullptr) == 1 &&
                 std::any_of(guid, guid + 16, [](uint8_t b) { return b != 0; })) {
-                out.name = nameOrGuid(guidText(guid));
+                out.name = nameOrGuid(ByteView(guid, 16).guidText(0));
             }
             // Class 0x2E items ("CLSID" places under My Computer: Desktop, Downloads) carry their
             // GUID where libfwsi finds no volume name.
