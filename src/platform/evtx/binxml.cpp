@@ -387,16 +387,13 @@ public:
                     const uint16_t id = c_.u16(pos);
                     pos += 3;
                     const bool optional = (token & 0xBF) == kOptionalSubstitution;
-                    if (!values || id >= values->size()) {
-                        if (optional && !inAttribute) out_.absentContent();
-                        if (optional) break;
-                        return fail(tokenAt, QStringLiteral("substitution %1 has no value").arg(id));
-                    }
-                    const Value& v = (*values)[id];
-                    if (optional && (v.type == 0 || v.size == 0)) {
+                    const Value* given = values && id < values->size() ? &(*values)[id] : nullptr;
+                    if (!given && !optional) return fail(tokenAt, QStringLiteral("substitution %1 has no value").arg(id));
+                    if (optional && (!given || given->type == 0 || given->size == 0)) {
                         if (!inAttribute) out_.absentContent();
                         break;
                     }
+                    const Value& v = *given;
                     if ((v.type & 0x7F) == kTypeBinXml) {
                         if (!walk(v.at, v.at + v.size, nullptr, depth + 1)) return false;
                         break;

@@ -2,8 +2,8 @@
 // (http://schemas.microsoft.com/win/2004/08/events/event) without writing the XML out: an EVTX
 // record is a token stream that instantiates a template (an element tree with numbered
 // substitution slots) with its own typed values, and the template usually sits earlier in the
-// same chunk. Names and templates are referred to by their offset in the chunk and are decoded
-// once per chunk.
+// same chunk. Names and templates are referred to by their offset in the chunk; names are decoded
+// once per chunk, a template's tokens are walked where they lie each time it is instantiated.
 //
 // Format knowledge: libyal's "Windows XML Event Log (EVTX)" document (token types, the name and
 // template definition layouts, value types and their sizes); where it is silent, observed in the
@@ -43,8 +43,8 @@ struct EventXml {
     QString why;           // "" when the event was read whole, else what broke it
 };
 
-// The decoded parts of one 64 KiB chunk that its records share: names and template definitions
-// by offset. Holds a view of the chunk's bytes, which must outlive it.
+// One 64 KiB chunk as its records share it: its bytes, and the names decoded from them by offset.
+// Holds a view of the chunk's bytes, which must outlive it.
 class BinXmlChunk {
 public:
     explicit BinXmlChunk(ByteView chunk) : chunk_(chunk) {}

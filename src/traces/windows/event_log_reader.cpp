@@ -1,6 +1,5 @@
 #include "traces/windows/event_log_reader.h"
 
-#include <QSet>
 #include <unordered_set>
 
 #include "core/time/iso_time.h"
