@@ -233,15 +233,13 @@ ContainedEnd runContainedProgram(const QString& program, const QStringList& args
     std::vector<QByteArray> words{QFile::encodeName(program)};
     for (const QString& arg : args) words.push_back(arg.toUtf8());
     if (file >= 0) words.emplace_back("/proc/self/fd/0");
-    std::vector<char*> argv;
-    for (QByteArray& word : words) argv.push_back(word.data());
-    argv.push_back(nullptr);
+    const ExecArguments exec(std::move(words));
     ContainedEnd end = runContained(
         [&](FrameWriter& out) {
             // dup2 leaves the copies without close-on-exec: the program gets them.
             if (file >= 0 && ::dup2(file, STDIN_FILENO) < 0) return 126;
             if (::dup2(out.fd(), STDOUT_FILENO) < 0) return 126;
-            ::execv(argv[0], argv.data());
+            ::execv(exec.program(), exec.argv());
             return 127;
         },
         frame, limits);

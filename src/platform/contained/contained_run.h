@@ -12,6 +12,7 @@
 #include <QString>
 #include <QStringList>
 #include <functional>
+#include <vector>
 #include <initializer_list>
 #include <sys/types.h>
 
@@ -71,6 +72,25 @@ QString describeChildEnd(int status, int cpuSeconds);
 // finished; any other ending is described in the result.
 ContainedEnd runContained(const std::function<int(FrameWriter&)>& child,
                           const std::function<void(QByteArrayView)>& frame, const ContainedLimits& limits = {});
+
+// A program and its arguments as execv takes them, made before a fork: between the fork and the
+// exec a child of a process with threads may call only what is async-signal-safe, and making
+// these allocates.
+class ExecArguments {
+public:
+    explicit ExecArguments(std::vector<QByteArray> words) : words_(std::move(words)) {
+        for (QByteArray& word : words_) argv_.push_back(word.data());
+        argv_.push_back(nullptr);
+    }
+    ExecArguments(const ExecArguments&) = delete;  // argv points into this object's words
+    ExecArguments& operator=(const ExecArguments&) = delete;
+    const char* program() const { return argv_.front(); }
+    char* const* argv() const { return argv_.data(); }
+
+private:
+    std::vector<QByteArray> words_;
+    std::vector<char*> argv_;
+};
 
 // A helper program of ours (installed beside the programs, or in the package's libexec folder):
 // its path, "" when it cannot be found.

@@ -238,16 +238,13 @@ std::shared_ptr<ImageServer> ImageServer::start(const QString& path, int partiti
     // the child's first allocation would wait on it for ever. Between the fork and the exec the
     // child only clears the socket's close-on-exec and executes; all it needs is made here.
     const QString helper = helperProgram("kestrova-image-reader");
-    std::vector<QByteArray> words{QFile::encodeName(helper), QByteArray::number(pair[1]), QFile::encodeName(path), QByteArray::number(partition)};
-    std::vector<char*> argv;
-    for (QByteArray& word : words) argv.push_back(word.data());
-    argv.push_back(nullptr);
+    const ExecArguments exec({QFile::encodeName(helper), QByteArray::number(pair[1]), QFile::encodeName(path), QByteArray::number(partition)});
     std::fflush(nullptr);
     const pid_t pid = ::fork();
     if (pid == 0) {
         if (!helper.isEmpty()) {
             ::fcntl(pair[1], F_SETFD, 0);
-            ::execv(argv[0], argv.data());
+            ::execv(exec.program(), exec.argv());
             ::_exit(127);
         }
         closeDescriptorsExcept({pair[1]});
