@@ -89,6 +89,9 @@ public:
     virtual std::optional<PlainFile> plainFile(const QString& windowsPath) const { (void)windowsPath; return std::nullopt; }
     // A file's or folder's own times; nullopt when it does not exist or they cannot be read.
     virtual std::optional<FileTimes> fileTimes(const QString& windowsPath) const { (void)windowsPath; return std::nullopt; }
+    // A regular file's size in bytes, without opening it (an image's file is not taken out);
+    // nullopt for a folder, a file that is not there, or where it cannot be told.
+    virtual std::optional<qint64> fileSize(const QString& windowsPath) const { (void)windowsPath; return std::nullopt; }
     // The entries of a Windows folder in the order Windows lists them; empty, with the reason
     // noted, when the folder does not exist or cannot be read.
     virtual std::vector<DirEntry> listFolder(const QString& windowsFolder) const = 0;

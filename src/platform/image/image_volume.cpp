@@ -393,6 +393,12 @@ std::optional<FileTimes> ServedVolume::fileTimes(const QString& windowsPath) con
     return stat->times;
 }
 
+std::optional<qint64> ServedVolume::fileSize(const QString& windowsPath) const {
+    const auto stat = server_->stat(windowsPath);
+    if (!stat || !stat->exists || stat->folder) return std::nullopt;
+    return static_cast<qint64>(stat->size);
+}
+
 bool ServedVolume::exists(const QString& windowsPath) const {
     const auto stat = server_->stat(windowsPath);
     return stat && stat->exists;

@@ -95,6 +95,7 @@ public:
     std::optional<QString> localPath(const QString& windowsPath) const override;
     std::optional<PlainFile> plainFile(const QString& windowsPath) const override;
     std::optional<FileTimes> fileTimes(const QString& windowsPath) const override;
+    std::optional<qint64> fileSize(const QString& windowsPath) const override;
     QString label() const;
 
 private:

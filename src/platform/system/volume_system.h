@@ -37,6 +37,7 @@ public:
     std::optional<QString> localPath(const QString& windowsPath) const override { return volume_->localPath(windowsPath); }
     std::optional<PlainFile> plainFile(const QString& windowsPath) const override { return volume_->plainFile(windowsPath); }
     std::optional<FileTimes> fileTimes(const QString& windowsPath) const override { return volume_->fileTimes(windowsPath); }
+    std::optional<qint64> fileSize(const QString& windowsPath) const override { return volume_->fileSize(windowsPath); }
     std::unique_ptr<QIODevice> openFile(const QString& windowsPath, const QString& label) const override {
         return volume_->openFile(windowsPath, label, &findings_);
     }

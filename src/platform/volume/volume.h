@@ -36,6 +36,8 @@ public:
     virtual std::optional<PlainFile> plainFile(const QString& windowsPath) const { (void)windowsPath; return std::nullopt; }
     // A file's or folder's own times (see FileTimes); nullopt when there is none.
     virtual std::optional<FileTimes> fileTimes(const QString& windowsPath) const { (void)windowsPath; return std::nullopt; }
+    // A regular file's size; nullopt for a folder or a file that is not there.
+    virtual std::optional<qint64> fileSize(const QString& windowsPath) const { (void)windowsPath; return std::nullopt; }
 };
 
 }  // namespace kestrova

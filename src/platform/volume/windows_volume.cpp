@@ -154,6 +154,13 @@ std::unique_ptr<QIODevice> WindowsVolume::openFile(const QString& windowsPath, c
     return local ? openRegularFile(*local, what, findings_) : nullptr;
 }
 
+std::optional<qint64> WindowsVolume::fileSize(const QString& windowsPath) const {
+    const auto local = resolve(windowsPath);
+    struct stat st {};
+    if (!local || ::lstat(toFileNameBytes(*local).constData(), &st) != 0 || !S_ISREG(st.st_mode)) return std::nullopt;
+    return static_cast<qint64>(st.st_size);
+}
+
 std::optional<FileTimes> WindowsVolume::fileTimes(const QString& windowsPath) const {
     const auto local = resolve(windowsPath);
     if (!local) return std::nullopt;

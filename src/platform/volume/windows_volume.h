@@ -48,6 +48,7 @@ public:
     }
     std::optional<QString> localPath(const QString& windowsPath) const override { return resolve(windowsPath); }
     std::optional<FileTimes> fileTimes(const QString& windowsPath) const override;
+    std::optional<qint64> fileSize(const QString& windowsPath) const override;
 
     // The NTFS attribute value: from ntfs-3g's extended attribute where the volume offers it,
     // otherwise made up from what Linux can tell (folder 16, file 32, hidden 2, read-only 1).

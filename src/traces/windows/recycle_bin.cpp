@@ -36,11 +36,8 @@ struct Content {
 Content contentOf(TraceContext& context, const QString& folder, const std::vector<DirEntry>& entries, const QString& name) {
     for (const DirEntry& e : entries) {
         if (e.name.compare(name, Qt::CaseInsensitive) != 0) continue;
-        Content c{true, std::nullopt};
-        if (!(e.attributes & 0x10)) {
-            if (const auto file = context.system().openFile(folder + QLatin1Char('\\') + e.name, QStringLiteral("recycled file"))) c.size = file->size();
-        }
-        return c;
+        // Its size without opening it: an image's file would be taken out whole to be measured.
+        return Content{true, (e.attributes & 0x10) ? std::nullopt : context.system().fileSize(folder + QLatin1Char('\\') + e.name)};
     }
     return {};
 }
