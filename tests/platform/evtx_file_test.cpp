@@ -159,3 +159,39 @@ TEST(EvtxFile, DamageInAChunkIsSaidAndTheRestRead) {
 
 }  // namespace
 }  // namespace kestrova
+
+namespace kestrova {
+namespace {
+
+// A file whose device fails past a point (a damaged disk under an image): the chunk it fails in
+// is said, and the chunks before and after are read.
+TEST(EvtxFile, AChunkTheDeviceCannotGiveWholeIsSaid) {
+    REALDATA_OR_SKIP(path, "eventlogs/win10-rathbunvm/System.evtx");
+    class Failing : public QBuffer {
+    public:
+        using QBuffer::QBuffer;
+        qint64 failFrom = 0, failTo = 0;
+
+    protected:
+        qint64 readData(char* data, qint64 max) override {
+            if (pos() >= failFrom && pos() < failTo) return -1;
+            return QBuffer::readData(data, std::min(max, pos() < failFrom ? failFrom - pos() : max));
+        }
+    };
+    QFile original(path);
+    ASSERT_TRUE(original.open(QIODevice::ReadOnly));
+    QByteArray bytes = original.readAll();
+    Failing device(&bytes);
+    device.failFrom = 4096 + 3 * 65536 + 1000;  // inside chunk 3
+    device.failTo = 4096 + 4 * 65536;
+    ASSERT_TRUE(device.open(QIODevice::ReadOnly));
+    EvtxReading reading;
+    const auto records = readAllRecords(device, &reading);
+    EXPECT_TRUE(reading.damage.contains("1 of its 17 chunks could not be read whole from the file: what they held past the failure is lost (the first: chunk 3)"))
+        << reading.damage.join("\n").toStdString();
+    EXPECT_GT(reading.lost, 0);  // chunk 3's records past the failure, counted against its header
+    EXPECT_TRUE(std::any_of(records.begin(), records.end(), [](const EvtxRecord& r) { return r.offset > 4096 + 4 * 65536; }));
+}
+
+}  // namespace
+}  // namespace kestrova

@@ -73,6 +73,7 @@ public:
         // log, and a log copied from a running system holds current records there.
         for (qint64 i = 0; i < fileChunks && !result_.stopped; ++i) chunk((oldest + i) % fileChunks);
         const qint64 chunks = std::max<qint64>(fileChunks, 1);
+        unread_.say(result_.damage, chunks);
         noHeader_.say(result_.damage, chunks);
         headerSum_.say(result_.damage, chunks);
         recordSum_.say(result_.damage, chunks);
@@ -97,6 +98,9 @@ private:
     void chunk(qint64 index) {
         const qint64 base = static_cast<qint64>(kHeaderSize) + index * static_cast<qint64>(kChunkSize);
         const QByteArray bytes = readAt(base, kChunkSize);
+        // Less than the file holds there: the device failed (a damaged image), and what it held is
+        // lost with it.
+        if (bytes.size() < std::min<qint64>(kChunkSize, file_.size() - base)) unread_.add(index);
         const ByteView c(bytes);
         if (c.size() < kChunkHeaderSize || allZero(c)) return;  // never written (or cut before its header)
         BinXmlChunk chunk(c);
@@ -191,6 +195,7 @@ private:
     QIODevice& file_;
     const std::function<bool(EvtxRecord&)>& each_;
     EvtxReading result_;
+    ChunkDamage unread_{"could not be read whole from the file: what they held past the failure is lost"};
     ChunkDamage noHeader_{"have no chunk header: their records are read as recovered"};
     ChunkDamage headerSum_{"have a chunk header whose checksum does not match"};
     ChunkDamage recordSum_{"hold records whose checksum does not match"};
