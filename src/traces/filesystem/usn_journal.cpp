@@ -119,29 +119,17 @@ void readJournal(TraceContext& context, TraceSink& sink, const QString& path, QI
     qint64 records = 0, damaged = 0;
     QString firstDamage;
     bool stopped = false;
+    qint64 unreadFrom = -1;  // where the device stopped giving bytes before the file's end
     while (!stopped && !context.stopped()) {
         const QByteArray block = file.read(kBlock);
-        if (block.isEmpty()) break;
+        if (block.isEmpty()) {
+            if (file.pos() < file.size()) unreadFrom = file.pos();
+            break;
+        }
         const QByteArray buffer = carry + block;
         const ByteView view(buffer);
         size_t pos = 0;
         while (pos < view.size()) {
-            // Zeros first, fast: most of a journal file is the part Windows let go of. Records
-            // begin at multiples of 8, so the next one begins at or before the next byte that is
-            // not zero.
-            if (view.has(pos, 4) && view.u32(pos) == 0) {
-                size_t end = pos;
-                while (end < view.size() && view.data()[end] == 0) ++end;
-                if (end == view.size()) {
-                    pos = end;
-                    break;
-                }
-                const size_t next = end & ~size_t{7};
-                if (next > pos) {
-                    pos = next;
-                    continue;
-                }
-            }
             size_t size = 0;
             UsnRecord record;
             QString why;
@@ -173,6 +161,10 @@ void readJournal(TraceContext& context, TraceSink& sink, const QString& path, QI
     if (!stopped) reader.finish();
     if (!stopped && std::any_of(carry.begin(), carry.end(), [](char c) { return c != 0; })) {
         context.note(FindingKind::Damaged, what, QStringLiteral("it ends inside a record (the last %1 bytes)").arg(carry.size()));
+    }
+    if (unreadFrom >= 0) {
+        context.note(FindingKind::Damaged, what,
+                     QStringLiteral("its bytes from offset %1 of %2 could not be read: what they hold is lost").arg(unreadFrom).arg(file.size()));
     }
     if (damaged > 0) {
         context.note(FindingKind::Damaged, what,
