@@ -14,6 +14,7 @@
 #include "traces/contained_source.h"
 #include "traces/filesystem/filesystem_sources.h"
 #include "traces/filesystem/usn_records.h"
+#include "traces/libyal.h"
 
 namespace kestrova {
 namespace {
@@ -33,11 +34,8 @@ using FileEntry = std::unique_ptr<libfsntfs_file_entry_t, FileEntryCloser>;
 using Attribute = std::unique_ptr<libfsntfs_attribute_t, AttributeCloser>;
 
 QString errorText(libfsntfs_error_t** error) {
-    if (!error || !*error) return QStringLiteral("libfsntfs gives no reason");
-    char text[1024] = {};
-    libfsntfs_error_sprint(*error, text, sizeof text);
-    libfsntfs_error_free(error);
-    return QString::fromUtf8(text).section(QLatin1Char('\n'), 0, 0).trimmed();
+    const QString text = libyalError(error, libfsntfs_error_sprint, libfsntfs_error_free);
+    return text.isEmpty() ? QStringLiteral("libfsntfs gives no reason") : text;
 }
 
 struct FileName {
@@ -63,13 +61,7 @@ std::vector<FileName> fileNames(libfsntfs_file_entry_t* entry, int* dataStreams)
         if (type == kData) ++*dataStreams;
         if (type != kFileName) continue;
         FileName fn;
-        size_t size = 0;
-        if (libfsntfs_file_name_attribute_get_utf8_name_size(raw, &size, nullptr) == 1 && size > 0 && size < 4096) {
-            QByteArray text(static_cast<qsizetype>(size), '\0');
-            if (libfsntfs_file_name_attribute_get_utf8_name(raw, reinterpret_cast<uint8_t*>(text.data()), size, nullptr) == 1) {
-                fn.name = QString::fromUtf8(text.constData());
-            }
-        }
+        fn.name = libyalText(raw, libfsntfs_file_name_attribute_get_utf8_name_size, libfsntfs_file_name_attribute_get_utf8_name);
         uint64_t parent = 0;
         libfsntfs_file_name_attribute_get_parent_file_reference(raw, &parent, nullptr);
         fn.parent = parent & 0xFFFFFFFFFFFFull;
@@ -110,25 +102,20 @@ QString pathOf(const std::vector<Known>& known, const QString& name, uint64_t pa
 
 void readMft(TraceContext& context, TraceSink& sink, const QByteArray& name, const QString& path) {
     const QString what = QStringLiteral("MFT ") + path;
-    libfsntfs_mft_metadata_file_t* file = nullptr;
+    libfsntfs_mft_metadata_file_t* raw = nullptr;
     libfsntfs_error_t* error = nullptr;
-    if (libfsntfs_mft_metadata_file_initialize(&file, &error) != 1) {
+    if (libfsntfs_mft_metadata_file_initialize(&raw, &error) != 1) {
         context.note(FindingKind::Unreadable, what, errorText(&error));
         return;
     }
-    struct Closer {
-        libfsntfs_mft_metadata_file_t*& file;
-        bool opened = false;
-        ~Closer() {
-            if (opened) libfsntfs_mft_metadata_file_close(file, nullptr);
-            libfsntfs_mft_metadata_file_free(&file, nullptr);
-        }
-    } closer{file};
-    if (libfsntfs_mft_metadata_file_open(file, name.constData(), LIBFSNTFS_OPEN_READ, &error) != 1) {
+    if (libfsntfs_mft_metadata_file_open(raw, name.constData(), LIBFSNTFS_OPEN_READ, &error) != 1) {
         context.note(FindingKind::Damaged, what, QStringLiteral("not an MFT libfsntfs reads (%1)").arg(errorText(&error)));
+        libfsntfs_mft_metadata_file_free(&raw, nullptr);
         return;
     }
-    closer.opened = true;
+    // Closed and freed however the reading ends.
+    const LibyalFile<libfsntfs_mft_metadata_file_t, libfsntfs_error_t> owned(raw, {libfsntfs_mft_metadata_file_close, libfsntfs_mft_metadata_file_free});
+    libfsntfs_mft_metadata_file_t* file = owned.get();
     uint64_t count = 0;
     if (libfsntfs_mft_metadata_file_get_number_of_file_entries(file, &count, &error) != 1) {
         context.note(FindingKind::Damaged, what, QStringLiteral("its entries cannot be counted (%1)").arg(errorText(&error)));
