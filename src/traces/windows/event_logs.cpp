@@ -163,9 +163,9 @@ const FactRow kFacts[] = {
     {Facts::Devices, 2102, "DriverFrameworks-UserMode", "device power operation ended", "InstanceId", {}, ""},
 };
 
-// The USB devices of the SYSTEM hive (Enum\USBSTOR and Enum\USB), by their instance id upper-cased
+// The USB devices of the SYSTEM hive that windows.usb lists, by their instance id upper-cased
 // ("USBSTOR\DISK&VEN_..&PROD_..\SERIAL&0") and by their serial alone (the instance's name without
-// the "&0" Windows adds where the device gave no unique serial): what windows.usb lists.
+// the "&0" Windows adds where the device gave no unique serial).
 struct RegistryDevices {
     std::map<QString, QString> byInstance, bySerial;  // -> "USBSTOR\Disk&Ven_..\SERIAL"
 };
@@ -175,19 +175,15 @@ RegistryDevices registryDevices(TraceContext& context) {
     const auto system = context.hive(kSystemHive);
     if (!system) return devices;
     const QString ccs = currentControlSet(*system);
-    for (const char* deviceClass : {"USBSTOR", "USB"}) {
-        const auto classKey = ccs.isEmpty() ? std::nullopt : keyAt(*system, ccs + QStringLiteral("\\Enum\\") + QLatin1String(deviceClass));
-        if (!classKey) continue;
-        for (const HiveFile::Named& device : system->children(*classKey)) {
-            for (const HiveFile::Named& instance : system->children(device.node)) {
-                const QString id = QLatin1String(deviceClass) + QLatin1Char('\\') + device.name + QLatin1Char('\\') + instance.name;
-                devices.byInstance.emplace(id.toUpper(), id);
-                QString serial = instance.name.toUpper();
-                if (serial.size() > 2 && serial.endsWith(QLatin1String("&0"))) serial.chop(2);
-                devices.bySerial.emplace(serial, id);
-            }
-        }
-    }
+    if (ccs.isEmpty()) return devices;
+    forEachUsbInstance(*system, ccs, [&](const char* deviceClass, const HiveFile::Named& device, const HiveFile::Named& instance) {
+        const QString id = QLatin1String(deviceClass) + QLatin1Char('\\') + device.name + QLatin1Char('\\') + instance.name;
+        devices.byInstance.emplace(id.toUpper(), id);
+        QString serial = instance.name.toUpper();
+        if (serial.size() > 2 && serial.endsWith(QLatin1String("&0"))) serial.chop(2);
+        devices.bySerial.emplace(serial, id);
+        return true;
+    });
     return devices;
 }
 

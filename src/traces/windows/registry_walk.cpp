@@ -36,6 +36,20 @@ QString currentControlSet(const HiveFile& system) {
     return QStringLiteral("ControlSet%1").arg(ByteView(current->bytes).u32(0), 3, 10, QLatin1Char('0'));
 }
 
+void forEachUsbInstance(const HiveFile& system, const QString& ccs,
+                        const std::function<bool(const char* deviceClass, const HiveFile::Named& device, const HiveFile::Named& instance)>& each) {
+    for (const char* deviceClass : {"USBSTOR", "USB"}) {
+        const auto classKey = keyAt(system, ccs + QStringLiteral("\\Enum\\") + QLatin1String(deviceClass));
+        if (!classKey) continue;
+        for (const HiveFile::Named& device : system.children(*classKey)) {
+            if (device.name.startsWith(QLatin1String("ROOT_HUB"), Qt::CaseInsensitive)) continue;
+            for (const HiveFile::Named& instance : system.children(device.node)) {
+                if (!each(deviceClass, device, instance)) return;
+            }
+        }
+    }
+}
+
 QStringList mruOrder(const HiveFile& hive, HiveFile::Node node) {
     QStringList present;
     for (const HiveFile::NamedValue& v : hive.values(node)) present << v.name;

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <QString>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -34,6 +35,11 @@ std::optional<HiveFile::Node> keyAt(const HiveFile& hive, const QString& path);
 std::optional<UtcMicros> keyTime(const HiveFile& hive, HiveFile::Node node);
 // SYSTEM's current control set ("ControlSet001"), from Select\Current; "" when unknown.
 QString currentControlSet(const HiveFile& system);
+// Every USB device instance of SYSTEM's control set `ccs`: Enum\USBSTOR's, then Enum\USB's (root
+// hubs left out), each as its class, device key and instance key (whose name is the serial) to
+// `each` (false: stop). The devices windows.usb lists.
+void forEachUsbInstance(const HiveFile& system, const QString& ccs,
+                        const std::function<bool(const char* deviceClass, const HiveFile::Named& device, const HiveFile::Named& instance)>& each);
 
 // The value names of an MRU key in most-recent-first order: MRUListEx (4-byte indexes ended by
 // 0xFFFFFFFF) or MRUList (one letter a value). Names the list repeats or that are not there are

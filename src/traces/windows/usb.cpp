@@ -77,52 +77,45 @@ void usbDevices(TraceContext& context, TraceSink& sink, const std::shared_ptr<Hi
     }
     const auto installs = setupApiInstalls(setupLog, bias);
     const auto mounts = mountedDevices(hive);
-    for (const char* deviceClass : {"USBSTOR", "USB"}) {
-        const QString classPath = ccs + QStringLiteral("\\Enum\\") + QLatin1String(deviceClass);
-        const auto classKey = keyAt(hive, classPath);
-        if (!classKey) continue;
-        for (const HiveFile::Named& device : hive.children(*classKey)) {
-            if (device.name.startsWith(QLatin1String("ROOT_HUB"), Qt::CaseInsensitive)) continue;
-            for (const HiveFile::Named& instance : hive.children(device.node)) {
-                using namespace usbf;
-                OwnedRecord<Count> r;
-                r.text(DeviceClass, QLatin1String(deviceClass));
-                // USBSTOR: "Disk&Ven_HP&Prod_v100w&Rev_1024"; USB: "VID_0781&PID_5567".
-                for (const QString& part : device.name.split(QLatin1Char('&'))) {
-                    const QString upper = part.toUpper();
-                    if (upper.startsWith(QLatin1String("VEN_")) || upper.startsWith(QLatin1String("VID_"))) r.text(Vendor, part.mid(4));
-                    else if (upper.startsWith(QLatin1String("PROD_")) || upper.startsWith(QLatin1String("PID_"))) r.text(Product, part.mid(upper.startsWith(QLatin1String("PID_")) ? 4 : 5));
-                    else if (upper.startsWith(QLatin1String("REV_"))) r.text(Revision, part.mid(4));
-                }
-                r.text(Serial, instance.name);
-                r.text(FriendlyName, textAt(hive, instance.node, QStringLiteral("FriendlyName")));
-                r.time(FirstInstall, propertyTime(hive, instance.node, "0064"));
-                r.time(LastArrival, propertyTime(hive, instance.node, "0066"));
-                r.time(LastRemoval, propertyTime(hive, instance.node, "0067"));
-                r.time(KeyWritten, keyTime(hive, instance.node));
-                const QString marker = QLatin1Char('#') + instance.name.toUpper() + QLatin1Char('#');
-                for (const auto& [text, mount] : mounts) {
-                    if (!text.contains(marker)) continue;
-                    r.text(DriveLetter, mount.letter);
-                    r.text(VolumeGuid, mount.volume);
-                    QStringList users;
-                    for (const auto& [user, guid] : userMounts) {
-                        if (!mount.volume.isEmpty() && guid.compare(mount.volume, Qt::CaseInsensitive) == 0 && !users.contains(user)) users << user;
-                    }
-                    r.text(Users, users.join(QStringLiteral(", ")));
-                }
-                const QString instanceId = (QLatin1String(deviceClass) + QLatin1Char('\\') + device.name + QLatin1Char('\\') + instance.name).toUpper();
-                for (const auto& [id, when] : installs) {
-                    if (id == instanceId) {
-                        r.time(SetupApiInstall, when);
-                        break;
-                    }
-                }
-                const QString keyPath = classPath + QLatin1Char('\\') + device.name + QLatin1Char('\\') + instance.name;
-                if (!context.deliver(sink, Provenance{{}, {}, {}, kSystemHive.toUtf8(), keyPath.toUtf8()}, r.values())) return;
+    forEachUsbInstance(hive, ccs, [&](const char* deviceClass, const HiveFile::Named& device, const HiveFile::Named& instance) {
+        using namespace usbf;
+        OwnedRecord<Count> r;
+        r.text(DeviceClass, QLatin1String(deviceClass));
+        // USBSTOR: "Disk&Ven_HP&Prod_v100w&Rev_1024"; USB: "VID_0781&PID_5567".
+        for (const QString& part : device.name.split(QLatin1Char('&'))) {
+            const QString upper = part.toUpper();
+            if (upper.startsWith(QLatin1String("VEN_")) || upper.startsWith(QLatin1String("VID_"))) r.text(Vendor, part.mid(4));
+            else if (upper.startsWith(QLatin1String("PROD_")) || upper.startsWith(QLatin1String("PID_"))) r.text(Product, part.mid(upper.startsWith(QLatin1String("PID_")) ? 4 : 5));
+            else if (upper.startsWith(QLatin1String("REV_"))) r.text(Revision, part.mid(4));
+        }
+        r.text(Serial, instance.name);
+        r.text(FriendlyName, textAt(hive, instance.node, QStringLiteral("FriendlyName")));
+        r.time(FirstInstall, propertyTime(hive, instance.node, "0064"));
+        r.time(LastArrival, propertyTime(hive, instance.node, "0066"));
+        r.time(LastRemoval, propertyTime(hive, instance.node, "0067"));
+        r.time(KeyWritten, keyTime(hive, instance.node));
+        const QString marker = QLatin1Char('#') + instance.name.toUpper() + QLatin1Char('#');
+        for (const auto& [text, mount] : mounts) {
+            if (!text.contains(marker)) continue;
+            r.text(DriveLetter, mount.letter);
+            r.text(VolumeGuid, mount.volume);
+            QStringList users;
+            for (const auto& [user, guid] : userMounts) {
+                if (!mount.volume.isEmpty() && guid.compare(mount.volume, Qt::CaseInsensitive) == 0 && !users.contains(user)) users << user;
+            }
+            r.text(Users, users.join(QStringLiteral(", ")));
+        }
+        const QString instanceId = (QLatin1String(deviceClass) + QLatin1Char('\\') + device.name + QLatin1Char('\\') + instance.name).toUpper();
+        for (const auto& [id, when] : installs) {
+            if (id == instanceId) {
+                r.time(SetupApiInstall, when);
+                break;
             }
         }
-    }
+        const QString keyPath = ccs + QStringLiteral("\\Enum\\") + QLatin1String(deviceClass) + QLatin1Char('\\') + device.name +
+                                QLatin1Char('\\') + instance.name;
+        return context.deliver(sink, Provenance{{}, {}, {}, kSystemHive.toUtf8(), keyPath.toUtf8()}, r.values());
+    });
 }
 
 }  // namespace
