@@ -72,8 +72,8 @@ EvtxReading readEvt(QIODevice& file, const QString& channel, const std::function
     }
     const auto* device = qobject_cast<const QFileDevice*>(&file);
     qint64 counted[2] = {-1, -1};
-    qint64 lostRecovered = 0;
-    QString fatal, uncounted, firstLostRecovered;
+    qint64 lost[2] = {0, 0};  // records libevt lists but cannot give, and recovered ones
+    QString fatal, uncounted, firstLost[2];
     // A large log takes a while: ten minutes of processor time, twenty of wall clock.
     const ContainedEnd end = runContainedProgram(
         helper, {}, device ? device->handle() : -1,
@@ -93,13 +93,8 @@ EvtxReading readEvt(QIODevice& file, const QString& channel, const std::function
                 const bool recovered = in.number<uint8_t>() != 0;
                 const uint32_t index = in.number<uint32_t>();
                 const QString why = in.text();
-                if (index == 0xFFFFFFFFu) {
-                    uncounted = why;  // none of them can be read
-                } else if (!recovered) {
-                    if (reading.lost++ == 0) reading.firstLost = QStringLiteral("record %1: %2").arg(index + 1).arg(why);
-                } else if (lostRecovered++ == 0) {
-                    firstLostRecovered = why;
-                }
+                if (index == 0xFFFFFFFFu) uncounted = why;  // none of them can be read
+                else if (lost[recovered]++ == 0) firstLost[recovered] = QStringLiteral("record %1: %2").arg(index + 1).arg(why);
             } else if (type == 'R') {
                 EvtxRecord record;
                 record.recovered = in.number<uint8_t>() != 0;
@@ -135,8 +130,13 @@ EvtxReading readEvt(QIODevice& file, const QString& channel, const std::function
         return reading;
     }
     if (!uncounted.isEmpty()) reading.damage << QStringLiteral("its records cannot be counted, and some are not read (%1)").arg(uncounted);
-    if (lostRecovered > 0) {
-        reading.damage << QStringLiteral("%1 of its %2 recovered records cannot be read (the first: %3)").arg(lostRecovered).arg(counted[1]).arg(firstLostRecovered);
+    // Said here, not as an .evtx log's loss: libevt counts a log's records, not its chunks'.
+    for (const bool recovered : {false, true}) {
+        if (lost[recovered] == 0) continue;
+        reading.damage << QStringLiteral("%1 of its %2 %3 cannot be read and were passed over (the first: %4)")
+                              .arg(lost[recovered])
+                              .arg(counted[recovered])
+                              .arg(recovered ? QStringLiteral("recovered records") : QStringLiteral("records"), firstLost[recovered]);
     }
     if (!end.completed && !reading.stopped) reading.damage << QStringLiteral("its reader %1; what it read before is kept").arg(end.why);
     return reading;
