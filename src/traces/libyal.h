@@ -1,6 +1,7 @@
 // What the trace sources share when they call the libyal libraries (liblnk, libolecf, libscca,
-// libesedb, libfwsi): a file opened by name and closed and freed when it goes, and the libraries'
-// pairs of text getters read into a QString. The libraries spell every function alike
+// libesedb, libfwsi, libfsntfs): a file opened by name and closed and freed when it goes, the
+// handles they give freed when they go, the libraries' pairs of text getters read into a QString,
+// and their errors in their own words. The libraries spell every function alike
 // (prefix_file_initialize, _open, _close, _free; _get_utf8_X_size and _get_utf8_X), so one piece
 // of code serves them all.
 #pragma once
@@ -24,6 +25,15 @@ struct LibyalCloser {
 };
 template <typename File, typename Error>
 using LibyalFile = std::unique_ptr<File, LibyalCloser<File, Error>>;
+
+// A handle the library frees with its prefix_X_free(&handle, error) (an item, a record, a table):
+// LibyalHandle<libesedb_record_t, libesedb_error_t, libesedb_record_free>.
+template <typename Handle, typename Error, int (*Free)(Handle**, Error**)>
+struct LibyalFree {
+    void operator()(Handle* handle) const { Free(&handle, nullptr); }
+};
+template <typename Handle, typename Error, int (*Free)(Handle**, Error**)>
+using LibyalHandle = std::unique_ptr<Handle, LibyalFree<Handle, Error, Free>>;
 
 // The file of that name opened for reading through a library's functions; nullptr, with nothing
 // left allocated, when the library cannot be started or does not take the file.

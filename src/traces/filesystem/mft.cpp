@@ -24,14 +24,8 @@ namespace mf = mftfields;
 constexpr uint64_t kRootEntry = 5;
 constexpr uint32_t kFileName = 0x30, kData = 0x80;
 
-struct FileEntryCloser {
-    void operator()(libfsntfs_file_entry_t* e) const { libfsntfs_file_entry_free(&e, nullptr); }
-};
-struct AttributeCloser {
-    void operator()(libfsntfs_attribute_t* a) const { libfsntfs_attribute_free(&a, nullptr); }
-};
-using FileEntry = std::unique_ptr<libfsntfs_file_entry_t, FileEntryCloser>;
-using Attribute = std::unique_ptr<libfsntfs_attribute_t, AttributeCloser>;
+using FileEntry = LibyalHandle<libfsntfs_file_entry_t, libfsntfs_error_t, libfsntfs_file_entry_free>;
+using Attribute = LibyalHandle<libfsntfs_attribute_t, libfsntfs_error_t, libfsntfs_attribute_free>;
 
 QString errorText(libfsntfs_error_t** error) {
     const QString text = libyalError(error, libfsntfs_error_sprint, libfsntfs_error_free);

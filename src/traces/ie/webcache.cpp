@@ -20,14 +20,8 @@
 namespace kestrova {
 namespace {
 
-struct TableDeleter {
-    void operator()(libesedb_table_t* t) const { libesedb_table_free(&t, nullptr); }
-};
-struct RecordDeleter {
-    void operator()(libesedb_record_t* r) const { libesedb_record_free(&r, nullptr); }
-};
-using Table = std::unique_ptr<libesedb_table_t, TableDeleter>;
-using Record = std::unique_ptr<libesedb_record_t, RecordDeleter>;
+using Table = LibyalHandle<libesedb_table_t, libesedb_error_t, libesedb_table_free>;
+using Record = LibyalHandle<libesedb_record_t, libesedb_error_t, libesedb_record_free>;
 
 // A record's columns by name (the same for every record of a table).
 class EseRow {

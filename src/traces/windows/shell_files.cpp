@@ -126,10 +126,7 @@ bool readShortcut(const QByteArray& bytes, OwnedRecord<N>& r, QString* why) {
 }
 
 
-struct ItemDeleter {
-    void operator()(libolecf_item_t* item) const { libolecf_item_free(&item, nullptr); }
-};
-using OleItem = std::unique_ptr<libolecf_item_t, ItemDeleter>;
+using OleItem = LibyalHandle<libolecf_item_t, libolecf_error_t, libolecf_item_free>;
 
 QByteArray streamBytes(libolecf_item_t* item) {
     uint32_t size = 0;

@@ -9,10 +9,6 @@
 namespace kestrova {
 namespace {
 
-struct ListDeleter {
-    void operator()(libfwsi_item_list_t* list) const { libfwsi_item_list_free(&list, nullptr); }
-};
-
 struct KnownFolder {
     const char* guid;
     const char* name;
@@ -312,7 +308,7 @@ std::vector<ShellItem> decodeItemList(ByteView bytes, QString* problem) {
     std::vector<ShellItem> items;
     libfwsi_item_list_t* raw = nullptr;
     if (libfwsi_item_list_initialize(&raw, nullptr) != 1) return items;
-    std::unique_ptr<libfwsi_item_list_t, ListDeleter> list(raw);
+    const LibyalHandle<libfwsi_item_list_t, libfwsi_error_t, libfwsi_item_list_free> list(raw);
     // 1252: the code page of the 8.3 names of western systems; a wrong guess keeps the long name.
     if (bytes.size() < 2 || libfwsi_item_list_copy_from_byte_stream(raw, bytes.data(), bytes.size(), 1252, nullptr) != 1) {
         if (problem) *problem = QStringLiteral("not a shell item list");
