@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <unistd.h>
 
+#include "core/time/iso_time.h"
 #include "platform/image/image_verify.h"
 
 namespace kestrova::cli {
@@ -26,6 +27,14 @@ void describeImage(const ImageSource& image, QTextStream& out) {
         if (!p.problem.isEmpty()) out << "; " << p.problem;
         out << '\n';
     }
+    // The examined partition's earlier states, as --snapshots numbers them.
+    for (const ShadowStore& store : s.stores) {
+        out << "shadow copy " << store.number << ": " << store.identifier << ", created "
+            << (store.created ? IsoTimeWriter(QTimeZone::utc()).text(*store.created) : QStringLiteral("unknown"))
+            << ", " << store.size << " bytes kept, volume " << store.volumeSize << " bytes"
+            << (store.number == s.store ? " (examined)" : "") << '\n';
+    }
+    if (!s.storesProblem.isEmpty()) out << "shadow copies: " << s.storesProblem << '\n';
 }
 
 // A progress line on standard error while it reads: rewritten in place on a terminal, once at the

@@ -16,6 +16,7 @@
 #include <utility>
 
 #include "cli/image_commands.h"
+#include "cli/kind_reading.h"
 #include "cli/output.h"
 #include "core/app/session.h"
 #include "core/common/text.h"
@@ -71,6 +72,12 @@ constexpr const char* kHelp =
     "                         .raw, .img, .000/.001), VHD, VHDX, VMDK or QCOW2\n"
     "  --partition N          the image's partition to examine (info lists them); default: the\n"
     "                         one that holds a Windows system\n"
+    "  --snapshots all|none|N,M\n"
+    "                         traces and timeline: read the image volume's shadow copies too\n"
+    "                         (info lists them; default none); each record is written once,\n"
+    "                         with the state it was read from (snapshot), every state it was\n"
+    "                         seen in (seen_in) and, where only shadow copies hold it,\n"
+    "                         \"gone from the current volume\" (snapshot_note)\n"
     "  --user NAME            the profile under Users\\ or Documents and Settings\\ (a name that is\n"
     "                         not UTF-8 as info shows it, caf\\xE9, or as its bytes)\n"
     "  --last                 without --root: the volume last chosen in the window (kr.ini);\n"
@@ -114,7 +121,7 @@ private:
 };
 
 struct Options {
-    QString root, image, partition, user, indexFile, tz, output, from, to, kinds;
+    QString root, image, partition, user, indexFile, tz, output, from, to, kinds, snapshots;
     std::optional<QString> format, groups;
     bool verbose = false, last = false, help = false, keys = false, version = false, list = false, noLogReplay = false;
     QString command;
@@ -133,7 +140,8 @@ std::optional<QString> parse(const QStringList& args, Options& o) {
                                                        {"--partition", &o.partition}, {"--user", &o.user},
                                                        {"--index-file", &o.indexFile}, {"--tz", &o.tz},
                                                        {"-o", &o.output}, {"--output", &o.output},
-                                                       {"--from", &o.from}, {"--to", &o.to}, {"--kinds", &o.kinds}};
+                                                       {"--from", &o.from}, {"--to", &o.to}, {"--kinds", &o.kinds},
+                                                       {"--snapshots", &o.snapshots}};
     const std::pair<const char*, bool*> flags[] = {{"--verbose", &o.verbose}, {"--last", &o.last}, {"--help", &o.help},
                                                    {"-h", &o.help}, {"--keys", &o.keys},
                                                    {"--version", &o.version}, {"--list", &o.list},
@@ -192,6 +200,7 @@ std::optional<QString> misplaced(const Options& o) {
         return QStringLiteral("--from, --to and --kinds go with the timeline command");
     }
     if (o.list && !traces) return QStringLiteral("--list goes with the traces command");
+    if (!o.snapshots.isEmpty() && !traces && !timeline) return QStringLiteral("--snapshots goes with the traces and timeline commands");
     if (o.groups && o.command != QLatin1String("report")) return QStringLiteral("--groups goes with the report command");
     if (o.keys && o.command != QLatin1String("categories")) return QStringLiteral("--keys goes with the categories command");
     if (o.last && !o.root.isEmpty()) return QStringLiteral("--last and --root exclude each other");
@@ -407,25 +416,14 @@ int traces(Environment& env, const Options& o, const QTimeZone& zone) {
     if (!format) return 2;
     const auto kinds = chosenKinds(o.operands);
     if (!kinds) return 2;
-    TraceContext context(*env.system, env.privateTemp.path());
-    context.replayLogs = env.replayLogs;
-    context.narrowToUser(o.user);
+    cli::KindReading reading(env, o.user, o.verbose);
+    QString why;
+    if (!reading.chooseStates(o.snapshots, &why)) return usageError(why);
     cli::ByteOutput out(STDOUT_FILENO);
-    cli::TracePrinter printer(out, *format, IsoTimeWriter(zone));
+    cli::TracePrinter printer(out, *format, IsoTimeWriter(zone), reading.withStates());
     for (const TraceKind* kind : *kinds) {
-        env.system->findings().clear();
         printer.begin(*kind);
-        const qint64 records = runTraceKind(*kind, context, printer);
-        if (o.verbose) {
-            std::fprintf(stderr, "%s: %lld records\n", kind->name, static_cast<long long>(records));
-            for (const Finding& finding : env.system->findings().all()) {
-                std::fprintf(stderr, "  %s\n", qPrintable(showEscapedBytes(finding.text())));
-            }
-            if (records == 0 && env.system->findings().all().empty()) {
-                std::fprintf(stderr, "  nothing found: %s\n", qPrintable(showEscapedBytes(context.emptyReason())));
-            }
-        }
-        if (context.stopped()) break;
+        if (!reading.read(*kind, printer)) break;
     }
     printer.finish();
     if (out.failed()) {
@@ -450,9 +448,9 @@ int timeline(Environment& env, const Options& o, const QTimeZone& zone) {
         if (!*bound) return usageError(QStringLiteral("%1 takes an ISO 8601 time such as 2026-11-01T08:00, not \"%2\"").arg(QLatin1String(name), text));
     }
     events.limit(from, to);
-    TraceContext context(*env.system, env.privateTemp.path());
-    context.replayLogs = env.replayLogs;
-    context.narrowToUser(o.user);
+    cli::KindReading reading(env, o.user, o.verbose);
+    QString why;
+    if (!reading.chooseStates(o.snapshots, &why)) return usageError(why);
     const bool terminal = ::isatty(STDERR_FILENO) != 0;
     cli::ByteOutput out(STDOUT_FILENO);
     // A body file is a line a record, unsorted (mactime sorts): written as the kinds are read.
@@ -461,20 +459,14 @@ int timeline(Environment& env, const Options& o, const QTimeZone& zone) {
     TraceSink& sink = body ? static_cast<TraceSink&>(*body) : events;
     const auto sofar = [&] { return body ? body->lines() : events.events(); };
     for (const TraceKind* kind : *kinds) {
-        env.system->findings().clear();
         if (terminal) std::fprintf(stderr, "\rtimeline: reading %-24s %lld %s so far", kind->name, static_cast<long long>(sofar()), body ? "lines" : "events");
-        const qint64 records = runTraceKind(*kind, context, sink);
-        if (o.verbose) {
-            std::fprintf(stderr, "%s%s: %lld records\n", terminal ? "\n" : "", kind->name, static_cast<long long>(records));
-            for (const Finding& finding : env.system->findings().all()) std::fprintf(stderr, "  %s\n", qPrintable(showEscapedBytes(finding.text())));
-        }
-        if (context.stopped() || out.failed()) break;
+        if (!reading.read(*kind, sink, terminal ? "\n" : "") || out.failed()) break;
     }
     bool drained = true;
     if (!body) {
         if (terminal) std::fprintf(stderr, "\rtimeline: %lld events, sorting%s\n", static_cast<long long>(events.events()),
                                     events.runs() ? " (merging runs)" : "");
-        cli::TimelinePrinter printer(out, *format, IsoTimeWriter(zone), env.os->ComputerName().toUtf8());
+        cli::TimelinePrinter printer(out, *format, IsoTimeWriter(zone), env.os->ComputerName().toUtf8(), reading.withStates());
         printer.header();
         drained = events.drain([&](const TimelineEvent& event) {
             printer.event(event);

@@ -31,12 +31,14 @@ void appendNumber(std::string& out, int64_t n) {
 
 }  // namespace
 
-TimelinePrinter::TimelinePrinter(ByteOutput& out, TimelineFormat format, IsoTimeWriter times, QByteArray hostname)
-    : out_(out), format_(format), times_(std::move(times)), hostname_(std::move(hostname)) {}
+TimelinePrinter::TimelinePrinter(ByteOutput& out, TimelineFormat format, IsoTimeWriter times, QByteArray hostname, bool withStates)
+    : out_(out), format_(format), times_(std::move(times)), hostname_(std::move(hostname)), withStates_(withStates) {}
 
 void TimelinePrinter::header() {
     if (format_ == TimelineFormat::Csv) {
-        out_.put("datetime,timestamp,timestamp_desc,message,kind,user,browser,profile,hostname,source,source_part,fields\n");
+        out_.put(withStates_ ? "datetime,timestamp,timestamp_desc,message,kind,user,browser,profile,hostname,source,source_part,"
+                               "snapshot,seen_in,snapshot_note,fields\n"
+                             : "datetime,timestamp,timestamp_desc,message,kind,user,browser,profile,hostname,source,source_part,fields\n");
     }
 }
 
@@ -108,6 +110,11 @@ void TimelinePrinter::event(const TimelineEvent& e) {
     field("hostname", view(hostname_), true);
     field("source", view(e.from.source), true);
     field("source_part", view(e.from.part), true);
+    if (json || withStates_) {
+        field("snapshot", view(e.from.snapshot), true);
+        field("seen_in", view(e.from.seenIn), true);
+        field("snapshot_note", view(e.from.snapshotNote), true);
+    }
     pairs_.clear();
     for (size_t i = 0; i < kind.fields.size(); ++i) {
         const Value& v = e.values[i];

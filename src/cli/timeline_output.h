@@ -26,7 +26,9 @@ enum class TimelineFormat { Jsonl, Csv, Body, Tln };
 // BodyFileWriter's.
 class TimelinePrinter {
 public:
-    TimelinePrinter(ByteOutput& out, TimelineFormat format, IsoTimeWriter times, QByteArray hostname);
+    // withStates: shadow copies are read too; csv gets the snapshot, seen_in and snapshot_note
+    // columns (JSON objects have them wherever a record has them).
+    TimelinePrinter(ByteOutput& out, TimelineFormat format, IsoTimeWriter times, QByteArray hostname, bool withStates = false);
     void header();
     void event(const TimelineEvent& event);
 
@@ -35,6 +37,7 @@ private:
     TimelineFormat format_;
     IsoTimeWriter times_;
     QByteArray hostname_;
+    bool withStates_ = false;
     std::string message_;  // reused from event to event
     std::string pairs_;
 };

@@ -20,7 +20,10 @@ enum class TraceFormat { Jsonl, Json, Csv, Tsv };
 
 class TracePrinter : public TraceSink {
 public:
-    TracePrinter(ByteOutput& out, TraceFormat format, IsoTimeWriter times) : out_(out), format_(format), times_(std::move(times)) {}
+    // withStates: shadow copies are read too; each kind gets the snapshot, seen_in and
+    // snapshot_note columns.
+    TracePrinter(ByteOutput& out, TraceFormat format, IsoTimeWriter times, bool withStates = false)
+        : out_(out), format_(format), times_(std::move(times)), withStates_(withStates) {}
     ~TracePrinter() override { finish(); }
 
     // A kind's records follow (the header of its table).
@@ -36,6 +39,7 @@ private:
     ByteOutput& out_;
     TraceFormat format_;
     IsoTimeWriter times_;
+    bool withStates_ = false;
     const TraceKind* kind_ = nullptr;
     std::vector<OutputColumn> columns_;
     std::vector<std::string> jsonKeys_;  // "\"name\":" of each column, written once

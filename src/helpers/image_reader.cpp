@@ -1,6 +1,7 @@
-// kestrova-image-reader SOCKET IMAGE PARTITION: the disk image reader the program starts for an
-// image (platform/image/image_server.h): it opens the image, serves its partition's files over the
-// socket descriptor it inherited, and ends when the program hangs up.
+// kestrova-image-reader SOCKET IMAGE PARTITION STORE: the disk image reader the program starts for
+// an image (platform/image/image_server.h): it opens the image, serves its partition's files (as
+// the shadow copy STORE keeps them, 0: as they are now) over the socket descriptor it inherited,
+// and ends when the program hangs up.
 //
 // It is a program of its own rather than a forked copy of the program: a process with threads
 // (the window, a sanitizer's) cannot safely allocate in a child it forked, and the reader
@@ -13,12 +14,12 @@
 #include "platform/image/image_server.h"
 
 int main(int argc, char** argv) {
-    if (argc != 4) {
-        std::fprintf(stderr, "usage: kestrova-image-reader SOCKET IMAGE PARTITION\n");
+    if (argc != 5) {
+        std::fprintf(stderr, "usage: kestrova-image-reader SOCKET IMAGE PARTITION STORE\n");
         return 2;
     }
     const int socket = std::atoi(argv[1]);
     // Whatever else the program left open is not the reader's to hold.
     kestrova::closeDescriptorsExcept({socket});
-    kestrova::serveImage(socket, QFile::decodeName(argv[2]), std::atoi(argv[3]));
+    kestrova::serveImage(socket, QFile::decodeName(argv[2]), std::atoi(argv[3]), std::atoi(argv[4]));
 }

@@ -44,6 +44,13 @@ struct Provenance {
     QByteArray profile;  // the browser profile's folder name ("Default", "Profile 1", "x1y2.default")
     QByteArray source;   // the Windows path of the file the records are read from
     QByteArray part;     // within it: the table or the registry key
+    // When several states of the volume are read (its shadow copies): the state the record was
+    // written from ("current", or the shadow copy's number and creation time), every state it
+    // was seen in, and "gone from the current volume" for one only shadow copies hold. Empty when
+    // only the current volume is read.
+    QByteArray snapshot{};
+    QByteArray seenIn{};
+    QByteArray snapshotNote{};
 };
 
 // A record whose texts it owns: for sources that decode their texts (a registry value, a shell

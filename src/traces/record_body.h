@@ -1,5 +1,5 @@
 // A trace record as compact bytes, for what holds many of them (the timeline's arena and runs,
-// the window's timeline): the five provenance texts, then per value its state and its number or
+// the window's timeline): the provenance texts, then per value its state and its number or
 // text. Host byte order: the bytes never leave this program. Decoding views the texts where
 // they lie, so the bytes must outlive what is decoded from them.
 #pragma once

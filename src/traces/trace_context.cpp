@@ -208,14 +208,21 @@ QStringList TraceContext::list(const QString& windowsFolder, bool foldersOnly) c
 
 std::shared_ptr<HiveFile> TraceContext::hive(const QString& windowsPath) {
     const QString key = windowsPath.toLower();
-    if (const auto it = hives_.find(key); it != hives_.end()) return it->second;
+    if (const auto it = hives_.find(key); it != hives_.end()) {
+        // Asked of the volume again: what each kind relies on is seen by the volume (states of a
+        // volume are compared by it), even where the hive was opened for an earlier kind.
+        for (const QString& path : hiveFiles_[key]) system_.exists(path);
+        return it->second;
+    }
     std::shared_ptr<HiveFile>& slot = hives_[key];
     hivePaths_[key] = windowsPath;
+    hiveFiles_[key] = {windowsPath};
     const QString label = QStringLiteral("hive");
     if (!exists(windowsPath)) return slot;
     const auto file = system_.openFile(windowsPath, label);
     if (!file) return slot;
     const auto openLog = [&](const QString& suffix) -> std::unique_ptr<QIODevice> {
+        hiveFiles_[key].append(windowsPath + suffix);
         return exists(windowsPath + suffix) ? system_.openFile(windowsPath + suffix, label) : nullptr;
     };
     OpenedHive opened = openVolumeHive(*file, openLog, replayLogs);

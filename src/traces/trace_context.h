@@ -45,6 +45,7 @@ public:
     const AnalysedSystem& system() const { return system_; }
     // Only this user's profile is read (compared case-insensitively); "" reads every user.
     void narrowToUser(const QString& name) { onlyUser_ = name; }
+    const QString& onlyUser() const { return onlyUser_; }
 
     const std::vector<UserProfile>& users();
     const std::vector<BrowserProfile>& browserProfiles();
@@ -113,6 +114,7 @@ private:
     std::optional<std::vector<BrowserProfile>> browsers_;
     std::map<QString, std::shared_ptr<HiveFile>> hives_;  // by lower-cased path; nullptr: none
     QMap<QString, QString> hivePaths_;                    // the path each was asked for, as spelt
+    QMap<QString, QStringList> hiveFiles_;                // the files each was read from (its logs too)
     std::function<void(FindingKind, const QString&, const QString&)> noteHook_;
 };
 

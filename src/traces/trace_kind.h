@@ -50,13 +50,16 @@ std::span<const TraceKind> traceKinds();
 const TraceKind* findTraceKind(std::string_view name);
 
 // A kind's columns as written: the provenance fields it carries, its own fields, then source
-// and source_part.
+// and source_part; where states of the volume are read (withStates), then snapshot, seen_in and
+// snapshot_note.
 struct OutputColumn {
     const char* name;
     FieldType type;
-    int field;  // index into the record's values; -1 user, -2 browser, -3 profile, -4 source, -5 part
+    // index into the record's values; -1 user, -2 browser, -3 profile, -4 source, -5 part,
+    // -6 snapshot, -7 seen_in, -8 snapshot_note
+    int field;
 };
-std::vector<OutputColumn> outputColumns(const TraceKind& kind);
+std::vector<OutputColumn> outputColumns(const TraceKind& kind, bool withStates = false);
 
 // The provenance value of a column (field < 0).
 std::string_view provenanceValue(const Provenance& from, int field);

@@ -128,7 +128,7 @@ const TraceKind* findTraceKind(std::string_view name) {
     return nullptr;
 }
 
-std::vector<OutputColumn> outputColumns(const TraceKind& kind) {
+std::vector<OutputColumn> outputColumns(const TraceKind& kind, bool withStates) {
     std::vector<OutputColumn> columns;
     if (has(kind.carries, Carries::User)) columns.push_back({"user", FieldType::Text, -1});
     if (has(kind.carries, Carries::Browser)) {
@@ -138,6 +138,11 @@ std::vector<OutputColumn> outputColumns(const TraceKind& kind) {
     for (size_t i = 0; i < kind.fields.size(); ++i) columns.push_back({kind.fields[i].name, kind.fields[i].type, static_cast<int>(i)});
     columns.push_back({"source", FieldType::Path, -4});
     columns.push_back({"source_part", FieldType::Text, -5});
+    if (withStates) {
+        columns.push_back({"snapshot", FieldType::Text, -6});
+        columns.push_back({"seen_in", FieldType::Text, -7});
+        columns.push_back({"snapshot_note", FieldType::Text, -8});
+    }
     return columns;
 }
 
@@ -148,7 +153,10 @@ std::string_view provenanceValue(const Provenance& from, int field) {
     case -2: bytes = &from.browser; break;
     case -3: bytes = &from.profile; break;
     case -4: bytes = &from.source; break;
-    default: bytes = &from.part; break;
+    case -5: bytes = &from.part; break;
+    case -6: bytes = &from.snapshot; break;
+    case -7: bytes = &from.seenIn; break;
+    default: bytes = &from.snapshotNote; break;
     }
     return std::string_view(bytes->constData(), static_cast<size_t>(bytes->size()));
 }

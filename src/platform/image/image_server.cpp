@@ -128,11 +128,51 @@ QDataStream& operator>>(QDataStream& in, Partition& p) {
     return in;
 }
 
+// The volume in the state asked for: as it is (store 0), or as shadow copy `store` keeps it. The
+// partition's stores are listed in the summary either way; a store that cannot be served leaves
+// nothing served, with the reason as the summary's problem.
+std::unique_ptr<ImageVolume> servedState(const std::shared_ptr<DiskImage>& disk, const Partition& partition,
+                                         std::unique_ptr<ImageVolume> current, int store, ImageSummary* summary) {
+    QString why;
+    const auto copies = ShadowCopies::open(disk, partition.offset, partition.size, &why);
+    summary->stores = copies->stores();
+    summary->storesProblem = why;
+    summary->store = store;
+    if (store == 0) return current;
+    why.clear();
+    const std::shared_ptr<DiskImage> state = copies->storeDisk(store, &why);
+    if (!state) {
+        summary->problem = QStringLiteral("partition %1: %2").arg(partition.number).arg(why);
+        return nullptr;
+    }
+    Partition whole = partition;
+    whole.offset = 0;
+    whole.size = state->size();
+    auto volume = ImageVolume::open(state, whole, &why);
+    if (!volume) summary->problem = QStringLiteral("shadow copy %1 of %2").arg(store).arg(why);
+    return volume;
+}
+
+QDataStream& operator<<(QDataStream& out, const ShadowStore& s) {
+    return out << s.number << s.identifier << s.created.has_value() << qint64(s.created.value_or(0)) << quint64(s.size)
+               << quint64(s.volumeSize);
+}
+QDataStream& operator>>(QDataStream& in, ShadowStore& s) {
+    bool dated = false;
+    qint64 created = 0;
+    quint64 size = 0, volumeSize = 0;
+    in >> s.number >> s.identifier >> dated >> created >> size >> volumeSize;
+    if (dated) s.created = created;
+    s.size = size;
+    s.volumeSize = volumeSize;
+    return in;
+}
+
 }  // namespace
 
 // --- the child ------------------------------------------------------------------------------------
 
-void serveImage(int socket, const QString& path, int partition) {
+void serveImage(int socket, const QString& path, int partition, int store) {
     // No limit on processor time: the child serves the whole examination; each request has its
     // own time limit in the program.
     limitThisChild(kChildMemory, 0);
@@ -169,8 +209,15 @@ void serveImage(int socket, const QString& path, int partition) {
                 served = std::move(volume);
             }
         }
+        if (served) {
+            const Partition& chosen = *std::find_if(summary.partitions.begin(), summary.partitions.end(),
+                                                    [&](const Partition& p) { return p.number == summary.chosen; });
+            served = servedState(disk, chosen, std::move(served), store, &summary);
+        }
         summary.incomplete = disk->incomplete();
-        if (summary.partitions.empty()) {
+        if (!summary.problem.isEmpty()) {
+            // The partition was found but the state asked of it cannot be served: said already.
+        } else if (summary.partitions.empty()) {
             summary.problem = !summary.incomplete.isEmpty()
                                   ? QStringLiteral("%1 is %2").arg(path, summary.incomplete)
                                   : QStringLiteral("%1 holds no partition table and no file system this program knows").arg(path);
@@ -226,7 +273,7 @@ void serveImage(int socket, const QString& path, int partition) {
     }
 }
 
-std::shared_ptr<ImageServer> ImageServer::start(const QString& path, int partition) {
+std::shared_ptr<ImageServer> ImageServer::start(const QString& path, int partition, int store) {
     auto server = std::shared_ptr<ImageServer>(new ImageServer);
     int pair[2];
     if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, pair) != 0) {
@@ -238,7 +285,8 @@ std::shared_ptr<ImageServer> ImageServer::start(const QString& path, int partiti
     // the child's first allocation would wait on it for ever. Between the fork and the exec the
     // child only clears the socket's close-on-exec and executes; all it needs is made here.
     const QString helper = helperProgram("kestrova-image-reader");
-    const ExecArguments exec({QFile::encodeName(helper), QByteArray::number(pair[1]), QFile::encodeName(path), QByteArray::number(partition)});
+    const ExecArguments exec({QFile::encodeName(helper), QByteArray::number(pair[1]), QFile::encodeName(path), QByteArray::number(partition),
+                             QByteArray::number(store)});
     std::fflush(nullptr);
     const pid_t pid = ::fork();
     if (pid == 0) {
@@ -248,7 +296,7 @@ std::shared_ptr<ImageServer> ImageServer::start(const QString& path, int partiti
             ::_exit(127);
         }
         closeDescriptorsExcept({pair[1]});
-        serveImage(pair[1], path, partition);
+        serveImage(pair[1], path, partition, store);
     }
     ::close(pair[1]);
     server->socket_ = pair[0];
@@ -359,6 +407,9 @@ QByteArray encodeSummary(const ImageSummary& summary) {
     out << quint32(summary.windows.size());
     for (const int w : summary.windows) out << w;
     out << summary.chosen << summary.label << summary.problem << summary.incomplete;
+    out << quint32(summary.stores.size());
+    for (const ShadowStore& s : summary.stores) out << s;
+    out << summary.storesProblem << summary.store;
     return reply;
 }
 
@@ -385,6 +436,8 @@ bool decodeSummary(const QByteArray& reply, ImageSummary* summary) {
     readList<Partition>(in, [&](Partition p) { s.partitions.push_back(std::move(p)); });
     readList<int>(in, [&](int w) { s.windows.push_back(w); });
     in >> s.chosen >> s.label >> s.problem >> s.incomplete;
+    readList<ShadowStore>(in, [&](ShadowStore store) { s.stores.push_back(std::move(store)); });
+    in >> s.storesProblem >> s.store;
     return in.status() == QDataStream::Ok;
 }
 

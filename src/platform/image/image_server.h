@@ -19,6 +19,7 @@
 
 #include "core/system/analysed_system.h"
 #include "platform/image/partitions.h"
+#include "platform/image/shadow_copies.h"
 
 namespace kestrova {
 
@@ -34,17 +35,22 @@ struct ImageSummary {
     QString label;                                    // its volume label
     QString problem;                                  // why none is served, in the user's words
     QString incomplete;                               // "incomplete: ...": what of the disk the image lacks
+    std::vector<ShadowStore> stores;                  // the served partition's shadow copies
+    QString storesProblem;                            // why they (or some) cannot be read
+    int store = 0;                                    // the shadow copy served, 0: the current volume
 };
 
 // The reader's side: serves the image at `path` (its partition from 1, or 0 for the one that holds
-// Windows) over `socket` until the program hangs up, then ends the process. Run by the helper
-// program kestrova-image-reader, or in a forked child where that is not installed.
-[[noreturn]] void serveImage(int socket, const QString& path, int partition);
+// Windows; as shadow copy `store` keeps it, 0: as it is now) over `socket` until the program hangs
+// up, then ends the process. Run by the helper program kestrova-image-reader, or in a forked child
+// where that is not installed.
+[[noreturn]] void serveImage(int socket, const QString& path, int partition, int store);
 
 class ImageServer {
 public:
-    // Starts the child on the image: partition from 1, or 0 for the one that holds Windows.
-    static std::shared_ptr<ImageServer> start(const QString& path, int partition);
+    // Starts the child on the image: partition from 1, or 0 for the one that holds Windows; store
+    // from 1 for a shadow copy of it, 0 for the volume as it is.
+    static std::shared_ptr<ImageServer> start(const QString& path, int partition, int store = 0);
     ~ImageServer();
 
     const ImageSummary& summary() const { return summary_; }

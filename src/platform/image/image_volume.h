@@ -97,6 +97,17 @@ public:
     std::optional<FileTimes> fileTimes(const QString& windowsPath) const override;
     std::optional<qint64> fileSize(const QString& windowsPath) const override;
     QString label() const;
+    // What tells a file or folder apart from another or from its earlier self: whether it is
+    // there, its MFT reference (with the sequence number), size and times. Equal between two
+    // states of the volume, it is the same, unchanged file. nullopt when the child did not answer.
+    struct Identity {
+        bool exists = false;
+        bool folder = false;
+        quint64 reference = 0, size = 0;
+        qint64 modified = 0, changed = 0;
+        bool operator==(const Identity&) const = default;
+    };
+    std::optional<Identity> identity(const QString& windowsPath) const;
 
 private:
     std::shared_ptr<ImageServer> server_;

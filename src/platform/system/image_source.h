@@ -21,8 +21,9 @@ struct ImageSource {
     const ImageSummary& summary() const { return server->summary(); }
 };
 
-// partition: from 1, or 0 for the one that holds Windows. tempFolder: where files taken out of
+// partition: from 1, or 0 for the one that holds Windows; store: from 1 for the partition as one of
+// its shadow copies keeps it, 0 for the partition as it is. tempFolder: where files taken out of
 // the image are kept while they are read (the program's private temporary folder).
-ImageSource openImageSource(const QString& path, int partition, const QString& tempFolder);
+ImageSource openImageSource(const QString& path, int partition, const QString& tempFolder, int store = 0);
 
 }  // namespace kestrova

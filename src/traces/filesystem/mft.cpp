@@ -40,8 +40,9 @@ struct FileName {
 };
 
 // The $FILE_NAME attributes of an entry, the Win32 name first (the longest: a DOS 8.3 name is the
-// short one), and how many $DATA attributes it has.
-std::vector<FileName> fileNames(libfsntfs_file_entry_t* entry, int* dataStreams) {
+// short one), how many $DATA attributes it has and the size of its unnamed one (the file's
+// content; libfsntfs's entry size is not kept when it reads a bare table).
+std::vector<FileName> fileNames(libfsntfs_file_entry_t* entry, int* dataStreams, std::optional<uint64_t>* dataSize = nullptr) {
     std::vector<FileName> names;
     int count = 0;
     *dataStreams = 0;
@@ -52,7 +53,16 @@ std::vector<FileName> fileNames(libfsntfs_file_entry_t* entry, int* dataStreams)
         const Attribute attribute(raw);
         uint32_t type = 0;
         if (libfsntfs_attribute_get_type(raw, &type, nullptr) != 1) continue;
-        if (type == kData) ++*dataStreams;
+        if (type == kData) {
+            ++*dataStreams;
+            size_t nameSize = 0;
+            uint64_t first = 0, last = 0;
+            size64_t size = 0;
+            // The unnamed stream's size is in its first (or only) piece: the one from cluster 0.
+            const bool unnamed = libfsntfs_attribute_get_utf8_name_size(raw, &nameSize, nullptr) == 1 && nameSize <= 1;
+            const bool firstPiece = libfsntfs_attribute_get_data_vcn_range(raw, &first, &last, nullptr) != 1 || first == 0;
+            if (dataSize && unnamed && firstPiece && !*dataSize && libfsntfs_attribute_get_data_size(raw, &size, nullptr) == 1) *dataSize = size;
+        }
         if (type != kFileName) continue;
         FileName fn;
         fn.name = libyalText(raw, libfsntfs_file_name_attribute_get_utf8_name_size, libfsntfs_file_name_attribute_get_utf8_name);
@@ -156,7 +166,6 @@ void readMft(TraceContext& context, TraceSink& sink, const QByteArray& name, con
         r.integer(mf::Sequence, static_cast<int64_t>(reference >> 48));
         r.boolean(mf::InUse, libfsntfs_file_entry_is_allocated(entry.get(), nullptr) == 1);
         r.boolean(mf::Folder, libfsntfs_file_entry_has_directory_entries_index(entry.get(), nullptr) == 1);
-        if (uint64_t size = 0; libfsntfs_file_entry_get_size(entry.get(), &size, nullptr) == 1) r.integer(mf::Size, static_cast<int64_t>(size));
         uint64_t si[4] = {};
         libfsntfs_file_entry_get_creation_time(entry.get(), &si[0], nullptr);
         libfsntfs_file_entry_get_modification_time(entry.get(), &si[1], nullptr);
@@ -169,8 +178,11 @@ void readMft(TraceContext& context, TraceSink& sink, const QByteArray& name, con
             r.text(mf::Attributes, fileAttributeNames(flags));
         }
         int streams = 0;
-        const std::vector<FileName> names = fileNames(entry.get(), &streams);
+        std::optional<uint64_t> dataSize;
+        const std::vector<FileName> names = fileNames(entry.get(), &streams, &dataSize);
         r.integer(mf::DataStreams, streams);
+        if (uint64_t size = 0; !dataSize && libfsntfs_file_entry_get_size(entry.get(), &size, nullptr) == 1) dataSize = size;
+        if (dataSize) r.integer(mf::Size, static_cast<int64_t>(*dataSize));
         if (!names.empty()) {
             const FileName& fn = names.front();
             r.text(mf::Path, i == kRootEntry ? QStringLiteral("C:\\") : pathOf(known, fn.name, fn.parent, fn.parentSequence));

@@ -1,0 +1,69 @@
+// The states of an image's volume an examination reads: the volume as it is and the shadow copies
+// asked for, each served by a reader child of its own and examined as a system of its own. Each
+// state's volume notes the paths the readers touch, so that what a reader read in one state can
+// be recognised unchanged in another (by each file's MFT reference, sequence number, size and
+// times) and not read twice.
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <set>
+#include <vector>
+
+#include "platform/system/image_source.h"
+#include "platform/system/volume_system.h"
+
+namespace kestrova {
+
+// A volume that notes every path asked of it.
+class WatchedVolume : public Volume {
+public:
+    explicit WatchedVolume(std::shared_ptr<ServedVolume> inner) : inner_(std::move(inner)) {}
+    QString description() const override { return inner_->description(); }
+    bool exists(const QString& windowsPath) const override { return touch(windowsPath), inner_->exists(windowsPath); }
+    std::unique_ptr<QIODevice> openFile(const QString& windowsPath, const QString& label, Findings* findings) const override {
+        touch(windowsPath);
+        return inner_->openFile(windowsPath, label, findings);
+    }
+    std::vector<DirEntry> list(const QString& windowsFolder, Findings* findings) const override {
+        touch(windowsFolder);
+        return inner_->list(windowsFolder, findings);
+    }
+    std::optional<QString> localPath(const QString& windowsPath) const override { return touch(windowsPath), inner_->localPath(windowsPath); }
+    std::optional<PlainFile> plainFile(const QString& windowsPath) const override { return touch(windowsPath), inner_->plainFile(windowsPath); }
+    std::optional<FileTimes> fileTimes(const QString& windowsPath) const override { return touch(windowsPath), inner_->fileTimes(windowsPath); }
+    std::optional<qint64> fileSize(const QString& windowsPath) const override { return touch(windowsPath), inner_->fileSize(windowsPath); }
+
+    // The paths touched since the last call, lower-cased (NTFS matches them so), each once.
+    std::set<QString> takeTouched();
+    std::optional<ServedVolume::Identity> identity(const QString& windowsPath) const { return inner_->identity(windowsPath); }
+
+private:
+    void touch(const QString& windowsPath) const;
+    std::shared_ptr<ServedVolume> inner_;
+    mutable std::mutex mutex_;
+    mutable std::set<QString> touched_;
+};
+
+struct VolumeState {
+    int store = 0;          // the shadow copy, 0: the volume as it is
+    QByteArray name;        // "current", or the store's number and creation time: "1 (2013-12-03T06:35:09Z)"
+    ImageSource image;      // its reader child
+    std::shared_ptr<WatchedVolume> volume;
+    std::unique_ptr<VolumeSystem> system;
+};
+
+// The states: the current volume first, then the shadow copies `stores` names, each opened by a
+// reader child of its own. A state that cannot be opened is left out with the reason in
+// *problems (one line each).
+std::vector<std::unique_ptr<VolumeState>> openVolumeStates(const QString& imagePath, int partition, const std::vector<int>& stores,
+                                                           const QString& tempFolder, bool replayLogs, QStringList* problems);
+
+// The shadow copies --snapshots names ("all", "none", or numbers "1,3"), checked against those the
+// volume has; nullopt with the reason when it names one the volume lacks or is no such list.
+std::optional<std::vector<int>> chosenStores(const QString& text, const std::vector<ShadowStore>& stores, QString* why);
+
+}  // namespace kestrova
