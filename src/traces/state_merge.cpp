@@ -150,15 +150,25 @@ bool metafile(QString path) {
     return kMetafiles.contains(first.section(QLatin1Char(':'), 0, 0));
 }
 
-// Whether every path the kind touched in the current volume (and what finding the profiles
-// touched) is the same file or folder, unchanged, in the other state.
-bool unchanged(const StateReading& current, const std::set<QString>& touched, const StateReading& other) {
-    const auto same = [&](const QString& path) {
-        if (metafile(path)) return false;
-        const auto was = current.state->volume->identity(path);
-        return was && was == other.state->volume->identity(path);
-    };
-    return std::all_of(touched.begin(), touched.end(), same) && std::all_of(current.discovery.begin(), current.discovery.end(), same);
+using Identities = std::vector<std::pair<QString, std::optional<ServedVolume::Identity>>>;
+
+// What the kind touched in the current volume and what finding the profiles touched, each with
+// its identity there. A metafile has none: it is never recognised unchanged.
+Identities identitiesOf(const StateReading& current, const std::set<QString>& touched) {
+    Identities identities;
+    for (const std::set<QString>* paths : {&touched, &current.discovery}) {
+        for (const QString& path : *paths) {
+            identities.emplace_back(path, metafile(path) ? std::nullopt : current.state->volume->identity(path));
+        }
+    }
+    return identities;
+}
+
+// Whether each of them is the same file or folder, unchanged, in the other state.
+bool unchanged(const Identities& current, const StateReading& other) {
+    return std::all_of(current.begin(), current.end(), [&](const auto& pathIdentity) {
+        return pathIdentity.second && pathIdentity.second == other.state->volume->identity(pathIdentity.first);
+    });
 }
 
 }  // namespace
@@ -170,22 +180,20 @@ bool runTraceKindOverStates(const TraceKind& kind, std::vector<StateReading>& re
         names.push_back({r.state->store == 0 ? QByteArray("current") : QByteArray::number(r.state->store), r.state->name});
     }
     StateMerge merge(tempFolder, std::move(names));
-    std::set<QString> touched;
+    std::optional<Identities> current;
     for (size_t i = 0; i < readings.size(); ++i) {
         StateReading& reading = readings[i];
         reading.skipped = false;
         reading.records = 0;
         merge.setState(i);
-        // A kind that touched nothing it could be recognised by (a folder tree's current volume
-        // is always read) is read in every state.
-        if (i > 0 && readings[0].state->store == 0 && !touched.empty() && unchanged(readings[0], touched, reading)) {
+        if (i > 0 && current && unchanged(*current, reading)) {
             merge.sameAsCurrent(i);
             reading.skipped = true;
             continue;
         }
         reading.state->volume->takeTouched();
         reading.records = runTraceKind(kind, *reading.context, merge);
-        if (i == 0) touched = reading.state->volume->takeTouched();
+        if (i == 0 && reading.state->store == 0) current = identitiesOf(reading, reading.state->volume->takeTouched());
         if (!merge.why().isEmpty()) break;
     }
     const bool flushed = merge.flush(out);

@@ -274,6 +274,21 @@ void serveImage(int socket, const QString& path, int partition, int store) {
 }
 
 std::shared_ptr<ImageServer> ImageServer::start(const QString& path, int partition, int store) {
+    auto server = launch(path, partition, store);
+    server->awaitSummary(path);
+    return server;
+}
+
+std::vector<std::shared_ptr<ImageServer>> ImageServer::startEach(const QString& path, int partition, const std::vector<int>& stores) {
+    // Every child opens its image at the same time: on a disk image, the opening is most of the
+    // work a store's reader does before it serves.
+    std::vector<std::shared_ptr<ImageServer>> servers;
+    for (const int store : stores) servers.push_back(launch(path, partition, store));
+    for (const auto& server : servers) server->awaitSummary(path);
+    return servers;
+}
+
+std::shared_ptr<ImageServer> ImageServer::launch(const QString& path, int partition, int store) {
     auto server = std::shared_ptr<ImageServer>(new ImageServer);
     int pair[2];
     if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, pair) != 0) {
@@ -286,7 +301,7 @@ std::shared_ptr<ImageServer> ImageServer::start(const QString& path, int partiti
     // child only clears the socket's close-on-exec and executes; all it needs is made here.
     const QString helper = helperProgram("kestrova-image-reader");
     const ExecArguments exec({QFile::encodeName(helper), QByteArray::number(pair[1]), QFile::encodeName(path), QByteArray::number(partition),
-                             QByteArray::number(store)});
+                              QByteArray::number(store)});
     std::fflush(nullptr);
     const pid_t pid = ::fork();
     if (pid == 0) {
@@ -301,23 +316,24 @@ std::shared_ptr<ImageServer> ImageServer::start(const QString& path, int partiti
     ::close(pair[1]);
     server->socket_ = pair[0];
     server->pid_ = pid;
-    if (pid < 0) {
-        server->summary_.problem = QStringLiteral("%1 cannot be read: %2").arg(path, QString::fromLocal8Bit(std::strerror(errno)));
-        return server;
-    }
+    if (pid < 0) server->summary_.problem = QStringLiteral("%1 cannot be read: %2").arg(path, QString::fromLocal8Bit(std::strerror(errno)));
+    return server;
+}
+
+void ImageServer::awaitSummary(const QString& path) {
+    if (pid_ < 0) return;
     QByteArray reply;
     bool timedOut = false;
-    if (!receiveFrame(server->socket_, &reply, nullptr, qint64{kRequestSeconds} * 1000, &timedOut)) {
-        server->fail(timedOut ? QStringLiteral("took longer than %1 s").arg(kRequestSeconds) : QString());
-        server->summary_.problem = QStringLiteral("%1 cannot be read as a disk image: its reader %2").arg(path, server->failure());
-        return server;
+    if (!receiveFrame(socket_, &reply, nullptr, qint64{kRequestSeconds} * 1000, &timedOut)) {
+        fail(timedOut ? QStringLiteral("took longer than %1 s").arg(kRequestSeconds) : QString());
+        summary_.problem = QStringLiteral("%1 cannot be read as a disk image: its reader %2").arg(path, failure());
+        return;
     }
-    if (!imagewire::decodeSummary(reply, &server->summary_)) {
-        server->fail(QStringLiteral("answered with a malformed summary"));
-        server->summary_ = ImageSummary{};
-        server->summary_.problem = QStringLiteral("%1 cannot be read as a disk image: its reader %2").arg(path, server->failure());
+    if (!imagewire::decodeSummary(reply, &summary_)) {
+        fail(QStringLiteral("answered with a malformed summary"));
+        summary_ = ImageSummary{};
+        summary_.problem = QStringLiteral("%1 cannot be read as a disk image: its reader %2").arg(path, failure());
     }
-    return server;
 }
 
 ImageServer::~ImageServer() {

@@ -51,6 +51,8 @@ public:
     // Starts the child on the image: partition from 1, or 0 for the one that holds Windows; store
     // from 1 for a shadow copy of it, 0 for the volume as it is.
     static std::shared_ptr<ImageServer> start(const QString& path, int partition, int store = 0);
+    // A child for each of the stores (0: the volume as it is), all started at once.
+    static std::vector<std::shared_ptr<ImageServer>> startEach(const QString& path, int partition, const std::vector<int>& stores);
     ~ImageServer();
 
     const ImageSummary& summary() const { return summary_; }
@@ -76,6 +78,9 @@ public:
 
 private:
     ImageServer() = default;
+    // The child started; its summary then read (awaitSummary), its problem set when it has none.
+    static std::shared_ptr<ImageServer> launch(const QString& path, int partition, int store);
+    void awaitSummary(const QString& path);
     // One request (an operation on a path, a file descriptor riding along) and its answer.
     std::optional<QByteArray> request(quint8 op, const QString& windowsPath, int fd = -1);
     void fail(const QString& why);

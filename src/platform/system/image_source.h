@@ -25,5 +25,7 @@ struct ImageSource {
 // its shadow copies keeps it, 0 for the partition as it is. tempFolder: where files taken out of
 // the image are kept while they are read (the program's private temporary folder).
 ImageSource openImageSource(const QString& path, int partition, const QString& tempFolder, int store = 0);
+// The image at `path` as the child `server` serves it.
+ImageSource servedSource(std::shared_ptr<ImageServer> server, const QString& path, const QString& tempFolder);
 
 }  // namespace kestrova

@@ -16,6 +16,17 @@ std::set<QString> WatchedVolume::takeTouched() {
     return std::exchange(touched_, {});
 }
 
+std::optional<ServedVolume::Identity> WatchedVolume::identity(const QString& path) const {
+    {
+        const std::lock_guard lock(mutex_);
+        if (const auto known = identities_.find(path); known != identities_.end()) return known->second;
+    }
+    const auto identity = inner_->identity(path);
+    const std::lock_guard lock(mutex_);
+    identities_.emplace(path, identity);
+    return identity;
+}
+
 namespace {
 
 QByteArray stateName(const ShadowStore& store) {
@@ -24,19 +35,14 @@ QByteArray stateName(const ShadowStore& store) {
     return name;
 }
 
-std::unique_ptr<VolumeState> openState(const QString& imagePath, int partition, int store, const QString& tempFolder, bool replayLogs,
-                                       QString* why) {
+std::unique_ptr<VolumeState> stateOf(ImageSource image, bool replayLogs) {
     auto state = std::make_unique<VolumeState>();
-    state->store = store;
-    state->image = openImageSource(imagePath, partition, tempFolder, store);
-    if (!state->image.volume) {
-        *why = state->image.problem;
-        return nullptr;
-    }
+    state->store = image.summary().store;
     state->name = "current";
-    for (const ShadowStore& s : state->image.summary().stores) {
-        if (s.number == store) state->name = stateName(s);
+    for (const ShadowStore& s : image.summary().stores) {
+        if (s.number == state->store) state->name = stateName(s);
     }
+    state->image = std::move(image);
     state->volume = std::make_shared<WatchedVolume>(state->image.volume);
     state->system = std::make_unique<VolumeSystem>(state->volume, QString(), replayLogs);
     return state;
@@ -44,17 +50,19 @@ std::unique_ptr<VolumeState> openState(const QString& imagePath, int partition, 
 
 }  // namespace
 
-std::vector<std::unique_ptr<VolumeState>> openVolumeStates(const QString& imagePath, int partition, const std::vector<int>& stores,
+std::vector<std::unique_ptr<VolumeState>> openVolumeStates(const ImageSource& current, const QString& imagePath, const std::vector<int>& stores,
                                                            const QString& tempFolder, bool replayLogs, QStringList* problems) {
     std::vector<std::unique_ptr<VolumeState>> states;
-    for (const int store : [&] {
-             std::vector<int> all{0};
-             all.insert(all.end(), stores.begin(), stores.end());
-             return all;
-         }()) {
-        QString why;
-        if (auto state = openState(imagePath, partition, store, tempFolder, replayLogs, &why)) states.push_back(std::move(state));
-        else problems->append(store == 0 ? why : QStringLiteral("shadow copy %1: %2").arg(store).arg(why));
+    if (!current.volume) {
+        problems->append(current.problem);
+        return states;
+    }
+    states.push_back(stateOf(current, replayLogs));
+    const auto servers = ImageServer::startEach(imagePath, current.summary().chosen, stores);
+    for (const auto& server : servers) {
+        ImageSource image = servedSource(server, imagePath, tempFolder);
+        if (image.volume) states.push_back(stateOf(std::move(image), replayLogs));
+        else problems->append(QStringLiteral("shadow copy %1: %2").arg(server->summary().store).arg(image.problem));
     }
     return states;
 }

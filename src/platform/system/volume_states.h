@@ -9,6 +9,7 @@
 #include <QString>
 #include <memory>
 #include <mutex>
+#include <map>
 #include <optional>
 #include <set>
 #include <vector>
@@ -39,13 +40,16 @@ public:
 
     // The paths touched since the last call, lower-cased (NTFS matches them so), each once.
     std::set<QString> takeTouched();
-    std::optional<ServedVolume::Identity> identity(const QString& windowsPath) const { return inner_->identity(windowsPath); }
+    // A path's identity (see ServedVolume::Identity), asked of the child once: the evidence does
+    // not change while it is examined. `path` as takeTouched gives it.
+    std::optional<ServedVolume::Identity> identity(const QString& path) const;
 
 private:
     void touch(const QString& windowsPath) const;
     std::shared_ptr<ServedVolume> inner_;
     mutable std::mutex mutex_;
     mutable std::set<QString> touched_;
+    mutable std::map<QString, std::optional<ServedVolume::Identity>> identities_;
 };
 
 struct VolumeState {
@@ -56,10 +60,11 @@ struct VolumeState {
     std::unique_ptr<VolumeSystem> system;
 };
 
-// The states: the current volume first, then the shadow copies `stores` names, each opened by a
-// reader child of its own. A state that cannot be opened is left out with the reason in
-// *problems (one line each).
-std::vector<std::unique_ptr<VolumeState>> openVolumeStates(const QString& imagePath, int partition, const std::vector<int>& stores,
+// The states: the current volume first (served by the child already serving it), then the
+// shadow copies `stores` names of the same partition, each served by a reader child of its own,
+// all started at once. A state that cannot be opened is left out with the reason in *problems
+// (one line each).
+std::vector<std::unique_ptr<VolumeState>> openVolumeStates(const ImageSource& current, const QString& imagePath, const std::vector<int>& stores,
                                                            const QString& tempFolder, bool replayLogs, QStringList* problems);
 
 // The shadow copies --snapshots names ("all", "none", or numbers "1,3"), checked against those the
