@@ -5,12 +5,13 @@
 #include <vector>
 
 #include "platform/contained/contained_run.h"
+#include "traces/record_body.h"
 
 namespace kestrova {
 namespace {
 
 // A frame is a record or a note:
-//   'R' provenance (five byte arrays), the number of values, then each value: kind, number, bytes
+//   'R' the record's body (record_body.h)
 //   'N' finding kind, what, why
 constexpr char kRecord = 'R';
 constexpr char kNote = 'N';
@@ -19,18 +20,14 @@ class FrameSink : public TraceSink {
 public:
     explicit FrameSink(FrameWriter& out) : out_(out) {}
     bool record(const TraceKind&, const Provenance& from, std::span<const Value> values) override {
-        QByteArray frame;
-        QDataStream s(&frame, QIODevice::WriteOnly);
-        s << qint8(kRecord) << from.user << from.browser << from.profile << from.source << from.part << quint32(values.size());
-        for (const Value& v : values) {
-            s << quint8(v.is) << qint64(v.number);
-            s.writeBytes(v.utf8.data(), static_cast<uint>(v.utf8.size()));
-        }
-        return out_.write(frame);
+        frame_.assign(1, kRecord);
+        appendRecordBody(frame_, from, values);
+        return out_.write(QByteArrayView(frame_.data(), static_cast<qsizetype>(frame_.size())));
     }
 
 private:
     FrameWriter& out_;
+    std::string frame_;  // reused from record to record
 };
 
 }  // namespace
@@ -38,6 +35,7 @@ private:
 void runContainedSource(TraceContext& context, TraceSink& sink, const QString& what,
                         const std::function<void(TraceContext&, TraceSink&)>& body) {
     if (context.stopped()) return;
+    std::vector<Value> values;
     const ContainedEnd end = runContained(
         [&](FrameWriter& out) {
             context.setNoteHook([&out](FindingKind kind, const QString& noteWhat, const QString& why) {
@@ -52,11 +50,11 @@ void runContainedSource(TraceContext& context, TraceSink& sink, const QString& w
             return 0;
         },
         [&](QByteArrayView frame) {
-            if (context.stopped()) return;
-            QDataStream s(frame.toByteArray());
-            qint8 type = 0;
-            s >> type;
+            if (context.stopped() || frame.isEmpty()) return;
+            const char type = frame[0];
             if (type == kNote) {
+                QDataStream s(frame.toByteArray());
+                s.skipRawData(1);
                 qint32 kind = 0;
                 QString noteWhat, why;
                 s >> kind >> noteWhat >> why;
@@ -65,21 +63,12 @@ void runContainedSource(TraceContext& context, TraceSink& sink, const QString& w
                 context.note(known ? static_cast<FindingKind>(kind) : FindingKind::Damaged, noteWhat, why);
                 return;
             }
+            if (type != kRecord || !context.kind) return;
+            // Decoded where the frame lies (a damaged body gives absent values, never a read
+            // outside it): the frame outlives the delivery.
             Provenance from;
-            quint32 count = 0;
-            s >> from.user >> from.browser >> from.profile >> from.source >> from.part >> count;
-            if (!context.kind || count != context.kind->fields.size()) return;
-            std::vector<QByteArray> texts(count);
-            std::vector<Value> values(count);
-            for (quint32 i = 0; i < count && s.status() == QDataStream::Ok; ++i) {
-                quint8 is = 0;
-                qint64 number = 0;
-                s >> is >> number >> texts[i];
-                values[i].is = static_cast<Value::Is>(is <= 2 ? is : 0);
-                values[i].number = number;
-                if (values[i].is == Value::Is::Text) values[i].utf8 = std::string_view(texts[i].constData(), static_cast<size_t>(texts[i].size()));
-            }
-            if (s.status() == QDataStream::Ok) context.deliver(sink, from, values);
+            decodeRecordBody(std::string_view(frame.data() + 1, static_cast<size_t>(frame.size() - 1)), *context.kind, from, values);
+            context.deliver(sink, from, values);
         });
     if (!end.completed) context.note(FindingKind::Damaged, what, QStringLiteral("its parser %1; what it read before is kept").arg(end.why));
 }

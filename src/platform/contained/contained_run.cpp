@@ -128,8 +128,12 @@ QString describeChildEnd(int status, int cpuSeconds) {
 }
 
 bool FrameWriter::write(QByteArrayView frame) {
+    // One write a frame: a parser that hands over many small records spends its time in the pipe.
     const auto size = static_cast<uint32_t>(frame.size());
-    return writeAll(fd_, reinterpret_cast<const char*>(&size), sizeof size) && writeAll(fd_, frame.data(), frame.size());
+    framed_.resize(sizeof size + static_cast<size_t>(frame.size()));
+    std::memcpy(framed_.data(), &size, sizeof size);
+    if (!frame.isEmpty()) std::memcpy(framed_.data() + sizeof size, frame.data(), static_cast<size_t>(frame.size()));
+    return writeAll(fd_, framed_.data(), static_cast<qsizetype>(framed_.size()));
 }
 
 ContainedEnd runContained(const std::function<int(FrameWriter&)>& child,

@@ -10,6 +10,7 @@
 #include <QByteArray>
 #include <QByteArrayView>
 #include <QString>
+#include <string>
 #include <QStringList>
 #include <functional>
 #include <vector>
@@ -34,6 +35,7 @@ public:
 
 private:
     int fd_;
+    std::string framed_;  // the frame with its size, reused
 };
 
 struct ContainedEnd {

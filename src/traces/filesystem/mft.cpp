@@ -8,7 +8,12 @@
 // not in the table, or whose entry was reused since (its sequence number moved on), is lost: the
 // path then starts at $OrphanFiles, as The Sleuth Kit writes it.
 #include <QFileDevice>
+#include <fcntl.h>
+#include <libbfio.h>
 #include <libfsntfs.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
 #include <memory>
 
 #include "traces/contained_source.h"
@@ -104,6 +109,45 @@ QString pathOf(const std::vector<Known>& known, const QString& name, uint64_t pa
     return QStringLiteral("C:\\$OrphanFiles\\") + name;
 }
 
+// The file mapped for reading; bytes nullptr when it cannot be (nothing is kept open then) or is
+// larger than kLargest: libfsntfs touches much of a table when it opens it, and a mapped page it
+// touched is the process's memory until it is let go.
+struct MappedFile {
+    static constexpr qint64 kLargest = qint64{512} << 20;
+    explicit MappedFile(const QByteArray& name) {
+        const int fd = ::open(name.constData(), O_RDONLY | O_CLOEXEC);
+        struct stat about {};
+        if (fd >= 0 && ::fstat(fd, &about) == 0 && S_ISREG(about.st_mode) && about.st_size > 0 && about.st_size <= kLargest) {
+            void* at = ::mmap(nullptr, static_cast<size_t>(about.st_size), PROT_READ, MAP_PRIVATE, fd, 0);
+            if (at != MAP_FAILED) {
+                bytes = static_cast<uint8_t*>(at);
+                size = static_cast<size_t>(about.st_size);
+            }
+        }
+        if (fd >= 0) ::close(fd);
+    }
+    ~MappedFile() {
+        if (bytes) ::munmap(bytes, size);
+    }
+    // Lets go of every page read so far (libfsntfs reads much of the table when it opens it).
+    void releaseAll() const {
+        if (bytes) ::madvise(bytes, size, MADV_DONTNEED);
+    }
+    // Lets go of the pages before entry `entry` (entries are at least 1 KiB): a pass reads the
+    // table front to back, and the pages read stay the process's otherwise, a table's worth.
+    void passed(uint64_t entry) const {
+        constexpr uint64_t kSmallestEntry = 1024, kEvery = 4096;
+        if (!bytes || entry % kEvery != 0) return;
+        const auto page = static_cast<uint64_t>(::sysconf(_SC_PAGESIZE));
+        const uint64_t upTo = std::min<uint64_t>(entry * kSmallestEntry, size) / page * page;
+        if (upTo > 0) ::madvise(bytes, static_cast<size_t>(upTo), MADV_DONTNEED);
+    }
+    MappedFile(const MappedFile&) = delete;
+    MappedFile& operator=(const MappedFile&) = delete;
+    uint8_t* bytes = nullptr;
+    size_t size = 0;
+};
+
 void readMft(TraceContext& context, TraceSink& sink, const QByteArray& name, const QString& path) {
     const QString what = QStringLiteral("MFT ") + path;
     libfsntfs_mft_metadata_file_t* raw = nullptr;
@@ -112,7 +156,20 @@ void readMft(TraceContext& context, TraceSink& sink, const QByteArray& name, con
         context.note(FindingKind::Unreadable, what, errorText(&error));
         return;
     }
-    if (libfsntfs_mft_metadata_file_open(raw, name.constData(), LIBFSNTFS_OPEN_READ, &error) != 1) {
+    // Read from memory where the table can be mapped: libfsntfs reads an entry at a time, and
+    // a read of the file each costs more than the entry's parsing.
+    const MappedFile mapped(name);
+    libbfio_handle_t* memory = nullptr;
+    if (mapped.bytes && (libbfio_memory_range_initialize(&memory, nullptr) != 1 ||
+                         libbfio_memory_range_set(memory, mapped.bytes, mapped.size, nullptr) != 1)) {
+        if (memory) libbfio_handle_free(&memory, nullptr);
+    }
+    const std::unique_ptr<libbfio_handle_t, void (*)(libbfio_handle_t*)> ownedMemory(memory, [](libbfio_handle_t* h) {
+        if (h) libbfio_handle_free(&h, nullptr);
+    });
+    const int opened = memory ? libfsntfs_mft_metadata_file_open_file_io_handle(raw, memory, LIBFSNTFS_OPEN_READ, &error)
+                              : libfsntfs_mft_metadata_file_open(raw, name.constData(), LIBFSNTFS_OPEN_READ, &error);
+    if (opened != 1) {
         context.note(FindingKind::Damaged, what, QStringLiteral("not an MFT libfsntfs reads (%1)").arg(errorText(&error)));
         libfsntfs_mft_metadata_file_free(&raw, nullptr);
         return;
@@ -125,6 +182,7 @@ void readMft(TraceContext& context, TraceSink& sink, const QByteArray& name, con
         context.note(FindingKind::Damaged, what, QStringLiteral("its entries cannot be counted (%1)").arg(errorText(&error)));
         return;
     }
+    mapped.releaseAll();
     const auto entryAt = [&](uint64_t i, QString* why) -> FileEntry {
         libfsntfs_file_entry_t* raw = nullptr;
         libfsntfs_error_t* e = nullptr;
@@ -138,6 +196,7 @@ void readMft(TraceContext& context, TraceSink& sink, const QByteArray& name, con
     // First pass: names and parents.
     std::vector<Known> known(count);
     for (uint64_t i = 0; i < count && !context.stopped(); ++i) {
+        mapped.passed(i);
         const FileEntry entry = entryAt(i, nullptr);
         if (!entry || libfsntfs_file_entry_is_empty(entry.get(), nullptr) == 1) continue;
         int streams = 0;
@@ -152,6 +211,7 @@ void readMft(TraceContext& context, TraceSink& sink, const QByteArray& name, con
     qint64 lost = 0;
     QString firstLost;
     for (uint64_t i = 0; i < count && !context.stopped(); ++i) {
+        mapped.passed(i);
         QString why;
         const FileEntry entry = entryAt(i, &why);
         if (!entry) {
