@@ -26,9 +26,8 @@
 
 namespace kestrova {
 
-// The most states one reading merges: the current volume and 64 shadow copies (as many as
-// Windows keeps of a volume).
-constexpr size_t kMostStates = 65;
+// The most states one reading merges: the current volume and its shadow copies.
+constexpr size_t kMostStates = kMostStores + 1;
 
 class StateMerge : public TraceSink {
 public:

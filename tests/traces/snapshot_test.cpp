@@ -86,6 +86,23 @@ TEST(StateMerge, RecordsKeptOnDiskComeBackInTheOrderRead) {
     }
 }
 
+TEST(StateMerge, TheShadowCopiesNamedAreCheckedAgainstThoseTheVolumeHas) {
+    std::vector<ShadowStore> stores(3);
+    for (int i = 0; i < 3; ++i) stores[static_cast<size_t>(i)].number = i + 1;
+    QString why;
+    EXPECT_EQ(chosenStores("all", stores, &why), (std::vector<int>{1, 2, 3}));
+    EXPECT_EQ(chosenStores("none", stores, &why), std::vector<int>{});
+    EXPECT_EQ(chosenStores("3,1,3", stores, &why), (std::vector<int>{3, 1}));
+    EXPECT_FALSE(chosenStores("4", stores, &why));
+    EXPECT_FALSE(chosenStores("1-2", stores, &why));
+    EXPECT_TRUE(why.contains("not \"1-2\"")) << why.toStdString();
+    // A crafted catalog may list more stores than a merge can tell apart.
+    std::vector<ShadowStore> many(kMostStores + 1);
+    for (size_t i = 0; i < many.size(); ++i) many[i].number = static_cast<int>(i + 1);
+    EXPECT_FALSE(chosenStores("all", many, &why));
+    EXPECT_TRUE(why.contains("at most 64")) << why.toStdString();
+}
+
 // --- the real shadow-copy volume -------------------------------------------------------------------
 
 // The volume's stores as vshadowinfo lists them: "identifier" and "creation time" by store.

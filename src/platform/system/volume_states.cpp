@@ -70,8 +70,14 @@ std::vector<std::unique_ptr<VolumeState>> openVolumeStates(const ImageSource& cu
 std::optional<std::vector<int>> chosenStores(const QString& text, const std::vector<ShadowStore>& stores, QString* why) {
     std::vector<int> chosen;
     if (text.isEmpty() || text == QLatin1String("none")) return chosen;
+    const auto tooMany = [&] {
+        if (chosen.size() <= kMostStores) return false;
+        *why = QStringLiteral("--snapshots reads at most %1 shadow copies at once; name them (1,2,...)").arg(kMostStores);
+        return true;
+    };
     if (text == QLatin1String("all")) {
         for (const ShadowStore& s : stores) chosen.push_back(s.number);
+        if (tooMany()) return std::nullopt;
         return chosen;
     }
     for (const QString& part : text.split(QLatin1Char(','))) {
@@ -88,6 +94,7 @@ std::optional<std::vector<int>> chosenStores(const QString& text, const std::vec
         }
         if (std::find(chosen.begin(), chosen.end(), n) == chosen.end()) chosen.push_back(n);
     }
+    if (tooMany()) return std::nullopt;
     return chosen;
 }
 

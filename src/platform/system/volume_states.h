@@ -67,6 +67,9 @@ struct VolumeState {
 std::vector<std::unique_ptr<VolumeState>> openVolumeStates(const ImageSource& current, const QString& imagePath, const std::vector<int>& stores,
                                                            const QString& tempFolder, bool replayLogs, QStringList* problems);
 
+// The most shadow copies read at once: as many as Windows keeps of a volume.
+constexpr size_t kMostStores = 64;
+
 // The shadow copies --snapshots names ("all", "none", or numbers "1,3"), checked against those the
 // volume has; nullopt with the reason when it names one the volume lacks or is no such list.
 std::optional<std::vector<int>> chosenStores(const QString& text, const std::vector<ShadowStore>& stores, QString* why);
