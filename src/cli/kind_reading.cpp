@@ -34,7 +34,7 @@ bool KindReading::chooseStates(const QString& snapshots, QString* why) {
     QStringList problems;
     states_ = openVolumeStates(*env_.image, env_.source.image, *stores, env_.privateTemp.path(), env_.replayLogs, &problems);
     for (const QString& problem : problems) std::fprintf(stderr, "kestrova-cli: %s\n", qPrintable(problem));
-    if (states_.empty() || states_.front()->store != 0) {
+    if (states_.empty()) {
         *why = QStringLiteral("the volume cannot be read again beside its shadow copies");
         return false;
     }

@@ -61,12 +61,8 @@ bool StateMerge::flush(TraceSink& out) {
     if (!why_.isEmpty()) return false;
     if (!kind_) return true;
     // The records waiting: those in the file first (they came first), then the buffer's.
-    std::string file;
-    if (waiting_) {
-        waiting_->seek(0);
-        // Read back piece by piece: the file may be larger than memory should hold.
-        file.reserve(kSpillBuffer);
-    }
+    // Read back piece by piece: the file may be larger than memory should hold.
+    if (waiting_) waiting_->seek(0);
     Provenance from;
     std::vector<Value> values;
     std::string pending;

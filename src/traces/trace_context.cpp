@@ -215,7 +215,6 @@ std::shared_ptr<HiveFile> TraceContext::hive(const QString& windowsPath) {
         return it->second;
     }
     std::shared_ptr<HiveFile>& slot = hives_[key];
-    hivePaths_[key] = windowsPath;
     hiveFiles_[key] = {windowsPath};
     const QString label = QStringLiteral("hive");
     if (!exists(windowsPath)) return slot;
@@ -255,7 +254,8 @@ void TraceContext::reportHiveLosses() {
         if (!hive) continue;
         const QStringList losses = hive->takeLosses();
         if (losses.isEmpty()) continue;
-        const QString path = hivePaths_.value(key, key);
+        const QStringList files = hiveFiles_.value(key);
+        const QString path = files.isEmpty() ? key : files.front();
         for (const QString& loss : losses) note(FindingKind::Damaged, QStringLiteral("hive ") + path, loss);
     }
 }

@@ -113,8 +113,8 @@ private:
     std::optional<std::vector<UserProfile>> users_;
     std::optional<std::vector<BrowserProfile>> browsers_;
     std::map<QString, std::shared_ptr<HiveFile>> hives_;  // by lower-cased path; nullptr: none
-    QMap<QString, QString> hivePaths_;                    // the path each was asked for, as spelt
-    QMap<QString, QStringList> hiveFiles_;                // the files each was read from (its logs too)
+    // The files each was read from: the path as it was asked for, then its logs.
+    QMap<QString, QStringList> hiveFiles_;
     std::function<void(FindingKind, const QString&, const QString&)> noteHook_;
 };
 

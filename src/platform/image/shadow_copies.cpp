@@ -1,7 +1,6 @@
 #include "platform/image/shadow_copies.h"
 
-#include <QUuid>
-
+#include "core/common/byte_view.h"
 #include "platform/image/range_io.h"
 
 namespace kestrova {
@@ -14,12 +13,6 @@ QString vshadowError(libvshadow_error_t* error) {
     libvshadow_error_sprint(error, text, sizeof text);
     libvshadow_error_free(&error);
     return QString::fromLocal8Bit(text).trimmed().section(QLatin1Char('\n'), -1).trimmed();
-}
-
-QString guidText(const uint8_t* g) {
-    const QUuid id(uint32_t(g[0]) | uint32_t(g[1]) << 8 | uint32_t(g[2]) << 16 | uint32_t(g[3]) << 24, uint16_t(g[4] | g[5] << 8),
-                   uint16_t(g[6] | g[7] << 8), g[8], g[9], g[10], g[11], g[12], g[13], g[14], g[15]);
-    return id.toString(QUuid::WithBraces).toUpper();
 }
 
 // The block size of a store's data: what libvshadow counts its blocks in.
@@ -59,13 +52,14 @@ std::shared_ptr<ShadowCopies> ShadowCopies::open(std::shared_ptr<const DiskImage
         *why = QStringLiteral("its shadow copies cannot be read: %1").arg(vshadowError(error));
         return copies;
     }
-    // A volume without a shadow copy catalog is not an error: it has no earlier states.
-    const int opened = libvshadow_volume_open_file_io_handle(copies->volume_, copies->io_, LIBVSHADOW_OPEN_READ, &error);
-    if (opened != 1) {
-        const QString reason = vshadowError(error);
-        if (!reason.contains(QLatin1String("signature"), Qt::CaseInsensitive)) {
-            *why = QStringLiteral("its shadow copies cannot be read: %1").arg(reason);
-        }
+    // A volume without the shadow copy header is not an error: it has no earlier states.
+    const int marked = libvshadow_check_volume_signature_file_io_handle(copies->io_, &error);
+    if (marked != 1) {
+        if (marked < 0) *why = QStringLiteral("its shadow copies cannot be read: %1").arg(vshadowError(error));
+        return copies;
+    }
+    if (libvshadow_volume_open_file_io_handle(copies->volume_, copies->io_, LIBVSHADOW_OPEN_READ, &error) != 1) {
+        *why = QStringLiteral("its shadow copies cannot be read: %1").arg(vshadowError(error));
         return copies;
     }
     copies->opened_ = true;
@@ -85,7 +79,7 @@ std::shared_ptr<ShadowCopies> ShadowCopies::open(std::shared_ptr<const DiskImage
         ShadowStore about;
         about.number = i + 1;
         uint8_t guid[16] = {};
-        if (libvshadow_store_get_identifier(store, guid, sizeof guid, nullptr) == 1) about.identifier = guidText(guid);
+        if (libvshadow_store_get_identifier(store, guid, sizeof guid, nullptr) == 1) about.identifier = ByteView(guid, sizeof guid).guidText(0);
         uint64_t filetime = 0;
         if (libvshadow_store_get_creation_time(store, &filetime, nullptr) == 1) about.created = utc::fromFileTime(filetime);
         size64_t volumeSize = 0;
