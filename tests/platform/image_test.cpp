@@ -380,39 +380,43 @@ TEST_F(WindowsImages, AReaderThatDiesLeavesTheProgramRunningAndSaysWhy) {
     EXPECT_FALSE(image.volume->exists("C:\\Users"));
 }
 
-}  // namespace
-}  // namespace kestrova
-
-namespace kestrova {
-namespace {
-
-// The `file` kind reads an image's NTFS times: the same modification times as the mounted
-// volume shows, and the creation times a folder tree may not have.
-TEST_F(WindowsImages, EvidenceFilesKeepTheirNtfsTimesInAnImage) {
+// A file's alternate data streams are files of their own to the readers: "C:\\file:stream" (the
+// change journal is $Extend\\$UsnJrnl:$J). ntfs-3g writes a stream through an extended attribute.
+TEST(ImageStreams, AStreamIsReadByItsNameBesideTheFilesOwnContent) {
+    const QString missing = test::ntfsUnavailable();
+    if (!missing.isEmpty()) GTEST_SKIP() << missing.toStdString();
+    QTemporaryDir dir;
+    const QString image = dir.filePath("volume.ntfs");
     QString error;
-    test::NtfsMount mount(dir_.filePath("windows.ntfs"), true, &error);
-    ASSERT_TRUE(mount.mounted()) << error.toStdString();
-    const auto times = [](const QByteArray& csv) {
-        std::map<QString, QStringList> byPath;  // path -> created, modified
-        const QList<QByteArray> lines = csv.split('\n');
-        for (qsizetype i = 1; i < lines.size(); ++i) {
-            const QStringList f = QString::fromUtf8(lines[i]).split(',');
-            if (f.size() >= 7) byPath[f[1]] = {f[3], f[4]};
-        }
-        return byPath;
-    };
-    const CliRun folder = cli({"--root", mount.path(), "traces", "file", "--format", "csv"});
-    const CliRun image = cli({"--image", dir_.filePath("windows.ntfs"), "traces", "file", "--format", "csv"});
-    ASSERT_EQ(image.exitCode, 0) << image.err.toStdString();
-    const auto fromFolder = times(folder.out), fromImage = times(image.out);
-    ASSERT_GE(fromImage.size(), 3u);  // the hives at least
-    EXPECT_EQ(fromImage.size(), fromFolder.size());
-    for (const auto& [path, t] : fromImage) {
-        SCOPED_TRACE(path.toStdString());
-        EXPECT_FALSE(t[0].isEmpty()) << "NTFS keeps a creation time";
-        ASSERT_TRUE(fromFolder.count(path));
-        EXPECT_EQ(t[1], fromFolder.at(path)[1]);
+    ASSERT_TRUE(test::makeNtfs(image, QString(), 16 << 20, "Data", &error)) << error.toStdString();
+    const QByteArray zone = "[ZoneTransfer]\r\nZoneId=3\r\n";
+    QByteArray big(40000, '\0');
+    for (int i = 0; i < big.size(); i += 7) big[i] = char(i % 251);
+    {
+        test::NtfsMount mount(image, false, &error);
+        ASSERT_TRUE(mount.mounted()) << error.toStdString();
+        QFile file(mount.path() + "/setup.exe");
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write("MZ program");
+        file.close();
+        const QByteArray path = QFile::encodeName(file.fileName());
+        ASSERT_EQ(::setxattr(path.constData(), "user.Zone.Identifier", zone.constData(), static_cast<size_t>(zone.size()), 0), 0);
+        ASSERT_EQ(::setxattr(path.constData(), "user.$J", big.constData(), static_cast<size_t>(big.size()), 0), 0);
     }
+    const ImageSource source = openImageSource(image, 1, dir.path());
+    ASSERT_TRUE(source.volume) << source.problem.toStdString();
+    const auto content = [&](const QString& path) {
+        const auto file = source.volume->openFile(path, "file", nullptr);
+        return file ? file->readAll() : QByteArray("(none)");
+    };
+    EXPECT_EQ(content("C:\\setup.exe"), "MZ program");
+    EXPECT_EQ(content("C:\\SETUP.EXE:zone.identifier"), zone);
+    EXPECT_EQ(content("C:\\setup.exe:Zone.Identifier:$DATA"), zone);
+    EXPECT_EQ(source.volume->fileSize("C:\\setup.exe:$J"), big.size());
+    EXPECT_EQ(content("C:\\setup.exe:$J"), big);  // a non-resident stream, read by its runs
+    EXPECT_EQ(content("C:\\setup.exe"), "MZ program");  // not mistaken for a stream taken out before
+    EXPECT_FALSE(source.volume->exists("C:\\setup.exe:nothing"));
+    EXPECT_TRUE(source.volume->exists("C:\\setup.exe:$J"));
 }
 
 }  // namespace

@@ -10,6 +10,7 @@
 #include <libbfio.h>
 #include <libfsntfs.h>
 #include <unistd.h>
+#include <unordered_map>
 
 #include "core/common/text.h"
 #include "platform/image/range_io.h"
@@ -40,6 +41,45 @@ QString nameOf(libfsntfs_file_entry_t* entry) {
 }
 
 bool isFolder(libfsntfs_file_entry_t* entry) { return libfsntfs_file_entry_has_directory_entries_index(entry, nullptr) == 1; }
+
+struct StreamFree {
+    void operator()(libfsntfs_data_stream_t* stream) const { libfsntfs_data_stream_free(&stream, nullptr); }
+};
+using Stream = std::unique_ptr<libfsntfs_data_stream_t, StreamFree>;
+
+// A file's content: its unnamed $DATA, or one of its alternate data streams. libfsntfs serves
+// both with the same calls under other names.
+struct Content {
+    libfsntfs_file_entry_t* entry = nullptr;
+    libfsntfs_data_stream_t* stream = nullptr;  // nullptr: the entry's own content
+
+    bool size(size64_t* out) const {
+        return (stream ? libfsntfs_data_stream_get_size(stream, out, nullptr) : libfsntfs_file_entry_get_size(entry, out, nullptr)) == 1;
+    }
+    bool extents(int* count) const {
+        return (stream ? libfsntfs_data_stream_get_number_of_extents(stream, count, nullptr)
+                       : libfsntfs_file_entry_get_number_of_extents(entry, count, nullptr)) == 1;
+    }
+    bool extent(int i, off64_t* offset, size64_t* length, uint32_t* flags) const {
+        return (stream ? libfsntfs_data_stream_get_extent_by_index(stream, i, offset, length, flags, nullptr)
+                       : libfsntfs_file_entry_get_extent_by_index(entry, i, offset, length, flags, nullptr)) == 1;
+    }
+    ssize_t read(uint8_t* buffer, size_t size, off64_t at) const {
+        return stream ? libfsntfs_data_stream_read_buffer_at_offset(stream, buffer, size, at, nullptr)
+                      : libfsntfs_file_entry_read_buffer_at_offset(entry, buffer, size, at, nullptr);
+    }
+};
+
+// "C:\$Extend\$UsnJrnl:$J": the file's path and the name of its stream ("" for its content).
+// A stream's type may follow its name (":$J:$DATA"); $DATA is the only type with content.
+std::pair<QString, QString> splitStream(const QString& windowsPath) {
+    const qsizetype name = windowsPath.lastIndexOf(QLatin1Char('\\'));
+    const qsizetype colon = name < 0 ? -1 : windowsPath.indexOf(QLatin1Char(':'), name);
+    if (colon < 0) return {windowsPath, QString()};
+    QString stream = windowsPath.mid(colon + 1);
+    if (stream.endsWith(QLatin1String(":$DATA"), Qt::CaseInsensitive)) stream.chop(6);
+    return {windowsPath.left(colon), stream};
+}
 
 QStringList components(QString path) {
     if (path.size() >= 2 && path[1] == QLatin1Char(':')) {
@@ -108,24 +148,49 @@ public:
         return findLocked(windowsPath);
     }
 
+    // A file, or one of its streams ("C:\\$Extend\\$UsnJrnl:$J"); entry nullptr when there is none.
+    struct Target {
+        Entry entry;
+        Stream stream;
+        QString streamName;
+        Content content() const { return {entry.get(), stream.get()}; }
+    };
+    Target findTarget(const QString& windowsPath) const {
+        const auto [path, streamName] = splitStream(windowsPath);
+        const std::lock_guard lock(mutex_);
+        Target target{findLocked(path), nullptr, streamName};
+        if (!target.entry || streamName.isEmpty()) return target;
+        libfsntfs_data_stream_t* raw = nullptr;
+        if (libfsntfs_file_entry_get_alternate_data_stream_by_utf16_name(target.entry.get(), reinterpret_cast<const uint16_t*>(streamName.utf16()),
+                                                                         static_cast<size_t>(streamName.size()), &raw, nullptr) == 1) {
+            target.stream.reset(raw);
+            return target;
+        }
+        // Stream names are matched without regard to case, as files' are.
+        int count = 0;
+        libfsntfs_file_entry_get_number_of_alternate_data_streams(target.entry.get(), &count, nullptr);
+        for (int i = 0; i < count && !target.stream; ++i) {
+            raw = nullptr;
+            if (libfsntfs_file_entry_get_alternate_data_stream_by_index(target.entry.get(), i, &raw, nullptr) != 1) continue;
+            Stream candidate(raw);
+            size_t size = 0;
+            if (libfsntfs_data_stream_get_utf16_name_size(raw, &size, nullptr) != 1 || size == 0) continue;
+            std::vector<uint16_t> units(size);
+            if (libfsntfs_data_stream_get_utf16_name(raw, units.data(), size, nullptr) != 1) continue;
+            const QString name(reinterpret_cast<const QChar*>(units.data()), static_cast<qsizetype>(size - 1));
+            if (name.compare(streamName, Qt::CaseInsensitive) == 0) target.stream = std::move(candidate);
+        }
+        if (!target.stream) target.entry.reset();
+        return target;
+    }
+
     std::vector<DirEntry> list(const QString& windowsFolder, bool* found) const {
         const std::lock_guard lock(mutex_);
         std::vector<DirEntry> entries;
         const Entry folder = findLocked(windowsFolder);
         *found = folder && isFolder(folder.get());
         if (!*found) return entries;
-        int count = 0;
-        libfsntfs_file_entry_get_number_of_sub_file_entries(folder.get(), &count, nullptr);
-        for (int i = 0; i < count; ++i) {
-            libfsntfs_file_entry_t* raw = nullptr;
-            if (libfsntfs_file_entry_get_sub_file_entry_by_index(folder.get(), i, &raw, nullptr) != 1) continue;
-            const Entry child(raw);
-            uint32_t attributes = 0;
-            libfsntfs_file_entry_get_file_attribute_flags(child.get(), &attributes, nullptr);
-            // The directory bit NTFS keeps in a folder's $FILE_NAME (0x10000000) is Windows' 16.
-            if (isFolder(child.get())) attributes = (attributes & ~0x10000000u) | fileattr::Directory;
-            entries.push_back({nameOf(child.get()), attributes});
-        }
+        for (const Child& child : childrenLocked(folder.get())) entries.push_back({child.name, child.attributes});
         return entries;
     }
 
@@ -140,15 +205,15 @@ public:
     // runs of clusters is read run by run straight from the disk in large pieces (libfsntfs would
     // read it a cluster at a time); sparse runs stay holes. Resident and compressed data are read
     // through libfsntfs.
-    bool copy(libfsntfs_file_entry_t* entry, int fd) const {
+    bool copy(const Content& content, int fd) const {
         const std::lock_guard lock(mutex_);
         size64_t size = 0;
-        if (libfsntfs_file_entry_get_size(entry, &size, nullptr) != 1) return false;
-        if (copyRuns(entry, size, fd)) return true;
+        if (!content.size(&size)) return false;
+        if (copyRuns(content, size, fd)) return true;
         std::vector<uint8_t> buffer(4 << 20);
         for (uint64_t at = 0; at < size;) {
             const size_t want = static_cast<size_t>(std::min<uint64_t>(buffer.size(), size - at));
-            const ssize_t got = libfsntfs_file_entry_read_buffer_at_offset(entry, buffer.data(), want, static_cast<off64_t>(at), nullptr);
+            const ssize_t got = content.read(buffer.data(), want, static_cast<off64_t>(at));
             if (got <= 0) return false;
             if (::pwrite(fd, buffer.data(), static_cast<size_t>(got), static_cast<off_t>(at)) != got) return false;
             at += static_cast<uint64_t>(got);
@@ -163,16 +228,16 @@ private:
     };
     // The file's data runs, covering its size; nullopt where it is not stored in plain or sparse
     // runs (resident, compressed) or a run lies outside the partition.
-    std::optional<std::vector<Run>> runsOf(libfsntfs_file_entry_t* entry, uint64_t size) const {
+    std::optional<std::vector<Run>> runsOf(const Content& content, uint64_t size) const {
         int count = 0;
-        if (size == 0 || libfsntfs_file_entry_get_number_of_extents(entry, &count, nullptr) != 1 || count <= 0) return std::nullopt;
+        if (size == 0 || !content.extents(&count) || count <= 0) return std::nullopt;
         std::vector<Run> runs;
         uint64_t covered = 0;
         for (int i = 0; i < count; ++i) {
             off64_t offset = 0;
             size64_t length = 0;
             uint32_t flags = 0;
-            if (libfsntfs_file_entry_get_extent_by_index(entry, i, &offset, &length, &flags, nullptr) != 1) return std::nullopt;
+            if (!content.extent(i, &offset, &length, &flags)) return std::nullopt;
             if (flags & LIBFSNTFS_EXTENT_FLAG_IS_COMPRESSED) return std::nullopt;
             const bool sparse = flags & LIBFSNTFS_EXTENT_FLAG_IS_SPARSE;
             if (!sparse && (offset < 0 || static_cast<uint64_t>(offset) + length > size_)) return std::nullopt;
@@ -185,12 +250,12 @@ private:
 
 public:
     // Where the file lies in the image file, for reading in place.
-    std::optional<PlainFile> plain(libfsntfs_file_entry_t* entry) const {
+    std::optional<PlainFile> plain(const Content& content) const {
         const std::lock_guard lock(mutex_);
         const QString image = disk_->plainFile();
         size64_t size = 0;
-        if (image.isEmpty() || libfsntfs_file_entry_get_size(entry, &size, nullptr) != 1) return std::nullopt;
-        const auto runs = runsOf(entry, size);
+        if (image.isEmpty() || !content.size(&size)) return std::nullopt;
+        const auto runs = runsOf(content, size);
         if (!runs) return std::nullopt;
         PlainFile file{image, size, {}};
         uint64_t logical = 0;
@@ -205,8 +270,8 @@ public:
 
 private:
     // The copy by runs; false (nothing said) where it does not apply and libfsntfs must read.
-    bool copyRuns(libfsntfs_file_entry_t* entry, uint64_t size, int fd) const {
-        const auto runs = runsOf(entry, size);
+    bool copyRuns(const Content& content, uint64_t size, int fd) const {
+        const auto runs = runsOf(content, size);
         if (!runs) return false;
         std::vector<char> buffer(4 << 20);
         uint64_t logical = 0;
@@ -237,21 +302,51 @@ private:
         if (libfsntfs_volume_get_root_directory(volume_, &raw, nullptr) != 1) return nullptr;
         Entry current(raw);
         for (const QString& part : parts) {
-            int count = 0;
-            libfsntfs_file_entry_get_number_of_sub_file_entries(current.get(), &count, nullptr);
-            Entry next;
-            for (int i = 0; i < count && !next; ++i) {
-                libfsntfs_file_entry_t* child = nullptr;
-                if (libfsntfs_file_entry_get_sub_file_entry_by_index(current.get(), i, &child, nullptr) != 1) continue;
-                Entry candidate(child);
-                if (nameOf(candidate.get()).compare(part, Qt::CaseInsensitive) == 0) next = std::move(candidate);
-            }
-            if (!next) return nullptr;
-            current = std::move(next);
+            const std::vector<Child>& children = childrenLocked(current.get());
+            const auto match = std::find_if(children.begin(), children.end(), [&](const Child& c) { return c.name.compare(part, Qt::CaseInsensitive) == 0; });
+            libfsntfs_file_entry_t* next = nullptr;
+            if (match == children.end() || libfsntfs_volume_get_file_entry_by_index(volume_, match->entry, &next, nullptr) != 1) return nullptr;
+            current = Entry(next);
         }
         return current;
     }
 
+    // A folder's children, learnt once: libfsntfs reads the whole index of every child folder it
+    // hands over, so a folder of many folders costs seconds to walk, and lookups by another
+    // spelling, or of names that are not there, walk their parents again and again.
+    struct Child {
+        QString name;
+        uint32_t attributes = 0;
+        uint64_t entry = 0;  // its MFT entry number
+    };
+    const std::vector<Child>& childrenLocked(libfsntfs_file_entry_t* folder) const {
+        const uint64_t key = referenceOf(folder);
+        if (const auto known = listings_.find(key); known != listings_.end()) return known->second;
+        std::vector<Child> children;
+        int count = 0;
+        libfsntfs_file_entry_get_number_of_sub_file_entries(folder, &count, nullptr);
+        for (int i = 0; i < count; ++i) {
+            libfsntfs_file_entry_t* raw = nullptr;
+            if (libfsntfs_file_entry_get_sub_file_entry_by_index(folder, i, &raw, nullptr) != 1) continue;
+            const Entry child(raw);
+            uint32_t attributes = 0;
+            libfsntfs_file_entry_get_file_attribute_flags(child.get(), &attributes, nullptr);
+            // The directory bit NTFS keeps in a folder's $FILE_NAME (0x10000000) is Windows' 16.
+            if (isFolder(child.get())) attributes = (attributes & ~0x10000000u) | fileattr::Directory;
+            children.push_back({nameOf(child.get()), attributes, referenceOf(child.get()) & 0xFFFFFFFFFFFFull});
+        }
+        // Bounded: a walk of a whole large volume lets go of what it learnt and starts again.
+        cachedChildren_ += children.size();
+        if (cachedChildren_ > kMostCachedChildren) {
+            listings_.clear();
+            cachedChildren_ = children.size();
+        }
+        return listings_.emplace(key, std::move(children)).first->second;
+    }
+
+    static constexpr size_t kMostCachedChildren = size_t{1} << 20;
+    mutable std::unordered_map<uint64_t, std::vector<Child>> listings_;  // by the folder's MFT reference
+    mutable size_t cachedChildren_ = 0;
     mutable std::mutex mutex_;
     std::shared_ptr<const DiskImage> disk_;  // the partition's bytes, for copies by runs
     uint64_t offset_ = 0;
@@ -299,34 +394,41 @@ bool ImageVolume::holdsWindows() const {
 }
 
 std::optional<quint64> ImageVolume::referenceOf(const QString& windowsPath, bool* folder, quint64* size, FileTimes* times) const {
-    const Entry entry = ntfs_->find(windowsPath);
-    if (!entry) return std::nullopt;
-    *folder = isFolder(entry.get());
+    const NtfsReader::Target target = ntfs_->findTarget(windowsPath);
+    if (!target.entry) return std::nullopt;
+    libfsntfs_file_entry_t* entry = target.entry.get();
+    *folder = !target.stream && isFolder(entry);
     size64_t bytes = 0;
-    libfsntfs_file_entry_get_size(entry.get(), &bytes, nullptr);
+    target.content().size(&bytes);
     *size = bytes;
     if (times) {
         // $STANDARD_INFORMATION's four times, the ones Windows shows and updates.
         uint64_t t = 0;
-        if (libfsntfs_file_entry_get_creation_time(entry.get(), &t, nullptr) == 1) times->created = static_cast<int64_t>(t);
-        if (libfsntfs_file_entry_get_modification_time(entry.get(), &t, nullptr) == 1) times->modified = static_cast<int64_t>(t);
-        if (libfsntfs_file_entry_get_access_time(entry.get(), &t, nullptr) == 1) times->accessed = static_cast<int64_t>(t);
-        if (libfsntfs_file_entry_get_entry_modification_time(entry.get(), &t, nullptr) == 1) times->changed = static_cast<int64_t>(t);
+        if (libfsntfs_file_entry_get_creation_time(entry, &t, nullptr) == 1) times->created = static_cast<int64_t>(t);
+        if (libfsntfs_file_entry_get_modification_time(entry, &t, nullptr) == 1) times->modified = static_cast<int64_t>(t);
+        if (libfsntfs_file_entry_get_access_time(entry, &t, nullptr) == 1) times->accessed = static_cast<int64_t>(t);
+        if (libfsntfs_file_entry_get_entry_modification_time(entry, &t, nullptr) == 1) times->changed = static_cast<int64_t>(t);
     }
-    return NtfsReader::referenceOf(entry.get());
+    const uint64_t reference = NtfsReader::referenceOf(entry);
+    if (!target.stream) return reference;
+    // A stream is a file of its own to those who take files out by reference: its reference is
+    // the file's, marked (the top bit) and mixed with its name's hash, so that it is told apart
+    // from the file's content and from its other streams.
+    const uint64_t name = qHash(target.streamName.toLower());
+    return reference ^ (uint64_t{1} << 63) ^ ((name & 0x7FFFFFFFu) << 32);
 }
 
 std::vector<DirEntry> ImageVolume::listFolder(const QString& windowsPath, bool* found) const { return ntfs_->list(windowsPath, found); }
 
 std::optional<PlainFile> ImageVolume::plainFile(const QString& windowsPath) const {
-    const Entry entry = ntfs_->find(windowsPath);
-    if (!entry || isFolder(entry.get())) return std::nullopt;
-    return ntfs_->plain(entry.get());
+    const NtfsReader::Target target = ntfs_->findTarget(windowsPath);
+    if (!target.entry || (!target.stream && isFolder(target.entry.get()))) return std::nullopt;
+    return ntfs_->plain(target.content());
 }
 
 bool ImageVolume::copyTo(const QString& windowsPath, int fd) const {
-    const Entry entry = ntfs_->find(windowsPath);
-    return entry && !isFolder(entry.get()) && ntfs_->copy(entry.get(), fd);
+    const NtfsReader::Target target = ntfs_->findTarget(windowsPath);
+    return target.entry && (target.stream || !isFolder(target.entry.get())) && ntfs_->copy(target.content(), fd);
 }
 
 ServedVolume::ServedVolume(std::shared_ptr<ImageServer> server, QString description, QString tempFolder)
