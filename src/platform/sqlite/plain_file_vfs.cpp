@@ -1,52 +1,18 @@
 #include "platform/sqlite/plain_file_vfs.h"
 
 #include <QByteArray>
-#include <algorithm>
 #include <atomic>
 #include <cstring>
-#include <fcntl.h>
 #include <map>
 #include <memory>
 #include <mutex>
-#include <sys/stat.h>
-#include <unistd.h>
-#include <vector>
 
-#include "core/common/text.h"
+#include "platform/volume/plain_file_reader.h"
 
 namespace kestrova {
 namespace {
 
-// One database: the image file and where each piece of the database lies in it.
-struct Pieces {
-    int fd = -1;
-    quint64 size = 0;
-    std::vector<quint64> starts;  // each run's first byte in the database
-    std::vector<std::pair<qint64, quint64>> runs;
-    ~Pieces() {
-        if (fd >= 0) ::close(fd);
-    }
-    // Reads the database's bytes at offset; false past its end.
-    bool read(void* buffer, size_t amount, quint64 offset) const {
-        auto* into = static_cast<char*>(buffer);
-        while (amount > 0) {
-            if (offset >= size) return false;
-            const auto at = std::upper_bound(starts.begin(), starts.end(), offset) - starts.begin() - 1;
-            const auto& [physical, length] = runs[static_cast<size_t>(at)];
-            const quint64 within = offset - starts[static_cast<size_t>(at)];
-            const size_t take = static_cast<size_t>(std::min<quint64>(amount, length - within));
-            if (physical < 0) {
-                std::memset(into, 0, take);
-            } else if (::pread(fd, into, take, static_cast<off_t>(physical + static_cast<qint64>(within))) != static_cast<ssize_t>(take)) {
-                return false;
-            }
-            into += take;
-            offset += take;
-            amount -= take;
-        }
-        return true;
-    }
-};
+using Pieces = PlainFileReader;
 
 // Databases opened by name through this VFS wait here until SQLite opens them.
 std::mutex pendingMutex;
@@ -68,7 +34,7 @@ int fileRead(sqlite3_file* file, void* buffer, int amount, sqlite3_int64 offset)
     const Pieces& p = piecesOf(file);
     if (offset < 0) return SQLITE_IOERR_READ;
     const auto want = static_cast<quint64>(amount);
-    const quint64 available = static_cast<quint64>(offset) >= p.size ? 0 : std::min(want, p.size - static_cast<quint64>(offset));
+    const quint64 available = static_cast<quint64>(offset) >= p.size() ? 0 : std::min(want, p.size() - static_cast<quint64>(offset));
     if (available > 0 && !p.read(buffer, static_cast<size_t>(available), static_cast<quint64>(offset))) return SQLITE_IOERR_READ;
     if (available < want) {
         // A short read fills the rest with zeros, as SQLite expects of one.
@@ -81,7 +47,7 @@ int fileWrite(sqlite3_file*, const void*, int, sqlite3_int64) { return SQLITE_RE
 int fileTruncate(sqlite3_file*, sqlite3_int64) { return SQLITE_READONLY; }
 int fileSync(sqlite3_file*, int) { return SQLITE_OK; }
 int fileSize(sqlite3_file* file, sqlite3_int64* size) {
-    *size = static_cast<sqlite3_int64>(piecesOf(file).size);
+    *size = static_cast<sqlite3_int64>(piecesOf(file).size());
     return SQLITE_OK;
 }
 int fileLock(sqlite3_file*, int) { return SQLITE_OK; }
@@ -150,22 +116,9 @@ sqlite3_vfs* vfs() {
 }  // namespace
 
 int openPlainFile(const PlainFile& file, sqlite3** handle) {
-    auto pieces = std::make_shared<Pieces>();
-    pieces->fd = ::open(toFileNameBytes(file.image).constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-    struct stat st {};
-    if (pieces->fd < 0 || ::fstat(pieces->fd, &st) != 0 || !S_ISREG(st.st_mode)) return SQLITE_CANTOPEN;
-    // The runs come from a file system of the evidence: each must lie inside the image.
-    quint64 start = 0;
-    for (const auto& [offset, length] : file.runs) {
-        if (offset >= 0 && (length > static_cast<quint64>(st.st_size) || static_cast<quint64>(offset) > static_cast<quint64>(st.st_size) - length)) {
-            return SQLITE_CANTOPEN;
-        }
-        pieces->starts.push_back(start);
-        start += length;
-    }
-    if (start < file.size || file.runs.empty()) return SQLITE_CANTOPEN;
-    pieces->size = file.size;
-    pieces->runs = file.runs;
+    QString why;
+    std::shared_ptr<Pieces> pieces = PlainFileReader::open(file, &why);
+    if (!pieces) return SQLITE_CANTOPEN;
     const std::string name = "kestrova-plain-" + std::to_string(nextName++);
     {
         const std::lock_guard lock(pendingMutex);
