@@ -3,8 +3,10 @@
 // hive's when Windows last flushed it, a shortcut's creation time when a document was first
 // opened. The times come from the volume as it is served: NTFS's $STANDARD_INFORMATION in
 // an image, what Linux tells of a folder tree (where a copy may have changed them: the record
-// says which).
+// says which). Files deleted since are there too, as the MFT still keeps them.
 #include "traces/evidence_file_times.h"
+
+#include "traces/filesystem/filesystem_sources.h"
 
 #include "traces/ie/ie_sources.h"
 #include "traces/windows/registry_walk.h"
@@ -92,9 +94,11 @@ void evidenceFileTimes(TraceContext& context, TraceSink& sink) {
         r.time(Modified, utc::fromFileTime(times->modified));
         r.time(Accessed, utc::fromFileTime(times->accessed));
         r.time(Changed, utc::fromFileTime(times->changed));
+        r.boolean(Deleted, false);
         const Provenance from = file.user ? userProvenance(*file.user, file.path, QString()) : Provenance{{}, {}, {}, file.path.toUtf8(), {}};
         if (!context.deliver(sink, from, r.values())) return;
     }
+    fileDeletedEntries(context, sink);
 }
 
 }  // namespace kestrova

@@ -6,7 +6,8 @@
 namespace kestrova {
 
 namespace evidencefields {
-enum Field { Path, What, Created, Modified, Accessed, Changed, Count };
+// deleted: an entry of the MFT no file uses any more (its times are its $STANDARD_INFORMATION's).
+enum Field { Path, What, Created, Modified, Accessed, Changed, Deleted, Count };
 inline constexpr FieldSpec kFields[Count] = {
     {"path", FieldType::Path},
     {"evidence", FieldType::Text},
@@ -14,6 +15,7 @@ inline constexpr FieldSpec kFields[Count] = {
     {"modified", FieldType::Time, "File Modified"},
     {"accessed", FieldType::Time, "File Accessed"},
     {"changed", FieldType::Time, "Entry Changed"},
+    {"deleted", FieldType::Bool},
 };
 }  // namespace evidencefields
 

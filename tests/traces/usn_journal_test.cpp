@@ -1,10 +1,12 @@
 // The change journal: plaso's real $J records with their reasons and paths, a rename's two records
 // as one; the zeros Windows lets go of passed over (a journal that is all hole not read at all),
-// bytes that hold no record said, a record cut at the end said.
+// bytes that hold no record said, a record cut at the end said; parents the journal does not name
+// named through the MFT.
 #include <QFile>
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
 
+#include "support/mft_fixture.h"
 #include "support/temp_volume.h"
 #include "support/trace_collector.h"
 #include "traces/filesystem/usn_records.h"
@@ -103,6 +105,36 @@ TEST(ChangeJournal, VersionThreeAndANameOutsideItsRecord) {
     v3[72] = 40;  // the name would reach past the record
     EXPECT_EQ(decodeUsnRecord(ByteView(v3), 0, &size, &r, &why), UsnFind::Damaged);
     EXPECT_TRUE(why.startsWith("a name of 40 bytes at 76 outside its 88-byte record")) << why.toStdString();
+}
+
+// A version 3 record of `name` in folder `parent`.
+QByteArray versionThree(const char16_t* name, uint64_t entry, uint64_t parent, uint16_t parentSequence, uint64_t usn) {
+    const auto units = static_cast<int>(std::char_traits<char16_t>::length(name));
+    QByteArray r((76 + units * 2 + 7) / 8 * 8, '\0');
+    const auto put32 = [&](int at, uint32_t v) { std::memcpy(r.data() + at, &v, 4); };
+    const auto put64 = [&](int at, uint64_t v) { std::memcpy(r.data() + at, &v, 8); };
+    put32(0, static_cast<uint32_t>(r.size()));
+    r[4] = 3;
+    put64(8, (uint64_t{1} << 48) | entry);
+    put64(24, (uint64_t{parentSequence} << 48) | parent);
+    put64(40, usn);
+    put64(48, 130000000000000000ull);
+    put32(56, 0x100);
+    r[72] = static_cast<char>(units * 2);
+    r[74] = 76;
+    std::memcpy(r.data() + 76, name, static_cast<size_t>(units) * 2);
+    return r;
+}
+
+TEST(ChangeJournal, AFolderTheJournalNoLongerNamesIsNamedThroughTheMft) {
+    test::TempVolume volume;
+    volume.file("$MFT", test::craftedTable({test::craft({.sequence = 2, .folder = true, .name = "Docs"})}));
+    volume.file("$Extend/$J", versionThree(u"a.db", 40, 6, 2, 0) + versionThree(u"b.db", 41, 6, 1, 96) + versionThree(u"c.db", 42, 77, 1, 192));
+    const test::KindRead read = readJournal(volume);
+    ASSERT_EQ(read.records.size(), 3u) << read.findings.join("\n").toStdString();
+    EXPECT_EQ(read.records[0]["path"], "C:\\Docs\\a.db");
+    EXPECT_EQ(read.records[1]["path"], "");  // entry 6 was another folder then
+    EXPECT_EQ(read.records[2]["path"], "");  // a folder neither knows
 }
 
 }  // namespace

@@ -7,8 +7,8 @@
 namespace kestrova {
 
 namespace journalfields {
-// path: the file's path as far as the journal's own folder records name its parents by then (the
-// root is C:); old_name: a rename's name before (its RENAME_OLD_NAME record, joined to the new).
+// path: the file's path, its parents named as the journal's own folder records name them by then,
+// else as the MFT names them (the root is C:); old_name: a rename's name before (its RENAME_OLD_NAME record, joined to the new).
 enum Field { Time, Usn, Name, Path, Reasons, OldName, Attributes, FileReference, ParentReference, Version, Count };
 inline constexpr FieldSpec kFields[Count] = {
     {"time", FieldType::Time, "Journal Entry"}, {"usn", FieldType::Integer},   {"name", FieldType::Text},
@@ -50,5 +50,7 @@ inline constexpr FieldSpec kFields[Count] = {
 
 void fileJournal(TraceContext& context, TraceSink& sink);
 void fileMft(TraceContext& context, TraceSink& sink);
+// The MFT's deleted entries as records of the `file` kind.
+void fileDeletedEntries(TraceContext& context, TraceSink& sink);
 
 }  // namespace kestrova

@@ -2,13 +2,17 @@
 // Windows let go of are passed over fast (and, in a folder tree, the file's holes are not read at
 // all), a stretch that holds no record is counted and said, a rename's two records are one.
 // Where the journal lies: a folder tree (a triage collection) keeps the stream as a file,
-// $Extend\$J or $Extend\$UsnJrnl$J.
+// $Extend\$J or $Extend\$UsnJrnl$J; an image as the stream $Extend\$UsnJrnl:$J.
+// Paths: a parent folder is named as the journal's own records named it by then; one the journal
+// does not name (its records of it were let go of) is named as the MFT names it now, where the
+// MFT is at hand and the folder's entry has not been reused since.
 #include <QFileDevice>
 #include <cerrno>
 #include <unistd.h>
 #include <unordered_map>
 
 #include "traces/filesystem/filesystem_sources.h"
+#include "traces/filesystem/mft_table.h"
 #include "traces/filesystem/usn_records.h"
 
 namespace kestrova {
@@ -23,11 +27,12 @@ QString reference(uint64_t entry, uint16_t sequence) { return QStringLiteral("%1
 
 class JournalReader {
 public:
-    JournalReader(TraceContext& context, TraceSink& sink, QString source) : context_(context), sink_(sink), source_(std::move(source)) {}
+    JournalReader(TraceContext& context, TraceSink& sink, QString source, const MftNames* mft)
+        : context_(context), sink_(sink), source_(std::move(source)), mft_(mft) {}
 
     // False once the receiver stopped.
     bool add(const UsnRecord& r) {
-        if (r.attributes & kUsnDirectory && !(r.reason & 0x200)) folders_[r.fileEntry] = {r.name, r.parentEntry};
+        if (r.attributes & kUsnDirectory && !(r.reason & 0x200)) folders_[r.fileEntry] = {r.name, r.parentEntry, r.parentSequence};
         const auto pending = pending_.find(r.fileEntry);
         if ((r.reason & kUsnRenameNew) && pending != pending_.end()) {
             UsnRecord joined = r;
@@ -59,6 +64,7 @@ private:
     QString pathOf(const UsnRecord& r) const {
         QStringList parts{r.name};
         uint64_t parent = r.parentEntry;
+        uint16_t sequence = r.parentSequence;
         for (int depth = 0; depth < 256; ++depth) {
             if (parent == kRootEntry) {
                 parts << QStringLiteral("C:");
@@ -66,9 +72,15 @@ private:
                 return parts.join(QLatin1Char('\\'));
             }
             const auto folder = folders_.find(parent);
-            if (folder == folders_.end()) return QString();
-            parts << folder->second.first;
-            parent = folder->second.second;
+            if (folder == folders_.end()) {
+                const std::optional<QString> known = mft_ ? mft_->folderPath(parent, sequence) : std::nullopt;
+                if (!known) return QString();
+                std::reverse(parts.begin(), parts.end());
+                return *known + QLatin1Char('\\') + parts.join(QLatin1Char('\\'));
+            }
+            parts << folder->second.name;
+            parent = folder->second.parent;
+            sequence = folder->second.parentSequence;
         }
         return QString();
     }
@@ -90,11 +102,17 @@ private:
     TraceContext& context_;
     TraceSink& sink_;
     QString source_;
-    std::unordered_map<uint64_t, std::pair<QString, uint64_t>> folders_;  // entry -> name, parent
+    const MftNames* mft_;
+    struct Folder {
+        QString name;
+        uint64_t parent = 0;
+        uint16_t parentSequence = 0;
+    };
+    std::unordered_map<uint64_t, Folder> folders_;  // by entry
     std::map<uint64_t, UsnRecord> pending_;                               // renames awaiting their new name
 };
 
-void readJournal(TraceContext& context, TraceSink& sink, const QString& path, QIODevice& file) {
+void readJournal(TraceContext& context, TraceSink& sink, const QString& path, QIODevice& file, const MftNames* mft) {
     const QString what = QStringLiteral("change journal ") + path;
     // A folder tree's copy keeps the journal's sparse parts as holes: reading goes on where data
     // does, and a file that is all hole is not read at all.
@@ -114,7 +132,7 @@ void readJournal(TraceContext& context, TraceSink& sink, const QString& path, QI
         return;
     }
     if (!file.seek(base)) base = 0;
-    JournalReader reader(context, sink, path);
+    JournalReader reader(context, sink, path, mft);
     QByteArray carry;
     qint64 records = 0, damaged = 0;
     QString firstDamage;
@@ -179,7 +197,11 @@ void fileJournal(TraceContext& context, TraceSink& sink) {
     for (const char* path : {"C:\\$Extend\\$J", "C:\\$Extend\\$UsnJrnl$J", "C:\\$Extend\\$UsnJrnl:$J"}) {
         const QString windowsPath = QLatin1String(path);
         if (!context.exists(windowsPath)) continue;
-        if (const auto file = context.system().openFile(windowsPath, QStringLiteral("change journal"))) readJournal(context, sink, windowsPath, *file);
+        const auto file = context.system().openFile(windowsPath, QStringLiteral("change journal"));
+        if (!file) return;
+        const auto table = MftTable::open(context, QStringLiteral("C:\\$MFT"));
+        if (table && !table->learn(context)) return;
+        readJournal(context, sink, windowsPath, *file, table ? &table->names() : nullptr);
         return;
     }
 }
