@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <unordered_map>
 #include <fcntl.h>
 #include <libewf.h>
 #include <libqcow.h>
@@ -217,11 +218,69 @@ public:
     QStringList files() const override { return files_; }
 
 protected:
+    // Small reads (a file system's entries and index records, a few hundred bytes each) go
+    // through a cache of whole blocks: these libraries decompress or look up a cluster again for
+    // every read of it, and a QCOW2's compressed cluster costs a zlib inflate each time.
     int64_t readAt(uint64_t offset, void* buffer, size_t size) const override {
-        return Traits::read(handle_, buffer, size, static_cast<off64_t>(offset), nullptr);
+        if (size >= kBlock) return Traits::read(handle_, buffer, size, static_cast<off64_t>(offset), nullptr);
+        auto* into = static_cast<uint8_t*>(buffer);
+        size_t done = 0;
+        while (done < size) {
+            const uint64_t at = offset + done;
+            const Block* block = blockAt(at / kBlock);
+            if (!block) return done > 0 ? static_cast<int64_t>(done) : -1;
+            const size_t within = static_cast<size_t>(at % kBlock);
+            if (within >= block->size) break;  // the end of the disk
+            const size_t take = std::min(size - done, block->size - within);
+            std::memcpy(into + done, block->bytes.data() + within, take);
+            done += take;
+        }
+        return static_cast<int64_t>(done);
     }
 
 private:
+    static constexpr size_t kBlock = size_t{64} << 10;
+    static constexpr size_t kBlocks = 256;  // 16 MiB
+    struct Block {
+        uint64_t index = 0;
+        std::vector<uint8_t> bytes;
+        size_t size = 0;
+        uint64_t used = 0;
+    };
+    // The block, read on a miss in the place of the least recently used; nullptr on a read error.
+    const Block* blockAt(uint64_t index) const {
+        if (const auto known = where_.find(index); known != where_.end()) {
+            blocks_[known->second].used = ++tick_;
+            return &blocks_[known->second];
+        }
+        size_t slot = blocks_.size();
+        if (slot < kBlocks) {
+            blocks_.emplace_back();
+        } else {
+            slot = static_cast<size_t>(std::min_element(blocks_.begin(), blocks_.end(), [](const Block& a, const Block& b) { return a.used < b.used; }) - blocks_.begin());
+            where_.erase(blocks_[slot].index);
+        }
+        Block& block = blocks_[slot];
+        block.bytes.resize(kBlock);
+        const uint64_t start = index * kBlock;
+        const size_t want = start >= size_ ? 0 : static_cast<size_t>(std::min<uint64_t>(kBlock, size_ - start));
+        const ssize_t got = want == 0 ? 0 : Traits::read(handle_, block.bytes.data(), want, static_cast<off64_t>(start), nullptr);
+        if (got < 0) {
+            blocks_.erase(blocks_.begin() + static_cast<std::ptrdiff_t>(slot));
+            where_.clear();
+            for (size_t i = 0; i < blocks_.size(); ++i) where_[blocks_[i].index] = i;
+            return nullptr;
+        }
+        block.index = index;
+        block.size = static_cast<size_t>(got);
+        block.used = ++tick_;
+        where_[index] = slot;
+        return &block;
+    }
+
+    mutable std::vector<Block> blocks_;
+    mutable std::unordered_map<uint64_t, size_t> where_;  // block index -> slot
+    mutable uint64_t tick_ = 0;
     typename Traits::Handle* handle_ = nullptr;
     bool opened_ = false;
     uint64_t size_ = 0;
