@@ -35,7 +35,7 @@ int main(int argc, char** argv) {
     TraceContext context(system, temp.path());
     QElapsedTimer timer;
     timer.start();
-    const qint64 events = pane.fill(context, QTimeZone::utc(), QString(), run);
+    const qint64 events = pane.fill([&](const TraceKind& kind, TraceSink& sink) { return runTraceKind(kind, context, sink); }, QTimeZone::utc(), QString(), run);
     pane.grab();  // the histogram and the table's first screen drawn
     const double fill = timer.elapsed() / 1000.0;
 

@@ -481,6 +481,7 @@ void FrmViewer::openImage(const QString& path) {
 
 void FrmViewer::systemChanged() {
     TreeView1->setCurrentItem(nullptr);
+    fillSnapshotsMenu();
     applyZoneSetting(false);  // "the examined system's zone" is now another system's
     newSession();
     updateTitle();
@@ -521,6 +522,19 @@ void FrmViewer::applyZoneSetting(bool rerun) {
 void FrmViewer::chooseZone(const QString& choice) {
     env_.settings.SaveSetting(QStringLiteral("general"), kTimeZoneKey, choice);
     applyZoneSetting(true);
+}
+
+void FrmViewer::chooseSnapshots(const QString& choice) {
+    if (refuseWhileRunning()) {
+        fillSnapshotsMenu();
+        return;
+    }
+    env_.settings.SaveSetting(QStringLiteral("general"), kSnapshotsKey, choice);
+    fillSnapshotsMenu();
+    // A trace table or the Timeline shown is read again with the states chosen.
+    if (tracePane->isVisible() || timelinePane->isVisible()) {
+        if (const QTreeWidgetItem* node = TreeView1->currentItem()) runKey(node->data(0, kKeyRole).toString());
+    }
 }
 
 }  // namespace kestrova

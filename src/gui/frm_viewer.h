@@ -33,6 +33,7 @@ class ResultListModel;
 class TracePane;
 class TimelinePane;
 class TraceContext;
+class KindReading;
 struct TraceKind;
 
 class FrmViewer : public QMainWindow, private ReaderHost, public ReportWriter {
@@ -111,6 +112,10 @@ public:
     // View > More traces: the trace kinds' groups after the classic ones (kr.ini [general]
     // MoreTraces, off by default, so the classic tree stays as it is).
     QAction* mnuMoreTraces;
+    // View > Snapshots: the shadow copies of the image examined that the trace tables and the
+    // Timeline read beside its volume, each record once (kr.ini [general] Snapshots: none, all,
+    // or their numbers "1,2"); disabled where the volume has none.
+    QMenu* mnuSnapshots;
     // File > Export...: the trace table shown, as CSV or XLSX.
     QAction* mnuExport;
     // Where a trace kind's table is shown, in the list's place, and its filter box and table.
@@ -139,6 +144,7 @@ private:
     // kr.ini's switch of More traces; the tree key of the Timeline node.
     static inline const QString kMoreTracesKey = QStringLiteral("MoreTraces");
     static inline const QString kTimelineKey = QStringLiteral("timeline");
+    static inline const QString kSnapshotsKey = QStringLiteral("Snapshots");
     // ReaderHost
     void processEvents() override;
     void showProgress(int maximum) override;
@@ -158,7 +164,10 @@ private:
     void showTracePane(QWidget* pane);
     // Reads into a trace pane: shows it, runs `read` under the run control with a context on the
     // examined system, and writes the outcome panel: what `read` counted, Cancel, the findings.
-    void runTraces(QWidget* pane, const QString& reading, const std::function<QString(TraceContext&)>& read);
+    void runTraces(QWidget* pane, const QString& reading, const std::function<QString(KindReading&)>& read);
+    // Fills View > Snapshots with the stores of the image examined, checked as kr.ini says.
+    void fillSnapshotsMenu();
+    void chooseSnapshots(const QString& choice);
     // The outcome panel: the line, cut to fit; the whole text (the line where none is given) as
     // its tooltip.
     void showOutcome(const QString& line, const QString& whole = QString());

@@ -11,6 +11,7 @@
 #include <QToolBar>
 
 #include "core/app/startup.h"
+#include "core/time/iso_time.h"
 #include "gui/frm_choose_system.h"
 #include "gui/frm_create_report.h"
 #include "gui/frm_options.h"
@@ -97,6 +98,8 @@ void FrmViewer::buildMenus() {
     mnuMoreTraces->setCheckable(true);
     mnuMoreTraces->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_M));
     mnuMoreTraces->setChecked(env_.settings.GetSetting(QStringLiteral("general"), kMoreTracesKey) == QLatin1String("1"));
+    mnuSnapshots = view->addMenu(QStringLiteral("&Snapshots"));
+    fillSnapshotsMenu();
     // The traces' toolbar exists only with More traces, so the classic window stays as it is.
     traceBar = addToolBar(QStringLiteral("Traces"));
     traceBar->setObjectName(QStringLiteral("traceBar"));
@@ -118,6 +121,39 @@ void FrmViewer::buildMenus() {
                            QStringLiteral("Kestrova %1 build 1000\nShows what a Windows computer has been used for.")
                                .arg(static_cast<double>(kProgramVersion)));
     });
+}
+
+void FrmViewer::fillSnapshotsMenu() {
+    mnuSnapshots->clear();
+    const std::vector<ShadowStore> stores = env_.image ? env_.image->summary().stores : std::vector<ShadowStore>{};
+    mnuSnapshots->setEnabled(!stores.empty());
+    QString choice = env_.settings.GetSetting(QStringLiteral("general"), kSnapshotsKey);
+    if (choice.isEmpty() || choice == kUnknownValue) choice = QStringLiteral("none");
+    const QStringList numbers = choice.split(QLatin1Char(','), Qt::SkipEmptyParts);
+    const auto add = [&](const QString& caption, const QString& value, bool checked) {
+        QAction* action = mnuSnapshots->addAction(caption, this, [this, value] { chooseSnapshots(value); });
+        action->setCheckable(true);
+        action->setChecked(checked);
+        return action;
+    };
+    add(QStringLiteral("&None: the volume as it is"), QStringLiteral("none"), choice == QLatin1String("none"));
+    add(QStringLiteral("&All shadow copies"), QStringLiteral("all"), choice == QLatin1String("all"));
+    mnuSnapshots->addSeparator();
+    const IsoTimeWriter utc;
+    for (const ShadowStore& store : stores) {
+        const QString number = QString::number(store.number);
+        // A store toggles in or out of the numbers chosen ("all" is every one of them).
+        QStringList toggled = choice == QLatin1String("none") ? QStringList() : numbers;
+        if (choice == QLatin1String("all")) {
+            toggled.clear();
+            for (const ShadowStore& each : stores) toggled << QString::number(each.number);
+        }
+        if (toggled.contains(number)) toggled.removeAll(number);
+        else toggled << number;
+        std::sort(toggled.begin(), toggled.end(), [](const QString& a, const QString& b) { return a.toInt() < b.toInt(); });
+        add(QStringLiteral("Shadow copy &%1, created %2").arg(number, store.created ? utc.text(*store.created) : QStringLiteral("at an unknown time")),
+            toggled.isEmpty() ? QStringLiteral("none") : toggled.join(QLatin1Char(',')), choice == QLatin1String("all") || numbers.contains(number));
+    }
 }
 
 }  // namespace kestrova

@@ -8,6 +8,7 @@
 #include "core/common/text.h"
 #include "gui/timeline_pane.h"
 #include "gui/trace_pane.h"
+#include "traces/kind_reading.h"
 #include "traces/trace_context.h"
 
 namespace kestrova {
@@ -21,7 +22,7 @@ void FrmViewer::showTracePane(QWidget* pane) {
     if (pane) URLs->hide();
 }
 
-void FrmViewer::runTraces(QWidget* pane, const QString& reading, const std::function<QString(TraceContext&)>& read) {
+void FrmViewer::runTraces(QWidget* pane, const QString& reading, const std::function<QString(KindReading&)>& read) {
     if (run_.running) return;
     {
         const RunningScope running(run_);
@@ -30,20 +31,47 @@ void FrmViewer::runTraces(QWidget* pane, const QString& reading, const std::func
         showOutcome(reading);
         Command1->show();
         env_.system->findings().clear();
-        TraceContext context(*env_.system, env_.privateTemp.path());
-        context.replayLogs = env_.replayLogs;
-        const QString counted = read(context);
+        KindReading kinds(env_, QString());
+        // The shadow copies View > Snapshots names; a choice that no longer fits the image (fewer
+        // stores) is said, and the volume is read as it is.
+        QStringList said;
+        QString why;
+        const QString snapshots = env_.image ? env_.settings.GetSetting(QStringLiteral("general"), kSnapshotsKey) : QString();
+        if (snapshots != kUnknownValue && !kinds.chooseStates(snapshots, &said, &why)) said << QStringLiteral("snapshots: ") + why;
+        const QString counted = read(kinds);
         Command1->hide();
         QStringList outcome{counted + (run_.stopRequested ? QStringLiteral(", stopped by Cancel") : QString())};
+        outcome.append(said);
         for (const Finding& finding : env_.system->findings().all()) outcome.append(showEscapedBytes(finding.text()));
+        for (const StateReading& state : kinds.states()) {
+            for (const Finding& finding : state.state->system->findings().all()) {
+                outcome.append(QString::fromUtf8(state.state->name) + QStringLiteral(": ") + showEscapedBytes(finding.text()));
+            }
+        }
         showOutcome(outcome.join(QStringLiteral("; ")), outcome.join(QLatin1Char('\n')));
     }
     if (!pendingKey_.isEmpty()) runKey(std::exchange(pendingKey_, QString()));
 }
 
+namespace {
+
+// Reads through the states chosen; a merge that fails is said as a finding of the volume.
+KindReader readerOf(KindReading& kinds, Findings& findings) {
+    return [&kinds, &findings](const TraceKind& kind, TraceSink& sink) {
+        bool goOn = true;
+        QString why;
+        const qint64 records = kinds.read(kind, sink, &goOn, &why);
+        if (!why.isEmpty()) findings.note(FindingKind::Unreadable, QLatin1String(kind.name), why);
+        return records;
+    };
+}
+
+}  // namespace
+
 void FrmViewer::runTraceKind(const TraceKind& kind) {
-    runTraces(tracePane, QStringLiteral("Reading %1...").arg(QLatin1String(kind.name)), [&](TraceContext& context) {
-        const qint64 records = tracePane->fill(kind, context, traceZone(), run_);
+    runTraces(tracePane, QStringLiteral("Reading %1...").arg(QLatin1String(kind.name)), [&](KindReading& kinds) {
+        TraceContext& context = kinds.context();
+        const qint64 records = tracePane->fill(kind, readerOf(kinds, env_.system->findings()), kinds.withStates(), traceZone(), run_);
         // An empty table says why, as an empty category does: a finding when there is one, else
         // what the kind looked for.
         if (records == 0 && env_.system->findings().all().empty() && !run_.stopRequested) {
@@ -54,8 +82,8 @@ void FrmViewer::runTraceKind(const TraceKind& kind) {
 }
 
 void FrmViewer::runTimeline() {
-    runTraces(timelinePane, QStringLiteral("Reading every trace into the timeline..."), [&](TraceContext& context) {
-        const qint64 events = timelinePane->fill(context, traceZone(), env_.system->computerName(), run_);
+    runTraces(timelinePane, QStringLiteral("Reading every trace into the timeline..."), [&](KindReading& kinds) {
+        const qint64 events = timelinePane->fill(readerOf(kinds, env_.system->findings()), traceZone(), env_.system->computerName(), run_);
         return QStringLiteral("timeline: %1 events").arg(events);
     });
 }

@@ -12,6 +12,10 @@
 
 namespace kestrova {
 
+// How a pane has a kind read into its sink: the records written. The window reads from the
+// examined volume, and from the shadow copies View > Snapshots names.
+using KindReader = std::function<qint64(const TraceKind&, TraceSink&)>;
+
 class ResponsiveSink : public TraceSink {
 public:
     ResponsiveSink(TraceSink& inner, RunControl& run, std::function<void()> beforeEvents = {})

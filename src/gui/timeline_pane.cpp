@@ -116,7 +116,7 @@ QString TimelinePane::openableText(int row) const {
 
 TimelinePane::~TimelinePane() = default;
 
-qint64 TimelinePane::fill(TraceContext& context, const QTimeZone& zone, const QString& hostname, RunControl& run) {
+qint64 TimelinePane::fill(const KindReader& read, const QTimeZone& zone, const QString& hostname, RunControl& run) {
     zone_ = zone;
     hostname_ = hostname;
     model_->setStore(nullptr, zone);
@@ -126,7 +126,7 @@ qint64 TimelinePane::fill(TraceContext& context, const QTimeZone& zone, const QS
     ResponsiveSink sink(*store_, run);
     for (const TraceKind& kind : traceKinds()) {
         if (run.stopRequested) break;
-        runTraceKind(kind, context, sink);
+        read(kind, sink);
     }
     store_->finish();
     model_->setStore(store_.get(), zone);
@@ -259,6 +259,9 @@ void TimelinePane::showDetails(int row) {
     line(QStringLiteral("hostname"), hostname_);
     line(QStringLiteral("source"), QString::fromUtf8(from.source));
     line(QStringLiteral("source_part"), QString::fromUtf8(from.part));
+    line(QStringLiteral("snapshot"), QString::fromUtf8(from.snapshot));
+    line(QStringLiteral("seen_in"), QString::fromUtf8(from.seenIn));
+    line(QStringLiteral("snapshot_note"), QString::fromUtf8(from.snapshotNote));
     lines << QString();
     for (size_t f = 0; f < kind.fields.size(); ++f) {
         const Value& v = values[f];

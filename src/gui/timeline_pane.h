@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "core/frame/run_control.h"
+#include "gui/responsive_sink.h"
 #include "gui/timeline_histogram.h"
 #include "gui/timeline_model.h"
 
@@ -34,7 +35,7 @@ public:
     ~TimelinePane() override;
 
     // Reads every kind into the timeline; returns how many events it holds.
-    qint64 fill(TraceContext& context, const QTimeZone& zone, const QString& hostname, RunControl& run);
+    qint64 fill(const KindReader& read, const QTimeZone& zone, const QString& hostname, RunControl& run);
     // Writes the events shown, in the table's order: .xlsx, .jsonl, else CSV. nullopt when
     // written, else why not.
     std::optional<QString> exportTo(const QString& path) const;

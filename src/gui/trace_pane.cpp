@@ -53,15 +53,15 @@ QString TracePane::openableText(const QModelIndex& shown) const {
     return shown.data(Qt::DisplayRole).toString();
 }
 
-qint64 TracePane::fill(const TraceKind& kind, TraceContext& context, const QTimeZone& zone, RunControl& run) {
+qint64 TracePane::fill(const TraceKind& kind, const KindReader& read, bool withStates, const QTimeZone& zone, RunControl& run) {
     filter->clear();
     table->horizontalHeader()->setSortIndicator(-1, Qt::AscendingOrder);
     proxy_->sort(-1);
-    model_->start(kind, zone);
+    model_->start(kind, zone, withStates);
     // The window stays responsive while the table fills: records reach the view in batches,
     // events run between them, Cancel ends the reading.
     ResponsiveSink sink(*model_, run, [this] { model_->flush(); });
-    const qint64 records = runTraceKind(kind, context, sink);
+    const qint64 records = read(kind, sink);
     model_->flush();
     table->resizeColumnsToContents();
     for (int c = 0; c < model_->columnCount(); ++c) table->setColumnWidth(c, std::min(table->columnWidth(c), 400));

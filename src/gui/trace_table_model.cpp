@@ -2,10 +2,10 @@
 
 namespace kestrova {
 
-void TraceTableModel::start(const TraceKind& kind, const QTimeZone& zone) {
+void TraceTableModel::start(const TraceKind& kind, const QTimeZone& zone, bool withStates) {
     beginResetModel();
     kind_ = &kind;
-    columns_ = outputColumns(kind);
+    columns_ = outputColumns(kind, withStates);
     times_ = IsoTimeWriter(zone);
     texts_.clear();
     numbers_.clear();

@@ -26,7 +26,7 @@ public:
     explicit TraceTableModel(QObject* parent = nullptr) : QAbstractTableModel(parent) {}
 
     // Empties the table for a kind's records, their times written in that zone.
-    void start(const TraceKind& kind, const QTimeZone& zone);
+    void start(const TraceKind& kind, const QTimeZone& zone, bool withStates = false);
     // Makes the records received since the last flush visible (row insertions).
     void flush();
     // TraceSink: the record is kept (copied); shown at the next flush.

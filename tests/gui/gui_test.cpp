@@ -1,6 +1,7 @@
 // The windows under QtTest, offscreen: the tree, the dispatch as the user sees it, double-click
 // targets, the resize layout, the options, report and progress windows, and the single instance.
 #include <QCheckBox>
+#include <QMenu>
 #include <QComboBox>
 #include <QDialogButtonBox>
 #include <QHeaderView>
@@ -884,6 +885,79 @@ private slots:
         QTRY_COMPARE_WITH_TIMEOUT(childrenOfThisProcess(), before, 5000);
         done = true;
         watchdog.join();
+    }
+
+    // View > Snapshots lists the shadow copies of the image examined, is remembered, and a trace
+    // table read with them names where each record was seen, each record once. The real
+    // shadow-copy volume gets the sample's profile through ntfs-3g, so that the window examines it.
+    void snapshotsMenuReadsTheShadowCopiesChosenAndRemembersThem() {
+        const QString vss = test::realData("vss/vsstest.qcow2");
+        if (!QFileInfo::exists(vss)) QSKIP("real sample not found: vss/vsstest.qcow2");
+        const QString missing = test::ntfsUnavailable();
+        if (!missing.isEmpty()) QSKIP(qPrintable("NTFS fixtures need FUSE and ntfs-3g: " + missing));
+        auto w = makeWorld();
+        QVERIFY(!w->window->mnuSnapshots->isEnabled());  // a folder has none
+        QTemporaryDir dir;
+        const QString image = dir.filePath("vss.raw");
+        QString error;
+        QVERIFY2(test::runTool("qemu-img", {"convert", "-O", "raw", vss, image}, &error), qPrintable(error));
+        {
+            test::NtfsMount mount(image, false, &error);
+            QVERIFY2(mount.mounted(), qPrintable(error));
+            QVERIFY2(test::runTool("cp", {"-a", w->volume.root() + "/.", mount.path()}, &error), qPrintable(error));
+        }
+        w->window->openFileDialog = [&](const QString&, const QString&) { return image; };
+        QString said;
+        acceptNextMessageBox(&said);
+        w->window->mnuOpenImage->trigger();
+        QVERIFY2(said.isEmpty(), qPrintable(said));
+        QVERIFY(w->window->mnuSnapshots->isEnabled());
+        const auto choices = [&] {
+            QList<QAction*> out;
+            for (QAction* a : w->window->mnuSnapshots->actions()) {
+                if (!a->isSeparator()) out << a;
+            }
+            return out;
+        };
+        QStringList captions;
+        for (QAction* a : choices()) captions << a->text();
+        QCOMPARE(captions, QStringList({"&None: the volume as it is", "&All shadow copies",
+                                        "Shadow copy &1, created 2013-12-03T06:35:09.736378+00:00",
+                                        "Shadow copy &2, created 2013-12-03T06:37:48.919058+00:00"}));
+        QVERIFY(choices()[0]->isChecked());
+        choices()[1]->trigger();
+        QCOMPARE(w->env->settings.GetSetting("general", "Snapshots"), QString("all"));
+        QVERIFY(choices()[2]->isChecked() && choices()[3]->isChecked());
+
+        if (!w->window->mnuMoreTraces->isChecked()) w->window->mnuMoreTraces->trigger();
+        w->window->selectKey("trace:file.mft");
+        QAbstractItemModel* shown = w->window->traceTable->model();
+        int path = -1, note = -1, seen = -1;
+        for (int c = 0; c < shown->columnCount(); ++c) {
+            const QString name = shown->headerData(c, Qt::Horizontal).toString();
+            if (name == "path") path = c;
+            if (name == "snapshot_note") note = c;
+            if (name == "seen_in") seen = c;
+        }
+        QVERIFY(path >= 0 && note >= 0 && seen >= 0);
+        int syslog = 0, alice = 0;
+        for (int r = 0; r < shown->rowCount(); ++r) {
+            const QString p = shown->index(r, path).data().toString();
+            if (p == "C:\\syslog") {
+                ++syslog;
+                QCOMPARE(shown->index(r, note).data().toString(), QString("gone from the current volume"));
+            }
+            if (p == "C:\\Users\\alice\\NTUSER.DAT") ++alice;
+        }
+        QCOMPARE(syslog, 1);  // kept by both stores, written once
+        QVERIFY(alice >= 1);
+
+        // A store clicked out of "all" leaves the other; the choice outlives the window.
+        choices()[2]->trigger();
+        QCOMPARE(w->env->settings.GetSetting("general", "Snapshots"), QString("2"));
+        QVERIFY(!choices()[1]->isChecked() && !choices()[2]->isChecked() && choices()[3]->isChecked());
+        w->window = std::make_unique<FrmViewer>(*w->env, FrmViewer::Services{&w->reportFolder, nullptr, nullptr, VendorAddresses{}});
+        QVERIFY(choices()[3]->isChecked() && !choices()[0]->isChecked());
     }
 
     void listShowsCellsUpToTheirFirstNul() {
