@@ -16,8 +16,10 @@
 #include <utility>
 
 #include "cli/image_commands.h"
+#include "cli/cli_host.h"
 #include "cli/kind_reading.h"
 #include "cli/output.h"
+#include "cli/state_rows.h"
 #include "core/app/session.h"
 #include "core/common/text.h"
 #include "core/frame/run_control.h"
@@ -73,7 +75,7 @@ constexpr const char* kHelp =
     "  --partition N          the image's partition to examine (info lists them); default: the\n"
     "                         one that holds a Windows system\n"
     "  --snapshots all|none|N,M\n"
-    "                         traces and timeline: read the image volume's shadow copies too\n"
+    "                         rows, traces and timeline: read the image volume's shadow copies too\n"
     "                         (info lists them; default none); each record is written once,\n"
     "                         with the state it was read from (snapshot), every state it was\n"
     "                         seen in (seen_in) and, where only shadow copies hold it,\n"
@@ -95,30 +97,6 @@ constexpr const char* kHelp =
     "\n"
     "Settings are read from kr.ini beside the program, or from the file KESTROVA_SETTINGS names.\n";
 
-// Where a reader would ask the user, the command line takes the default answer.
-class CliHost : public ReaderHost {
-public:
-    CliHost(bool verbose, QString indexFile) : verbose_(verbose), indexFile_(std::move(indexFile)) {}
-    // The index.dat chooser's answer: --index-file, else what the dialog proposes.
-    QString chooseIndexFile(const QString& proposed) override { return indexFile_.isEmpty() ? proposed : indexFile_; }
-    // Progress is not shown: readers need not count their rows first.
-    bool showsProgress() const override { return false; }
-    // A message box's text becomes part of the category's output.
-    void message(const QString& text) override { messages.append(text); }
-    QStringList messages;
-    void diagnostic(const QString& text) override {
-        if (verbose_) std::fprintf(stderr, "%s\n", qPrintable(showEscapedBytes(text)));
-    }
-    void bug(const QString& text) override {
-        std::fprintf(stderr, "kestrova-cli: internal error: %s\n", qPrintable(text));
-        failed = true;
-    }
-    bool failed = false;
-
-private:
-    bool verbose_;
-    QString indexFile_;
-};
 
 struct Options {
     QString root, image, partition, user, indexFile, tz, output, from, to, kinds, snapshots;
@@ -200,7 +178,9 @@ std::optional<QString> misplaced(const Options& o) {
         return QStringLiteral("--from, --to and --kinds go with the timeline command");
     }
     if (o.list && !traces) return QStringLiteral("--list goes with the traces command");
-    if (!o.snapshots.isEmpty() && !traces && !timeline) return QStringLiteral("--snapshots goes with the traces and timeline commands");
+    if (!o.snapshots.isEmpty() && !traces && !timeline && o.command != QLatin1String("rows")) {
+        return QStringLiteral("--snapshots goes with the rows, traces and timeline commands");
+    }
     if (o.groups && o.command != QLatin1String("report")) return QStringLiteral("--groups goes with the report command");
     if (o.keys && o.command != QLatin1String("categories")) return QStringLiteral("--keys goes with the categories command");
     if (o.last && !o.root.isEmpty()) return QStringLiteral("--last and --root exclude each other");
@@ -267,6 +247,9 @@ int rows(Environment& env, const Options& o) {
                          qPrintable(categoryKeys().join(' ')));
             return 2;
         }
+    }
+    if (!o.snapshots.isEmpty() && o.snapshots != QLatin1String("none")) {
+        return cli::rowsOverStates(env, {o.operands, o.snapshots, format, o.verbose, o.indexFile});
     }
     CliHost host(o.verbose, o.indexFile);
     RunControl run;

@@ -9,6 +9,7 @@
 
 #include "platform/system/image_source.h"
 #include "support/cli_run.h"
+#include "support/image_fixture.h"
 #include "support/temp_volume.h"
 #include "support/trace_collector.h"
 #include "traces/state_merge.h"
@@ -198,6 +199,36 @@ TEST(ShadowCopies, AStoreListPointingPastTheVolumeIsSaid) {
     const CliRun info = runCli({"--image", raw, "--partition", "1", "info"});
     EXPECT_TRUE(info.out.contains("shadow copies: its shadow copies cannot be read")) << info.out.toStdString();
     EXPECT_TRUE(info.out.contains("partition 1: none")) << info.out.toStdString();
+}
+
+// The classic categories over the states: the shared volume gets the sample system through
+// ntfs-3g after its copies were taken, so its rows are the current volume's alone, each once, with
+// the three columns of the states; without --snapshots the rows are as they always were.
+TEST(ShadowCopies, ClassicRowsComeOnceWithTheStatesTheyWereSeenIn) {
+    REALDATA_OR_SKIP(vss, "vss/vsstest.qcow2");
+    const QString missing = test::ntfsUnavailable();
+    if (!missing.isEmpty()) GTEST_SKIP() << missing.toStdString();
+    QTemporaryDir dir;
+    const QString image = dir.filePath("vss.raw");
+    QString error;
+    ASSERT_TRUE(test::runTool("qemu-img", {"convert", "-O", "raw", vss, image}, &error)) << error.toStdString();
+    {
+        test::NtfsMount mount(image, false, &error);
+        ASSERT_TRUE(mount.mounted()) << error.toStdString();
+        ASSERT_TRUE(test::runTool("cp", {"-a", QStringLiteral(KESTROVA_BIN_DIR) + "/sample/.", mount.path()}, &error)) << error.toStdString();
+    }
+    const CliRun plain = runCli({"--image", image, "rows", "b3"});
+    ASSERT_EQ(plain.exitCode, 0) << plain.err.toStdString();
+    EXPECT_TRUE(plain.out.startsWith("key\tb3\ncolumns\tStart Menu Run History\nrow\tcmd\n")) << plain.out.toStdString();
+    const CliRun states = runCli({"--image", image, "rows", "b3", "b1", "--snapshots", "all"});
+    ASSERT_EQ(states.exitCode, 0) << states.err.toStdString();
+    EXPECT_TRUE(states.out.startsWith("key\tb3\ncolumns\tStart Menu Run History\tsnapshot\tseen_in\tsnapshot_note\nrow\tcmd\tcurrent\tcurrent\t\n"))
+        << states.out.toStdString();
+    EXPECT_EQ(states.out.count("\nrow\t"), plain.out.count("\nrow\t") + 5);  // b1's five documents, b3's three runs: none twice
+    EXPECT_TRUE(states.out.contains("panel2\tTotal Records: 3\n"));
+    const CliRun wrong = runCli({"--image", image, "rows", "b3", "--snapshots", "3"});
+    EXPECT_EQ(wrong.exitCode, 2);
+    EXPECT_TRUE(wrong.err.contains("no shadow copy 3 (it has 2")) << wrong.err.toStdString();
 }
 
 }  // namespace
