@@ -22,7 +22,7 @@ cmake --build "$dir" -j"$(nproc)" >/dev/null
 seeds="$dir/seeds"
 rm -rf "$seeds"
 mkdir -p "$seeds"/{index_scan,mru,utf8_column,text_file,cookie,ini,registry_path,history_header,cli_escape,partitions,hive_log,shim_cache} \
-         "$seeds"/{destlist,custom_destinations,shell_item_naming,webcache_names,usb_setupapi,userassist,timeline,image_protocol,plain_file_vfs,image_reader,evtx,usn_records,mft_entry}
+         "$seeds"/{destlist,custom_destinations,shell_item_naming,webcache_names,usb_setupapi,userassist,timeline,image_protocol,plain_file_vfs,image_reader,evtx,usn_records,mft_entry,task_files}
 sample="$(mktemp -d)"
 trap 'rm -rf "$sample"' EXIT
 "$release/bin/kestrova-mksample" "$sample" >/dev/null
@@ -148,6 +148,8 @@ if [ -d "$realdata" ]; then
   [ -f "$realdata/shell/5afe4de1b92fc382.customDestinations-ms" ] && seed custom_destinations "$realdata/shell/5afe4de1b92fc382.customDestinations-ms"
   [ -f "$realdata/shell/1b4dd67f29cb1962.automaticDestinations-ms" ] && seed destlist "$realdata/shell/1b4dd67f29cb1962.automaticDestinations-ms"
   [ -f "$realdata/filesystem/plaso-UsnJrnl.raw" ] && seed usn_records "$realdata/filesystem/plaso-UsnJrnl.raw"
+  [ -f "$realdata/tasks/wintask.job" ] && seed task_files "$realdata/tasks/wintask.job"
+  [ -f "$realdata/tasks/win10-aptsimulatorvm/GameOver" ] && seed task_files "$realdata/tasks/win10-aptsimulatorvm/GameOver"
   [ -f "$realdata/filesystem/nist-dfr-16/\$MFT" ] && head -c 65536 "$realdata/filesystem/nist-dfr-16/\$MFT" > "$seeds/mft_entry/nist"
   # Event logs: the file header and first chunk of each real log.
   for log in "$realdata"/eventlogs/win10-rathbunvm/*.evtx "$realdata"/eventlogs/evtx-samples/*CAPI2*.evtx; do

@@ -70,6 +70,7 @@ public:
     void integer(size_t field, int64_t n) { values_[field] = Value::integer(n); }
     void time(size_t field, std::optional<UtcMicros> t) { values_[field] = Value::time(t); }
     void boolean(size_t field, bool b) { values_[field] = Value::boolean(b); }
+    bool has(size_t field) const { return !values_[field].absent(); }
     std::span<const Value> values() const { return values_; }
 
 private:

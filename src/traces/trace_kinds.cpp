@@ -6,6 +6,10 @@
 #include "traces/evidence_file_times.h"
 #include "traces/filesystem/filesystem_sources.h"
 #include "traces/ie/ie_sources.h"
+#include "traces/system/system_fields.h"
+#include "traces/system/system_sources.h"
+#include "traces/usage/usage_fields.h"
+#include "traces/usage/usage_sources.h"
 #include "traces/windows/windows_fields.h"
 #include "traces/windows/windows_sources.h"
 
@@ -79,6 +83,9 @@ const TraceKind kKinds[] = {
     {.name = "windows.execution", .group = "Windows activity", .caption = "Execution (ShimCache, Amcache, BAM)", .carries = kUser,
      .fields = wf::execution::kFields, .source = windowsExecution,
      .about = "ShimCache entries, Amcache program files with SHA-1, BAM/DAM last execution per user"},
+    {.name = "windows.pca", .group = "Windows activity", .caption = "Program Compatibility Assistant", .carries = kMachine,
+     .fields = usagefields::pca::kFields, .source = windowsPca,
+     .about = "Windows 11's PCA logs: the last launch of each program, abnormal exits and installer failures"},
     {.name = "windows.events", .group = "Event logs", .caption = "Every event", .carries = kUser,
      .fields = wf::events::kFields, .source = windowsEvents,
      .about = "every record of every event log (.evtx, and .evt of Windows NT to 2003), damaged records said, recovered ones marked"},
@@ -115,6 +122,9 @@ const TraceKind kKinds[] = {
     {.name = "file", .group = "Evidence files", .caption = "File times", .carries = kUser,
      .fields = evidencefields::kFields, .source = evidenceFileTimes,
      .about = "the evidence files' own created, modified, accessed and entry-changed times"},
+    {.name = "windows.tasks", .group = "System", .caption = "Scheduled tasks", .carries = kMachine,
+     .fields = systemfields::tasks::kFields, .source = windowsTasks,
+     .about = "every scheduled task (XML definitions and .job files): command, arguments, run-as, triggers, registration and last run"},
 };
 
 }  // namespace

@@ -120,4 +120,18 @@ QStringView trimBlanks(QStringView text) {
     return text.mid(from, to - from);
 }
 
+QString decodeTextFile(const QByteArray& bytes) {
+    const auto* b = reinterpret_cast<const uchar*>(bytes.constData());
+    const qsizetype n = bytes.size();
+    const bool marked16 = n >= 2 && b[0] == 0xFF && b[1] == 0xFE;
+    if (marked16 || (n >= 2 && b[0] != 0 && b[1] == 0)) {
+        const qsizetype from = marked16 ? 2 : 0;
+        QString text((n - from) / 2, Qt::Uninitialized);
+        for (qsizetype i = 0; i < text.size(); ++i) text[i] = QChar(static_cast<char16_t>(b[from + 2 * i] | (b[from + 2 * i + 1] << 8)));
+        return text;
+    }
+    const bool marked8 = n >= 3 && b[0] == 0xEF && b[1] == 0xBB && b[2] == 0xBF;
+    return fromFileNameBytes(marked8 ? bytes.mid(3) : bytes);
+}
+
 }  // namespace kestrova

@@ -26,6 +26,11 @@ bool hasEscapedBytes(QStringView text);
 // the 150 bytes of an index.dat URL). The double-click opens exactly that part.
 QStringView upToNul(QStringView text);
 
+// A text file as Windows writes one: UTF-16LE (with its byte order mark, or without one where the
+// second byte is a NUL, as in Latin text), UTF-8 with or without its mark, or ASCII. Bytes that
+// are not UTF-8 are kept as fromFileNameBytes keeps them; an odd last byte of UTF-16 is dropped.
+QString decodeTextFile(const QByteArray& bytes);
+
 // Blanks trimmed: spaces only, as the product's Trim did. Tabs and line breaks are characters.
 QStringView trimBlanks(QStringView text);
 

@@ -36,6 +36,12 @@ QString currentControlSet(const HiveFile& system) {
     return QStringLiteral("ControlSet%1").arg(ByteView(current->bytes).u32(0), 3, 10, QLatin1Char('0'));
 }
 
+int activeTimeBias(const HiveFile& system, const QString& ccs) {
+    const auto tz = keyAt(system, ccs + QStringLiteral("\\Control\\TimeZoneInformation"));
+    const auto bias = tz ? system.value(*tz, QStringLiteral("ActiveTimeBias")) : std::nullopt;
+    return bias && bias->bytes.size() >= 4 ? ByteView(bias->bytes).i32(0) : 0;
+}
+
 void forEachUsbInstance(const HiveFile& system, const QString& ccs,
                         const std::function<bool(const char* deviceClass, const HiveFile::Named& device, const HiveFile::Named& instance)>& each) {
     for (const char* deviceClass : {"USBSTOR", "USB"}) {

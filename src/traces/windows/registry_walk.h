@@ -35,6 +35,9 @@ std::optional<HiveFile::Node> keyAt(const HiveFile& hive, const QString& path);
 std::optional<UtcMicros> keyTime(const HiveFile& hive, HiveFile::Node node);
 // SYSTEM's current control set ("ControlSet001"), from Select\Current; "" when unknown.
 QString currentControlSet(const HiveFile& system);
+// Minutes to add to the examined system's local time for UTC (TimeZoneInformation's
+// ActiveTimeBias of control set `ccs`, the zone as it was last in force); 0 where it is not kept.
+int activeTimeBias(const HiveFile& system, const QString& ccs);
 // Every USB device instance of SYSTEM's control set `ccs`: Enum\USBSTOR's, then Enum\USB's (root
 // hubs left out), each as its class, device key and instance key (whose name is the serial) to
 // `each` (false: stop). The devices windows.usb lists.

@@ -71,11 +71,7 @@ void usbDevices(TraceContext& context, TraceSink& sink, const std::shared_ptr<Hi
         context.note(FindingKind::Damaged, QStringLiteral("SYSTEM hive ") + kSystemHive, QStringLiteral("no Select\\Current control set"));
         return;
     }
-    int bias = 0;
-    if (const auto tz = keyAt(hive, ccs + QStringLiteral("\\Control\\TimeZoneInformation"))) {
-        if (const auto b = hive.value(*tz, QStringLiteral("ActiveTimeBias")); b && b->bytes.size() >= 4) bias = ByteView(b->bytes).i32(0);
-    }
-    const auto installs = setupApiInstalls(setupLog, bias);
+    const auto installs = setupApiInstalls(setupLog, activeTimeBias(hive, ccs));
     const auto mounts = mountedDevices(hive);
     forEachUsbInstance(hive, ccs, [&](const char* deviceClass, const HiveFile::Named& device, const HiveFile::Named& instance) {
         using namespace usbf;

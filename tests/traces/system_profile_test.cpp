@@ -1,0 +1,144 @@
+// What Windows keeps of itself: the Program Compatibility Assistant's logs (plaso's real ones,
+// and the same as Windows writes them, in UTF-16) and scheduled tasks (the 202 real XML
+// definitions of a Windows 10 machine and a real .job file, the Task Scheduler's cache in SOFTWARE
+// adding the last run), and what a damaged one says.
+#include <QDir>
+#include <QDirIterator>
+#include <QFile>
+#include <gtest/gtest.h>
+
+#include "support/temp_volume.h"
+#include "support/trace_collector.h"
+#include "traces/system/task_files.h"
+
+namespace kestrova {
+namespace {
+
+using test::TraceRecord;
+
+QByteArray realFile(const QString& name) {
+    QFile f(test::realData(qPrintable(name)));
+    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+}
+
+QByteArray utf16le(const QByteArray& ascii) {
+    QByteArray out("\xFF\xFE");
+    for (const char c : ascii) out.append(c).append('\0');
+    return out;
+}
+
+TEST(Pca, TheLaunchDictionaryAndTheGeneralLogInAsciiAndUtf16) {
+    REALDATA_OR_SKIP(dic, "pca/PcaAppLaunchDic.txt");
+    for (const bool wide : {false, true}) {
+        SCOPED_TRACE(wide ? "UTF-16LE" : "ASCII");
+        test::TempVolume volume;
+        const auto put = [&](const char* name) {
+            const QByteArray bytes = realFile(QStringLiteral("pca/") + QLatin1String(name));
+            volume.file(QStringLiteral("Windows/appcompat/pca/") + QLatin1String(name), wide ? utf16le(bytes) : bytes);
+        };
+        put("PcaAppLaunchDic.txt");
+        put("PcaGeneralDb0.txt");
+        const test::KindRead read = test::readKind(*volume.open(), "windows.pca");
+        ASSERT_EQ(read.records.size(), 7u) << read.findings.join("\n").toStdString();
+        EXPECT_TRUE(read.findings.isEmpty()) << read.findings.join("\n").toStdString();
+        EXPECT_EQ(read.records[1]["path"], "C:\\Program Files\\Microsoft VS Code\\Code.exe");
+        EXPECT_EQ(read.records[1]["time"], "2023-01-21T04:14:27.856000+00:00");
+        EXPECT_EQ(read.records[1]["event"], "launched");
+        const TraceRecord& exit = read.records[6];
+        EXPECT_EQ(exit["path"], "\\program files\\git\\mingw64\\bin\\git.exe");
+        EXPECT_EQ(exit["time"], "2022-11-15T00:00:17.499000+00:00");
+        EXPECT_EQ(exit["product"], "git");
+        EXPECT_EQ(exit["publisher"], "the git development community");
+        EXPECT_EQ(exit["version"], "2.33.0.windows.2");
+        EXPECT_EQ(exit["message"], "Abnormal process exit with code 0x1");
+        EXPECT_EQ(exit["event"], "type 2");
+    }
+    test::TempVolume volume;
+    volume.file("Windows/appcompat/pca/PcaAppLaunchDic.txt", "C:\\a.exe|2023-01-21 04:14:27.856\r\nno time here\r\nC:\\b.exe|yesterday\r\n");
+    const test::KindRead read = test::readKind(*volume.open(), "windows.pca");
+    EXPECT_EQ(read.records.size(), 1u);
+    EXPECT_EQ(read.findings.filter("2 lines are not records of its form and were passed over (the first: line 2: \"no time here\")").size(), 1)
+        << read.findings.join("\n").toStdString();
+}
+
+TEST(Tasks, EveryRealDefinitionWithItsCommandTriggersAndCachedLastRun) {
+    REALDATA_OR_SKIP(tasks, "tasks/win10-aptsimulatorvm");
+    test::TempVolume volume;
+    int files = 0;
+    for (QDirIterator it(tasks, QDir::Files | QDir::Hidden | QDir::System, QDirIterator::Subdirectories); it.hasNext();) {
+        const QString file = it.next();
+        QFile f(file);
+        ASSERT_TRUE(f.open(QIODevice::ReadOnly));
+        volume.file(QStringLiteral("Windows/System32/Tasks/") + QDir(tasks).relativeFilePath(file), f.readAll());
+        ++files;
+    }
+    ASSERT_EQ(files, 202);
+    volume.file("Windows/Tasks/wintask.job", realFile("tasks/wintask.job"));
+    // The cache: GameOver cached 2022-03-10 15:59:03 UTC, last run 16:04:00, last success 16:04:01.
+    QByteArray dynamicInfo(36, '\0');
+    const auto put = [&](int at, uint64_t filetime) { std::memcpy(dynamicInfo.data() + at, &filetime, 8); };
+    put(4, 132914015430000000ull);
+    put(12, 132914018400000000ull);
+    put(28, 132914018410000000ull);
+    tools::HiveBuilder software;
+    software.sz("Microsoft\\Windows NT\\CurrentVersion\\Schedule\\TaskCache\\Tree\\GameOver", "Id", "{1D2F0E56-0000-4000-8000-000000000001}");
+    software.binary("Microsoft\\Windows NT\\CurrentVersion\\Schedule\\TaskCache\\Tasks\\{1D2F0E56-0000-4000-8000-000000000001}", "DynamicInfo", dynamicInfo);
+    volume.softwareHive(software);
+    const test::KindRead read = test::readKind(*volume.open(), "windows.tasks");
+    ASSERT_EQ(read.records.size(), 203u);
+    EXPECT_TRUE(read.findings.isEmpty()) << read.findings.join("\n").toStdString();
+    const auto task = [&](const QString& path) {
+        for (const TraceRecord& r : read.records) {
+            if (r["path"] == path) return r;
+        }
+        return TraceRecord{};
+    };
+    const TraceRecord gameOver = task("\\GameOver");
+    EXPECT_EQ(gameOver["command"], "C:\\TMP\\mim.exe");
+    EXPECT_EQ(gameOver["arguments"], "sekurlsa::LogonPasswords > C:\\TMP\\o.txt");
+    EXPECT_EQ(gameOver["author"], "DESKTOP-TMKU40H\\TestUser");
+    EXPECT_EQ(gameOver["triggers"], "Time from 2022-03-10T15:59:00, repeated every PT5M");
+    EXPECT_EQ(gameOver["registered"], "2022-03-10T15:59:03.000000+00:00");  // the sample has no SYSTEM: its zone is taken as UTC
+    EXPECT_EQ(gameOver["enabled"], "1");
+    EXPECT_EQ(gameOver["cache_created"], "2022-03-10T15:59:03.000000+00:00");
+    EXPECT_EQ(gameOver["last_run"], "2022-03-10T16:04:00.000000+00:00");
+    EXPECT_EQ(gameOver["last_success"], "2022-03-10T16:04:01.000000+00:00");
+    EXPECT_EQ(gameOver["source"], "C:\\Windows\\System32\\Tasks\\GameOver");
+    EXPECT_FALSE(task("\\Microsoft\\Windows\\Defrag\\ScheduledDefrag")["command"].isEmpty());
+    // plaso's .job: Google Update, daily, last run 2013-08-24 12:42:00.112 (local time, here UTC).
+    const TraceRecord job = task("\\wintask");
+    EXPECT_EQ(job["format"], ".job");
+    EXPECT_EQ(job["command"], "C:\\Program Files (x86)\\Google\\Update\\GoogleUpdate.exe");
+    EXPECT_EQ(job["arguments"], "/ua /installsource scheduler");
+    EXPECT_EQ(job["author"], "Brian");
+    EXPECT_EQ(job["last_run"], "2013-08-24T12:42:00.112000+00:00");
+    EXPECT_EQ(job["triggers"], "daily from 2013-07-12T15:42");
+    EXPECT_EQ(job["status"], "ready");
+}
+
+TEST(Tasks, DefinitionsThatAreNoneSayWhy) {
+    QString why;
+    // UTF-8 bytes that claim to be UTF-16, as a copy re-encoded by a tool may be.
+    EXPECT_FALSE(parseTaskXml("<?xml version=\"1.0\" encoding=\"UTF-16\"?>\n<Task><Actions><Exec><Command>x</Command></Exec></Actions></Task>", &why) &&
+                 why.isEmpty());
+    EXPECT_FALSE(parseTaskXml("<Task><Actions>", &why));
+    EXPECT_TRUE(why.startsWith("not a task definition's XML")) << why.toStdString();
+    EXPECT_FALSE(parseTaskXml("<Other/>", &why));
+    EXPECT_EQ(why, "its XML holds no Task element");
+    const auto plain = parseTaskXml("<Task><Actions><Exec><Command>a.exe</Command></Exec><ComHandler><ClassId>{X}</ClassId></ComHandler></Actions></Task>", &why);
+    ASSERT_TRUE(plain);
+    EXPECT_EQ(plain->command, "a.exe");
+    EXPECT_EQ(plain->arguments, " (then: COM handler {X})");
+
+    QByteArray job = realFile("tasks/wintask.job");
+    if (job.isEmpty()) return;
+    job[0x46] = char(0xFF);  // the application name's length runs past the file
+    job[0x47] = char(0x7F);
+    EXPECT_FALSE(parseJobFile(job, &why));
+    EXPECT_TRUE(why.contains("runs past its 896 bytes")) << why.toStdString();
+    EXPECT_FALSE(parseJobFile(QByteArray(20, '\0'), &why));
+    EXPECT_EQ(why, "it holds 20 bytes, fewer than a .job file's fixed part");
+}
+
+}  // namespace
+}  // namespace kestrova
