@@ -134,13 +134,14 @@ private slots:
         QCOMPARE(tree->topLevelItemCount(), 4);
         w->window->mnuMoreTraces->trigger();
         QCOMPARE(w->env->settings.GetSetting("general", "MoreTraces"), QString("1"));
-        QCOMPARE(tree->topLevelItemCount(), 10);
+        QCOMPARE(tree->topLevelItemCount(), 11);
         QCOMPARE(tree->topLevelItem(4)->text(0), QString("Timeline"));
         QCOMPARE(tree->topLevelItem(5)->text(0), QString("Browsers"));
         QCOMPARE(tree->topLevelItem(6)->text(0), QString("Internet Explorer"));
         QCOMPARE(tree->topLevelItem(7)->text(0), QString("Windows activity"));
         QCOMPARE(tree->topLevelItem(8)->text(0), QString("Event logs"));
         QCOMPARE(tree->topLevelItem(9)->text(0), QString("Evidence files"));
+        QCOMPARE(tree->topLevelItem(10)->text(0), QString("System"));
         w->window->selectKey("trace:browser.history");
         QVERIFY(w->window->tracePane->isVisible());
         QVERIFY(!w->window->URLs->isVisible());
