@@ -17,4 +17,33 @@ inline constexpr FieldSpec kFields[Count] = {
 };
 }  // namespace pca
 
+namespace activities {
+// app: the application the AppId's JSON names first; display_text, description, app_name,
+// content: the Payload's displayText, description, appDisplayName and contentUri (a document's
+// path or a page's address); active_seconds: the Payload's time in focus (type 6 records);
+// activity_type: the number and its meaning ("5 app or document opened"); clipboard: whether a
+// clipboard payload is kept; table: Activity, or ActivityOperation for those not yet uploaded.
+enum Field { Start, End, LastModified, Expiration, App, DisplayText, Description, AppName, Content, ActiveSeconds, ActivityType,
+             Status, Platform, Device, Clipboard, Id, Table, Count };
+inline constexpr FieldSpec kFields[Count] = {
+    {"start", FieldType::Time, "Activity Started"},
+    {"end", FieldType::Time, "Activity Ended"},
+    {"last_modified", FieldType::Time, "Activity Modified"},
+    {"expiration", FieldType::Time, "Activity Expires"},
+    {"app", FieldType::Text},
+    {"display_text", FieldType::Text},
+    {"description", FieldType::Text},
+    {"app_name", FieldType::Text},
+    {"content", FieldType::Url},
+    {"active_seconds", FieldType::Integer},
+    {"activity_type", FieldType::Text},
+    {"status", FieldType::Integer},
+    {"platform", FieldType::Text},
+    {"device", FieldType::Text},
+    {"clipboard", FieldType::Bool},
+    {"id", FieldType::Text},
+    {"table", FieldType::Text},
+};
+}  // namespace activities
+
 }  // namespace kestrova::usagefields

@@ -6,5 +6,6 @@
 namespace kestrova {
 
 void windowsPca(TraceContext& context, TraceSink& sink);
+void windowsActivities(TraceContext& context, TraceSink& sink);
 
 }  // namespace kestrova
