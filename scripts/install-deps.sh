@@ -11,7 +11,7 @@ packages=(
   libsqlite3-dev sqlite3
   libewf-dev libvhdi-dev libvmdk-dev libqcow-dev   # disk image containers (EWF, VHD/VHDX, VMDK, QCOW2)
   libfsntfs-dev libvshadow-dev libvshadow-utils   # NTFS inside an image; its shadow copies (vshadowinfo: the reference)
-  libesedb-dev libxlsxwriter-dev   # WebCacheV01.dat (IE 10+, legacy Edge); spreadsheet export
+  libesedb-dev libesedb-utils libxlsxwriter-dev   # ESE: WebCacheV01.dat, SRUDB.dat (esedbexport: the reference); spreadsheet export
   libfwsi-dev liblnk-dev libolecf-dev libscca-dev   # shell items, shortcuts, Jump Lists, Prefetch
   libevt-dev libevtx-utils   # NT event logs (.evt); evtxexport, the .evtx reader's reference in the tests
   sleuthkit                        # mactime, which the timeline's body files are checked with

@@ -59,7 +59,7 @@ void runContainedSource(TraceContext& context, TraceSink& sink, const QString& w
                 QString noteWhat, why;
                 s >> kind >> noteWhat >> why;
                 // A kind the program does not know (a child that went wrong) is a damage.
-                const bool known = kind >= 0 && kind <= static_cast<qint32>(FindingKind::Cleared);
+                const bool known = kind >= 0 && kind <= static_cast<qint32>(FindingKind::AsItLies);
                 context.note(known ? static_cast<FindingKind>(kind) : FindingKind::Damaged, noteWhat, why);
                 return;
             }

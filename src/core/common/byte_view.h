@@ -66,6 +66,18 @@ public:
                        u8(at + 13), u8(at + 14), u8(at + 15));
         return id.toString(QUuid::WithBraces).toUpper();
     }
+    // A security identifier in its binary form at `at` ("S-1-5-21-…"): revision (1), the count of
+    // sub-authorities (1), the authority (6, big-endian), the sub-authorities (4 each,
+    // little-endian). "" where the view does not hold it whole.
+    QString sidText(size_t at) const {
+        const size_t count = u8(at + 1);
+        if (!has(at, 8 + count * 4) || u8(at) != 1) return QString();
+        uint64_t authority = 0;
+        for (size_t i = 0; i < 6; ++i) authority = (authority << 8) | u8(at + 2 + i);
+        QString text = QStringLiteral("S-1-%1").arg(authority);
+        for (size_t i = 0; i < count; ++i) text += QStringLiteral("-%1").arg(u32(at + 8 + i * 4));
+        return text;
+    }
     // Where utf16z() ends: the offset just past its NUL, or the view's size when it has none.
     size_t afterUtf16z(size_t at) const {
         size_t end = at;

@@ -21,6 +21,7 @@ enum class FindingKind {
     Empty,          // there and read, and holds nothing
     Recovered,      // read after a repair (a dirty hive with its transaction logs replayed)
     Cleared,        // its records were deleted on purpose: an event log cleared
+    AsItLies,       // read as it lies on the volume: a database not closed cleanly, its logs not replayed
 };
 
 struct Finding {
@@ -31,7 +32,7 @@ struct Finding {
     QString text() const {
         static const char* const kWords[] = {"missing",        "unreadable",      "damaged",
                                              "schema differs", "link not followed", "empty",
-                                             "recovered",      "cleared"};
+                                             "recovered",      "cleared",         "read as it lies"};
         QString line = what + QStringLiteral(": ") + QLatin1String(kWords[static_cast<int>(kind)]);
         if (!why.isEmpty()) line += QStringLiteral(": ") + why;
         return line;

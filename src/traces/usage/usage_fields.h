@@ -46,4 +46,57 @@ inline constexpr FieldSpec kFields[Count] = {
 };
 }  // namespace activities
 
+// SRUM (the System Resource Usage Monitor's SRUDB.dat): an hour's use (the slot's end, "time") by
+// an application (app: its path or service name from SruDbIdMapTable) under an account (user:
+// the account's name where the volume knows its SID, sid beside it).
+namespace srumapps {
+enum Field { Time, App, User, Sid, ForegroundCycles, BackgroundCycles, FaceTime, ForegroundContextSwitches, BackgroundContextSwitches,
+             ForegroundBytesRead, ForegroundBytesWritten, BackgroundBytesRead, BackgroundBytesWritten, Count };
+inline constexpr FieldSpec kFields[Count] = {
+    {"time", FieldType::Time, "SRUM Slot End"},
+    {"app", FieldType::Text},
+    {"user", FieldType::Text},
+    {"sid", FieldType::Text},
+    {"foreground_cycles", FieldType::Integer},
+    {"background_cycles", FieldType::Integer},
+    {"face_time", FieldType::Integer},
+    {"foreground_context_switches", FieldType::Integer},
+    {"background_context_switches", FieldType::Integer},
+    {"foreground_bytes_read", FieldType::Integer},
+    {"foreground_bytes_written", FieldType::Integer},
+    {"background_bytes_read", FieldType::Integer},
+    {"background_bytes_written", FieldType::Integer},
+};
+}  // namespace srumapps
+
+namespace srumnetwork {
+// interface: the interface's LUID with its type ("71 (Wi-Fi)"); profile: the network profile's id.
+enum Field { Time, App, User, Sid, Interface, Profile, BytesSent, BytesReceived, Count };
+inline constexpr FieldSpec kFields[Count] = {
+    {"time", FieldType::Time, "SRUM Slot End"}, {"app", FieldType::Text},        {"user", FieldType::Text},
+    {"sid", FieldType::Text},                   {"interface", FieldType::Text},  {"profile", FieldType::Integer},
+    {"bytes_sent", FieldType::Integer},         {"bytes_received", FieldType::Integer},
+};
+}  // namespace srumnetwork
+
+namespace srumconnectivity {
+enum Field { Time, Interface, Profile, ConnectedSeconds, ConnectStart, App, User, Sid, Count };
+inline constexpr FieldSpec kFields[Count] = {
+    {"time", FieldType::Time, "SRUM Slot End"},     {"interface", FieldType::Text},
+    {"profile", FieldType::Integer},                {"connected_seconds", FieldType::Integer},
+    {"connect_start", FieldType::Time, "Connected"}, {"app", FieldType::Text},
+    {"user", FieldType::Text},                      {"sid", FieldType::Text},
+};
+}  // namespace srumconnectivity
+
+namespace srumother {
+// table: the table's meaning and GUID ("push notifications {D10CA2FE-…FA86}"); values: every other
+// column of the row, by name.
+enum Field { Time, Table, App, User, Sid, Values, Count };
+inline constexpr FieldSpec kFields[Count] = {
+    {"time", FieldType::Time, "SRUM Slot End"}, {"table", FieldType::Text}, {"app", FieldType::Text},
+    {"user", FieldType::Text},                  {"sid", FieldType::Text},   {"values", FieldType::Fields},
+};
+}  // namespace srumother
+
 }  // namespace kestrova::usagefields

@@ -7,5 +7,9 @@ namespace kestrova {
 
 void windowsPca(TraceContext& context, TraceSink& sink);
 void windowsActivities(TraceContext& context, TraceSink& sink);
+void windowsSrumApps(TraceContext& context, TraceSink& sink);
+void windowsSrumNetwork(TraceContext& context, TraceSink& sink);
+void windowsSrumConnectivity(TraceContext& context, TraceSink& sink);
+void windowsSrumOther(TraceContext& context, TraceSink& sink);
 
 }  // namespace kestrova

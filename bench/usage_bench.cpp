@@ -1,0 +1,46 @@
+// Windows' usage databases end to end, as users run them:
+//  - windows.srum.apps over the shared SRUDB.dat (../shared/realdata/usage/srum-win10) with
+//    kestrova-cli traces --format jsonl, against esedbexport of the same database (libesedb's own
+//    exporter, every table: the kind reads the IdMap and its table), measured in the same run
+//    (target: 1.0 or less).
+// Best of three each, output to /dev/null.
+//
+//   kestrova_usage_bench [REALDATA]    (default ../shared/realdata beside the source tree)
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+#include <QStandardPaths>
+#include <QTemporaryDir>
+#include <cstdio>
+
+#include "process_run.h"
+
+using namespace kestrova;
+
+int main(int argc, char** argv) {
+    QCoreApplication app(argc, argv);
+    const QString realdata = argc > 1 ? QString::fromLocal8Bit(argv[1]) : QStringLiteral(KESTROVA_REALDATA);
+    const QString esedbexport = QStandardPaths::findExecutable(QStringLiteral("esedbexport"));
+    if (esedbexport.isEmpty()) {
+        std::fprintf(stderr, "esedbexport (libesedb-utils) is not installed\n");
+        return 1;
+    }
+    const QString srum = realdata + QStringLiteral("/usage/srum-win10/SRUDB.dat");
+    if (!QFileInfo::exists(srum)) {
+        std::fprintf(stderr, "%s is not there\n", qPrintable(srum));
+        return 1;
+    }
+    QTemporaryDir dir;
+    QDir().mkpath(dir.filePath(QStringLiteral("Windows/System32/sru")));
+    QDir().mkpath(dir.filePath(QStringLiteral("Users/examiner")));
+    QFile::copy(srum, dir.filePath(QStringLiteral("Windows/System32/sru/SRUDB.dat")));
+    const QByteArray exportTo = dir.filePath(QStringLiteral("export")).toUtf8();
+    const QByteArray reference = "rm -rf \"" + exportTo + "\"*; \"" + esedbexport.toUtf8() + "\" -t \"" + exportTo + "\" \"" + srum.toUtf8() + "\" >/dev/null";
+    const bench::ProcessRun exported = bench::bestOfThree({"sh", "-c", reference});
+    const QByteArray cli = QCoreApplication::applicationDirPath().toUtf8() + "/kestrova-cli";
+    const bench::ProcessRun apps = bench::bestOfThree({cli, "--root", dir.path().toUtf8(), "traces", "windows.srum.apps", "--format", "jsonl"});
+    std::printf("esedbexport (every table): %.3f s\n", exported.seconds);
+    std::printf("traces windows.srum.apps jsonl: %.3f s, peak %ld MiB\n", apps.seconds, apps.peakKiB / 1024);
+    std::printf("ratio windows.srum.apps / esedbexport: %.2f (target 1.0 or less)\n", apps.seconds / exported.seconds);
+    return 0;
+}
