@@ -12,6 +12,7 @@
 #include <sqlite3.h>
 
 #include "support/temp_volume.h"
+#include "usage/search_db_writer.h"
 #include "support/trace_collector.h"
 
 namespace kestrova {
@@ -198,6 +199,43 @@ TEST(Srum, ADatabaseNotClosedCleanlyIsReadAsItLiesAndADamagedOneSaysWhy) {
     const test::KindRead damaged = readSrum(lying, "windows.srum.apps");
     EXPECT_TRUE(damaged.records.empty());
     EXPECT_EQ(damaged.findings.filter("SRUDB.dat: not an ESE database libesedb reads").size(), 1) << damaged.findings.join("\n").toStdString();
+}
+
+// -- the Search index ---------------------------------------------------------------------------
+
+TEST(SearchIndex, EveryItemOnceWithItsPropertiesFromBlobsNumbersAndTexts) {
+    QTemporaryDir dir;
+    QString error;
+    ASSERT_TRUE(tools::writeSearchIndex(dir.filePath("Windows.db"), 2500, &error)) << error.toStdString();
+    QFile f(dir.filePath("Windows.db"));
+    ASSERT_TRUE(f.open(QIODevice::ReadOnly));
+    test::TempVolume volume;
+    volume.file("ProgramData/Microsoft/Search/Data/Applications/Windows/Windows.db", f.readAll());
+    const test::KindRead read = test::readKind(*volume.open(), "windows.search");
+    ASSERT_EQ(read.records.size(), 2500u) << read.findings.join("\n").toStdString();
+    EXPECT_TRUE(read.findings.isEmpty()) << read.findings.join("\n").toStdString();
+    const TraceRecord& item = read.records[1234];
+    EXPECT_EQ(item["work_id"], "1235");
+    EXPECT_EQ(item["path"], "C:\\Users\\bob\\Documents\\folder1\\file1234.txt");
+    EXPECT_EQ(item["name"], "file1234.txt");
+    EXPECT_EQ(item["item_type"], ".txt");
+    EXPECT_EQ(item["type_text"], "Text Document");
+    EXPECT_EQ(item["size"], "123400");
+    EXPECT_EQ(item["created"], "2024-01-01T00:20:34.000000+00:00");
+    EXPECT_EQ(item["modified"], "2024-01-01T00:21:34.000000+00:00");
+    EXPECT_EQ(item["accessed"], "2024-01-01T01:20:34.000000+00:00");
+    EXPECT_EQ(item["indexed"], "2024-01-02T00:20:34.000000+00:00");
+    EXPECT_EQ(item["owner"], "DESKTOP\\bob");  // a UTF-16 blob
+    EXPECT_EQ(item["url"], "file:C:/Users/bob/Documents/folder1/file1234.txt");
+
+    // An index of another layout says so.
+    test::TempVolume other;
+    other.file("ProgramData/Microsoft/Search/Data/Applications/Windows/Windows.db", realFile("usage/plaso-ActivitiesCache.db"));
+    const test::KindRead none = test::readKind(*other.open(), "windows.search");
+    EXPECT_TRUE(none.records.empty());
+    if (!realFile("usage/plaso-ActivitiesCache.db").isEmpty()) {
+        EXPECT_EQ(none.findings.filter("no SystemIndex_1_PropertyStore with its Metadata").size(), 1) << none.findings.join("\n").toStdString();
+    }
 }
 
 }  // namespace

@@ -171,6 +171,8 @@ bool Query::next() {
     return false;
 }
 
+bool Query::isBlob(int column) const { return sqlite3_column_type(statement_, column) == SQLITE_BLOB; }
+
 bool Query::isNull(int column) const { return sqlite3_column_type(statement_, column) == SQLITE_NULL; }
 
 int64_t Query::integer(int column) const { return sqlite3_column_int64(statement_, column); }

@@ -83,6 +83,9 @@ public:
     const QString& error() const { return error_; }
 
     bool isNull(int column) const;
+    // Whether the column holds a blob; asked before the column is read as text (reading it so
+    // converts it).
+    bool isBlob(int column) const;
     int64_t integer(int column) const;
     // The column as text (UTF-8 bytes as stored; a number as its decimal text); nullopt for NULL.
     std::optional<std::string_view> text(int column) const;

@@ -46,6 +46,28 @@ inline constexpr FieldSpec kFields[Count] = {
 };
 }  // namespace activities
 
+namespace search {
+// One item of the Search index: indexed is when the indexer last gathered it (System.Search.
+// GatherTime); summary: the first words of its content the index keeps; work_id: its number in the
+// index.
+enum Field { Path, Name, ItemType, TypeText, Size, Created, Modified, Accessed, Indexed, Owner, Url, Summary, WorkId, Count };
+inline constexpr FieldSpec kFields[Count] = {
+    {"path", FieldType::Path},
+    {"name", FieldType::Text},
+    {"item_type", FieldType::Text},
+    {"type_text", FieldType::Text},
+    {"size", FieldType::Integer},
+    {"created", FieldType::Time, "Created (Search index)"},
+    {"modified", FieldType::Time, "Modified (Search index)"},
+    {"accessed", FieldType::Time, "Accessed (Search index)"},
+    {"indexed", FieldType::Time, "Indexed"},
+    {"owner", FieldType::Text},
+    {"url", FieldType::Url},
+    {"summary", FieldType::Text},
+    {"work_id", FieldType::Integer},
+};
+}  // namespace search
+
 // SRUM (the System Resource Usage Monitor's SRUDB.dat): an hour's use (the slot's end, "time") by
 // an application (app: its path or service name from SruDbIdMapTable) under an account (user:
 // the account's name where the volume knows its SID, sid beside it).

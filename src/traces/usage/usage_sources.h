@@ -11,5 +11,6 @@ void windowsSrumApps(TraceContext& context, TraceSink& sink);
 void windowsSrumNetwork(TraceContext& context, TraceSink& sink);
 void windowsSrumConnectivity(TraceContext& context, TraceSink& sink);
 void windowsSrumOther(TraceContext& context, TraceSink& sink);
+void windowsSearch(TraceContext& context, TraceSink& sink);
 
 }  // namespace kestrova
