@@ -143,6 +143,18 @@ const TraceKind kKinds[] = {
     {.name = "windows.tasks", .group = "System", .caption = "Scheduled tasks", .carries = kMachine,
      .fields = systemfields::tasks::kFields, .source = windowsTasks,
      .about = "every scheduled task (XML definitions and .job files): command, arguments, run-as, triggers, registration and last run"},
+    {.name = "windows.system", .group = "System", .caption = "System", .carries = kMachine,
+     .fields = systemfields::system::kFields, .source = windowsSystem,
+     .about = "the machine: computer name, Windows product, edition, version and build, install date, owner, time zone, last shutdown"},
+    {.name = "windows.accounts.local", .group = "System", .caption = "Local accounts (SAM)", .carries = kMachine,
+     .fields = systemfields::accounts::kFields, .source = windowsLocalAccounts,
+     .about = "SAM's accounts: name, RID and SID, created, last logon, password set, failed logons, logon count, disabled or locked, profile folder"},
+    {.name = "windows.programs", .group = "System", .caption = "Installed programs", .carries = kUser,
+     .fields = systemfields::programs::kFields, .source = windowsPrograms,
+     .about = "the Uninstall entries of the machine (64- and 32-bit) and of every user: name, version, publisher, install date and location"},
+    {.name = "windows.autoruns", .group = "System", .caption = "Autostarts", .carries = kUser,
+     .fields = systemfields::autoruns::kFields, .source = windowsAutoruns,
+     .about = "what starts by itself: Run and RunOnce of the machine and every user, Winlogon, services and drivers, Startup folders"},
 };
 
 }  // namespace

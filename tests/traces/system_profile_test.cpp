@@ -1,7 +1,9 @@
 // What Windows keeps of itself: the Program Compatibility Assistant's logs (plaso's real ones,
 // and the same as Windows writes them, in UTF-16) and scheduled tasks (the 202 real XML
 // definitions of a Windows 10 machine and a real .job file, the Task Scheduler's cache in SOFTWARE
-// adding the last run), and what a damaged one says.
+// adding the last run), and what a damaged one says; the machine's profile from the shared real
+// hives (SYSTEM of Windows 10 1709, a SAM of three accounts, a Software key with its programs and
+// Run keys) and from made-up user hives.
 #include <QDir>
 #include <QDirIterator>
 #include <QFile>
@@ -138,6 +140,112 @@ TEST(Tasks, DefinitionsThatAreNoneSayWhy) {
     EXPECT_TRUE(why.contains("runs past its 896 bytes")) << why.toStdString();
     EXPECT_FALSE(parseJobFile(QByteArray(20, '\0'), &why));
     EXPECT_EQ(why, "it holds 20 bytes, fewer than a .job file's fixed part");
+}
+
+// -- the machine's profile from its hives --------------------------------------------------------
+
+// A volume with the shared machine hives: Windows 10 1709's SYSTEM, the SAM of three accounts,
+// and the Software key of a user's hive as the machine's SOFTWARE (its root holds the same keys).
+std::unique_ptr<test::TempVolume> profileVolume() {
+    auto volume = std::make_unique<test::TempVolume>();
+    volume->file("Windows/System32/config/SYSTEM", realFile("registry/SYSTEM_WIN_10_1709"));
+    volume->file("Windows/System32/config/SAM", realFile("registry/SAM"));
+    volume->file("Windows/System32/config/SOFTWARE", realFile("registry/ntuser_software_partial"));
+    tools::HiveBuilder alice;
+    alice.sz("Software\\Microsoft\\Windows\\CurrentVersion\\Run", "updater", "C:\\Users\\alice\\AppData\\Roaming\\u.exe -quiet");
+    alice.sz("Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\tool", "DisplayName", "A Tool");
+    alice.sz("Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\tool", "InstallDate", "20240229");
+    volume->userHive(alice);
+    volume->file("Users/alice/AppData/Roaming/Microsoft/Windows/Start Menu/Programs/Startup/agent.lnk", "L");
+    return volume;
+}
+
+const TraceRecord* find(const std::vector<TraceRecord>& records, const char* field, const QString& value) {
+    for (const TraceRecord& r : records) {
+        if (r[field] == value) return &r;
+    }
+    return nullptr;
+}
+
+TEST(SystemProfile, TheMachineItsAccountsProgramsAndAutostartsFromRealHives) {
+    REALDATA_OR_SKIP(system, "registry/SYSTEM_WIN_10_1709");
+    const auto volume = profileVolume();
+    const auto opened = volume->open();
+
+    // SYSTEM: ComputerName, the zone in force, ShutdownTime (hivexsh: ef,69,d4,20,2a,16,d6,01).
+    const test::KindRead machine = test::readKind(*opened, "windows.system");
+    ASSERT_EQ(machine.records.size(), 1u);
+    EXPECT_EQ(machine.records[0]["computer_name"], "DESKTOP-2KGM189");
+    EXPECT_EQ(machine.records[0]["time_zone"], "Pacific Standard Time, UTC-07:00");
+    EXPECT_EQ(machine.records[0]["last_shutdown"], "2020-04-19T09:08:44.923748+00:00");
+    EXPECT_EQ(machine.records[0]["control_set"], "ControlSet001");
+
+    // SAM: Administrator, Guest and Preston, their F values as hivexsh shows them.
+    const test::KindRead accounts = test::readKind(*opened, "windows.accounts.local");
+    ASSERT_EQ(accounts.records.size(), 3u) << accounts.findings.join("\n").toStdString();
+    const TraceRecord* preston = find(accounts.records, "name", "Preston");
+    ASSERT_NE(preston, nullptr);
+    EXPECT_EQ((*preston)["rid"], "1000");
+    EXPECT_EQ((*preston)["sid"], "S-1-5-21-1760460187-1592185332-161725925-1000");
+    EXPECT_EQ((*preston)["last_logon"], "2014-09-30T02:59:34.316692+00:00");
+    EXPECT_EQ((*preston)["password_set"], "2014-09-24T03:35:45.844801+00:00");
+    EXPECT_EQ((*preston)["created"], "2014-09-24T03:35:45.127200+00:00");
+    EXPECT_EQ((*preston)["logon_count"], "4");
+    EXPECT_EQ((*preston)["disabled"], "0");
+    const TraceRecord* administrator = find(accounts.records, "rid", "500");
+    ASSERT_NE(administrator, nullptr);
+    EXPECT_EQ((*administrator)["name"], "Administrator");
+    EXPECT_EQ((*administrator)["disabled"], "1");
+    EXPECT_EQ((*administrator)["flags"], "disabled, normal, password never expires");
+
+    const test::KindRead programs = test::readKind(*opened, "windows.programs");
+    const TraceRecord* kraken = find(programs.records, "name", "GitKraken");
+    ASSERT_NE(kraken, nullptr);
+    EXPECT_EQ((*kraken)["version"], "5.0.4");
+    EXPECT_EQ((*kraken)["publisher"], "Axosoft, LLC");
+    EXPECT_EQ((*kraken)["install_date"], "2019-04-10T00:00:00.000000+00:00");
+    EXPECT_EQ((*kraken)["scope"], "machine");
+    const TraceRecord* tool = find(programs.records, "name", "A Tool");
+    ASSERT_NE(tool, nullptr);
+    EXPECT_EQ((*tool)["scope"], "user");
+    EXPECT_EQ((*tool)["user"], "alice");
+    EXPECT_EQ((*tool)["install_date"], "2024-02-29T00:00:00.000000+00:00");
+
+    const test::KindRead autoruns = test::readKind(*opened, "windows.autoruns");
+    const TraceRecord* onedrive = find(autoruns.records, "name", "OneDrive");
+    ASSERT_NE(onedrive, nullptr);
+    EXPECT_EQ((*onedrive)["kind"], "Run");
+    EXPECT_EQ((*onedrive)["location"], "HKLM\\SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Run");
+    const TraceRecord* defender = find(autoruns.records, "name", "WinDefend");
+    ASSERT_NE(defender, nullptr);
+    EXPECT_EQ((*defender)["kind"], "service");
+    EXPECT_EQ((*defender)["start"], "automatic");
+    EXPECT_EQ((*defender)["account"], "LocalSystem");
+    EXPECT_EQ((*find(autoruns.records, "name", "disk"))["kind"], "driver");
+    const TraceRecord* updater = find(autoruns.records, "name", "updater");
+    ASSERT_NE(updater, nullptr);
+    EXPECT_EQ((*updater)["location"], "HKCU\\Software\\Microsoft\\Windows\\CurrentVersion\\Run");
+    EXPECT_EQ((*updater)["user"], "alice");
+    const TraceRecord* agent = find(autoruns.records, "name", "agent.lnk");
+    ASSERT_NE(agent, nullptr);
+    EXPECT_EQ((*agent)["kind"], "Startup folder");
+}
+
+TEST(SystemProfile, AnAccountWhoseValuesAreCutSaysWhatIsNotKnown) {
+    test::TempVolume volume;
+    tools::HiveBuilder sam;
+    sam.binary("SAM\\Domains\\Account\\Users\\000003E9", "F", QByteArray(20, '\0'));
+    sam.binary("SAM\\Domains\\Account\\Users\\000003E9", "V", QByteArray(8, '\x7F'));
+    QTemporaryDir dir;
+    QString error;
+    ASSERT_TRUE(sam.write(dir.filePath("SAM"), &error)) << error.toStdString();
+    QFile f(dir.filePath("SAM"));
+    ASSERT_TRUE(f.open(QIODevice::ReadOnly));
+    volume.file("Windows/System32/config/SAM", f.readAll());
+    const test::KindRead read = test::readKind(*volume.open(), "windows.accounts.local");
+    ASSERT_EQ(read.records.size(), 1u);
+    EXPECT_EQ(read.records[0]["rid"], "1001");
+    EXPECT_EQ(read.findings.filter("its F value is missing or shorter than 68 bytes").size(), 1) << read.findings.join("\n").toStdString();
 }
 
 }  // namespace

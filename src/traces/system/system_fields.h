@@ -35,4 +35,83 @@ inline constexpr FieldSpec kFields[Count] = {
 };
 }  // namespace tasks
 
+namespace system {
+// One record for the machine: what Windows is, who registered it, where and when it last stopped.
+// install_date: SOFTWARE's InstallTime (or InstallDate); last_shutdown: SYSTEM's ShutdownTime;
+// time_zone: TimeZoneKeyName (or StandardName) with the bias in force ("W. Europe Standard Time,
+// UTC+01:00").
+enum Field { ComputerName, ProductName, Edition, Version, Build, InstallDate, RegisteredOwner, RegisteredOrganization, TimeZone,
+             LastShutdown, SystemRoot, ControlSet, Count };
+inline constexpr FieldSpec kFields[Count] = {
+    {"computer_name", FieldType::Text},
+    {"product_name", FieldType::Text},
+    {"edition", FieldType::Text},
+    {"version", FieldType::Text},
+    {"build", FieldType::Text},
+    {"install_date", FieldType::Time, "Windows Installed"},
+    {"registered_owner", FieldType::Text},
+    {"registered_organization", FieldType::Text},
+    {"time_zone", FieldType::Text},
+    {"last_shutdown", FieldType::Time, "Last Shutdown"},
+    {"system_root", FieldType::Path},
+    {"control_set", FieldType::Text},
+};
+}  // namespace system
+
+namespace accounts {
+// The local accounts of SAM, joined with ProfileList: created is the last write of the account's
+// Names key (Windows writes it once, when the account is made); flags: the account control bits
+// by name ("disabled", "password not required", ...).
+enum Field { Name, Rid, Sid, FullName, Comment, Created, LastLogon, PasswordSet, LastFailedLogon, AccountExpires, LogonCount,
+             FailedCount, Disabled, Locked, Flags, ProfileFolder, Count };
+inline constexpr FieldSpec kFields[Count] = {
+    {"name", FieldType::Text},
+    {"rid", FieldType::Integer},
+    {"sid", FieldType::Text},
+    {"full_name", FieldType::Text},
+    {"comment", FieldType::Text},
+    {"created", FieldType::Time, "Account Created"},
+    {"last_logon", FieldType::Time, "Last Logon"},
+    {"password_set", FieldType::Time, "Password Last Set"},
+    {"last_failed_logon", FieldType::Time, "Last Failed Logon"},
+    {"account_expires", FieldType::Time, "Account Expires"},
+    {"logon_count", FieldType::Integer},
+    {"failed_count", FieldType::Integer},
+    {"disabled", FieldType::Bool},
+    {"locked", FieldType::Bool},
+    {"flags", FieldType::Text},
+    {"profile_folder", FieldType::Path},
+};
+}  // namespace accounts
+
+namespace programs {
+// scope: "machine", "machine (32-bit)" or "user"; install_date: the entry's InstallDate (a day, at
+// midnight UTC); installed: its key's last write, which the installer leaves behind.
+enum Field { Name, Version, Publisher, InstallDate, InstallLocation, UninstallCommand, Scope, KeyName, KeyWritten, Count };
+inline constexpr FieldSpec kFields[Count] = {
+    {"name", FieldType::Text},
+    {"version", FieldType::Text},
+    {"publisher", FieldType::Text},
+    {"install_date", FieldType::Time, "Program Installed"},
+    {"install_location", FieldType::Path},
+    {"uninstall_command", FieldType::Text},
+    {"scope", FieldType::Text},
+    {"key_name", FieldType::Text},
+    {"key_last_written", FieldType::Time, "Key Last Written"},
+};
+}  // namespace programs
+
+namespace autoruns {
+// kind: "Run", "RunOnce", "Winlogon", "service", "driver", "Startup folder"; location: the key or
+// folder; start: a service's start type ("automatic", "demand", "disabled", ...); account: the
+// account a service runs as.
+enum Field { Name, Command, Kind, Location, Start, Account, Description, Written, Count };
+inline constexpr FieldSpec kFields[Count] = {
+    {"name", FieldType::Text},     {"command", FieldType::Text},     {"kind", FieldType::Text},
+    {"location", FieldType::Text}, {"start", FieldType::Text},       {"account", FieldType::Text},
+    {"description", FieldType::Text},
+    {"last_written", FieldType::Time, "Entry Last Written"},
+};
+}  // namespace autoruns
+
 }  // namespace kestrova::systemfields

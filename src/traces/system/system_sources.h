@@ -6,5 +6,9 @@
 namespace kestrova {
 
 void windowsTasks(TraceContext& context, TraceSink& sink);
+void windowsSystem(TraceContext& context, TraceSink& sink);
+void windowsLocalAccounts(TraceContext& context, TraceSink& sink);
+void windowsPrograms(TraceContext& context, TraceSink& sink);
+void windowsAutoruns(TraceContext& context, TraceSink& sink);
 
 }  // namespace kestrova
