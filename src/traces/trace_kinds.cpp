@@ -155,6 +155,15 @@ const TraceKind kKinds[] = {
     {.name = "windows.autoruns", .group = "System", .caption = "Autostarts", .carries = kUser,
      .fields = systemfields::autoruns::kFields, .source = windowsAutoruns,
      .about = "what starts by itself: Run and RunOnce of the machine and every user, Winlogon, services and drivers, Startup folders"},
+    {.name = "windows.network", .group = "System", .caption = "Networks", .carries = kUser,
+     .fields = systemfields::network::kFields, .source = windowsNetwork,
+     .about = "interfaces with their addresses and DHCP leases, the networks joined (first and last connected), WLAN profiles, shares, mapped drives"},
+    {.name = "windows.rdp.client", .group = "System", .caption = "Remote Desktop connections", .carries = kUser,
+     .fields = systemfields::rdpclient::kFields, .source = windowsRdpClient,
+     .about = "the servers each user reached with the Remote Desktop client, in MRU order, with the user name used"},
+    {.name = "windows.mountpoints", .group = "System", .caption = "Mount points", .carries = kUser,
+     .fields = systemfields::mountpoints::kFields, .source = windowsMountPoints,
+     .about = "the volumes, shares and letters Explorer mounted for each user (MountPoints2), and MountedDevices"},
 };
 
 }  // namespace

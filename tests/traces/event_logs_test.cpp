@@ -105,7 +105,7 @@ TEST(EventLogs, EveryRecordOfARealSecurityLogWithItsFieldsByName) {
     EXPECT_EQ(first["level"], "Information");
     EXPECT_TRUE(first["data"].startsWith("SubjectUserSid=S-1-5-18; SubjectUserName=-;")) << first["data"].toStdString();
     EXPECT_TRUE(first["data"].contains("NewProcessName=Registry;"));
-    EXPECT_EQ(first["message"], "A process was created: Registry -, by -");
+    EXPECT_EQ(first["event_message"], "A process was created: Registry -, by -");
     EXPECT_EQ(first["source"], "C:\\Windows\\System32\\winevt\\Logs\\Security.evtx");
     EXPECT_EQ(first["source_part"], "Security record 1");
 

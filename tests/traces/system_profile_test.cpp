@@ -52,7 +52,7 @@ TEST(Pca, TheLaunchDictionaryAndTheGeneralLogInAsciiAndUtf16) {
         EXPECT_EQ(exit["product"], "git");
         EXPECT_EQ(exit["publisher"], "the git development community");
         EXPECT_EQ(exit["version"], "2.33.0.windows.2");
-        EXPECT_EQ(exit["message"], "Abnormal process exit with code 0x1");
+        EXPECT_EQ(exit["detail"], "Abnormal process exit with code 0x1");
         EXPECT_EQ(exit["event"], "type 2");
     }
     test::TempVolume volume;
@@ -155,6 +155,12 @@ std::unique_ptr<test::TempVolume> profileVolume() {
     alice.sz("Software\\Microsoft\\Windows\\CurrentVersion\\Run", "updater", "C:\\Users\\alice\\AppData\\Roaming\\u.exe -quiet");
     alice.sz("Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\tool", "DisplayName", "A Tool");
     alice.sz("Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\tool", "InstallDate", "20240229");
+    alice.sz("Software\\Microsoft\\Terminal Server Client\\Default", "MRU0", "10.0.0.5");
+    alice.sz("Software\\Microsoft\\Terminal Server Client\\Default", "MRU1", "jump.example");
+    alice.sz("Software\\Microsoft\\Terminal Server Client\\Servers\\10.0.0.5", "UsernameHint", "CORP\\admin");
+    alice.sz("Software\\Microsoft\\Terminal Server Client\\Servers\\old.example", "UsernameHint", "bob");
+    alice.sz("Network\\Z", "RemotePath", "\\\\fileserver\\projects");
+    alice.key("Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\MountPoints2\\##fileserver#projects");
     volume->userHive(alice);
     volume->file("Users/alice/AppData/Roaming/Microsoft/Windows/Start Menu/Programs/Startup/agent.lnk", "L");
     return volume;
@@ -214,21 +220,21 @@ TEST(SystemProfile, TheMachineItsAccountsProgramsAndAutostartsFromRealHives) {
     const test::KindRead autoruns = test::readKind(*opened, "windows.autoruns");
     const TraceRecord* onedrive = find(autoruns.records, "name", "OneDrive");
     ASSERT_NE(onedrive, nullptr);
-    EXPECT_EQ((*onedrive)["kind"], "Run");
+    EXPECT_EQ((*onedrive)["type"], "Run");
     EXPECT_EQ((*onedrive)["location"], "HKLM\\SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Run");
     const TraceRecord* defender = find(autoruns.records, "name", "WinDefend");
     ASSERT_NE(defender, nullptr);
-    EXPECT_EQ((*defender)["kind"], "service");
+    EXPECT_EQ((*defender)["type"], "service");
     EXPECT_EQ((*defender)["start"], "automatic");
     EXPECT_EQ((*defender)["account"], "LocalSystem");
-    EXPECT_EQ((*find(autoruns.records, "name", "disk"))["kind"], "driver");
+    EXPECT_EQ((*find(autoruns.records, "name", "disk"))["type"], "driver");
     const TraceRecord* updater = find(autoruns.records, "name", "updater");
     ASSERT_NE(updater, nullptr);
     EXPECT_EQ((*updater)["location"], "HKCU\\Software\\Microsoft\\Windows\\CurrentVersion\\Run");
     EXPECT_EQ((*updater)["user"], "alice");
     const TraceRecord* agent = find(autoruns.records, "name", "agent.lnk");
     ASSERT_NE(agent, nullptr);
-    EXPECT_EQ((*agent)["kind"], "Startup folder");
+    EXPECT_EQ((*agent)["type"], "Startup folder");
 }
 
 TEST(SystemProfile, AnAccountWhoseValuesAreCutSaysWhatIsNotKnown) {
@@ -246,6 +252,58 @@ TEST(SystemProfile, AnAccountWhoseValuesAreCutSaysWhatIsNotKnown) {
     ASSERT_EQ(read.records.size(), 1u);
     EXPECT_EQ(read.records[0]["rid"], "1001");
     EXPECT_EQ(read.findings.filter("its F value is missing or shorter than 68 bytes").size(), 1) << read.findings.join("\n").toStdString();
+}
+
+// Every kind's own field names stay apart from the columns every output adds (a JSON object with
+// "kind" twice is read as either), and from each other.
+TEST(TraceKinds, FieldNamesNeverRepeatAnOutputColumn) {
+    const QStringList reserved{"kind", "user", "browser", "profile", "hostname", "source", "source_part", "snapshot", "seen_in",
+                               "snapshot_note", "datetime", "timestamp", "timestamp_desc", "message", "fields"};
+    for (const TraceKind& kind : traceKinds()) {
+        QStringList seen;
+        for (const FieldSpec& field : kind.fields) {
+            const QString name = QLatin1String(field.name);
+            EXPECT_FALSE(reserved.contains(name)) << kind.name << " has a field named " << field.name;
+            EXPECT_FALSE(seen.contains(name)) << kind.name << " has two fields named " << field.name;
+            seen << name;
+        }
+    }
+}
+
+TEST(SystemProfile, NetworksRemoteDesktopAndMountPoints) {
+    REALDATA_OR_SKIP(system, "registry/SYSTEM_WIN_10_1709");
+    const auto volume = profileVolume();
+    const auto opened = volume->open();
+    // The interface with a DHCP lease, as hivexsh shows it (LeaseObtainedTime 0x5ea275dc).
+    const test::KindRead network = test::readKind(*opened, "windows.network");
+    const TraceRecord* lease = find(network.records, "address", "192.168.146.128");
+    ASSERT_NE(lease, nullptr) << network.findings.join("\n").toStdString();
+    EXPECT_EQ((*lease)["type"], "interface");
+    EXPECT_EQ((*lease)["gateway"], "192.168.146.2");
+    EXPECT_EQ((*lease)["dhcp_server"], "192.168.146.254");
+    EXPECT_EQ((*lease)["domain"], "localdomain");
+    EXPECT_EQ((*lease)["lease_obtained"], "2020-04-24T05:15:08.000000+00:00");
+    const TraceRecord* drive = find(network.records, "name", "Z:");
+    ASSERT_NE(drive, nullptr);
+    EXPECT_EQ((*drive)["address"], "\\\\fileserver\\projects");
+    EXPECT_EQ((*drive)["user"], "alice");
+
+    const test::KindRead rdp = test::readKind(*opened, "windows.rdp.client");
+    ASSERT_EQ(rdp.records.size(), 3u);
+    EXPECT_EQ(rdp.records[0]["server"], "10.0.0.5");
+    EXPECT_EQ(rdp.records[0]["mru_position"], "0");
+    EXPECT_EQ(rdp.records[0]["username_hint"], "CORP\\admin");
+    EXPECT_EQ(rdp.records[1]["server"], "jump.example");
+    EXPECT_EQ(rdp.records[2]["server"], "old.example");  // only the Servers key names it
+    EXPECT_EQ(rdp.records[2]["mru_position"], "");
+
+    const test::KindRead mounts = test::readKind(*opened, "windows.mountpoints");
+    const TraceRecord* share = find(mounts.records, "name", "##fileserver#projects");
+    ASSERT_NE(share, nullptr);
+    EXPECT_EQ((*share)["type"], "network share");
+    const TraceRecord* c = find(mounts.records, "name", "\\DosDevices\\C:");
+    ASSERT_NE(c, nullptr);
+    EXPECT_EQ((*c)["device"], "disk signature df4546ae, offset 525336576");
 }
 
 }  // namespace

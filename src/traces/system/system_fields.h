@@ -102,16 +102,61 @@ inline constexpr FieldSpec kFields[Count] = {
 }  // namespace programs
 
 namespace autoruns {
-// kind: "Run", "RunOnce", "Winlogon", "service", "driver", "Startup folder"; location: the key or
+// type: "Run", "RunOnce", "Winlogon", "service", "driver", "Startup folder"; location: the key or
 // folder; start: a service's start type ("automatic", "demand", "disabled", ...); account: the
 // account a service runs as.
 enum Field { Name, Command, Kind, Location, Start, Account, Description, Written, Count };
 inline constexpr FieldSpec kFields[Count] = {
-    {"name", FieldType::Text},     {"command", FieldType::Text},     {"kind", FieldType::Text},
+    {"name", FieldType::Text},     {"command", FieldType::Text},     {"type", FieldType::Text},
     {"location", FieldType::Text}, {"start", FieldType::Text},       {"account", FieldType::Text},
     {"description", FieldType::Text},
     {"last_written", FieldType::Time, "Entry Last Written"},
 };
 }  // namespace autoruns
+
+namespace network {
+// type: "interface" (TCP/IP settings and DHCP lease), "network profile" (NetworkList: each network
+// the machine joined), "WLAN profile", "share" (what this machine shares) or "mapped drive" (a
+// user's network drive); address: an interface's address, a profile's gateway MAC, a share's or a
+// drive's path.
+enum Field { Kind, Name, Address, Gateway, DhcpServer, Domain, Category, FirstConnected, LastConnected, LeaseObtained, LeaseEnds,
+             Details, KeyWritten, Count };
+inline constexpr FieldSpec kFields[Count] = {
+    {"type", FieldType::Text},
+    {"name", FieldType::Text},
+    {"address", FieldType::Text},
+    {"gateway", FieldType::Text},
+    {"dhcp_server", FieldType::Text},
+    {"domain", FieldType::Text},
+    {"category", FieldType::Text},
+    {"first_connected", FieldType::Time, "Network First Connected"},
+    {"last_connected", FieldType::Time, "Network Last Connected"},
+    {"lease_obtained", FieldType::Time, "DHCP Lease Obtained"},
+    {"lease_ends", FieldType::Time, "DHCP Lease Ends"},
+    {"details", FieldType::Text},
+    {"key_last_written", FieldType::Time, "Key Last Written"},
+};
+}  // namespace network
+
+namespace rdpclient {
+// The servers a user connected to with the Remote Desktop client: position in its MRU (0 the
+// latest; absent for a server only the Servers key names), the user name hint.
+enum Field { Server, UsernameHint, Position, KeyWritten, Count };
+inline constexpr FieldSpec kFields[Count] = {
+    {"server", FieldType::Text}, {"username_hint", FieldType::Text}, {"mru_position", FieldType::Integer},
+    {"key_last_written", FieldType::Time, "Key Last Written"},
+};
+}  // namespace rdpclient
+
+namespace mountpoints {
+// A user's MountPoints2 (every volume, share and letter Explorer mounted for that user, the key's
+// last write is when it last was) and the machine's MountedDevices (what each letter and volume
+// GUID was last: a disk signature and offset, or a device path).
+enum Field { Name, Kind, Device, KeyWritten, Count };
+inline constexpr FieldSpec kFields[Count] = {
+    {"name", FieldType::Text}, {"type", FieldType::Text}, {"device", FieldType::Text},
+    {"key_last_written", FieldType::Time, "Key Last Written"},
+};
+}  // namespace mountpoints
 
 }  // namespace kestrova::systemfields

@@ -10,5 +10,8 @@ void windowsSystem(TraceContext& context, TraceSink& sink);
 void windowsLocalAccounts(TraceContext& context, TraceSink& sink);
 void windowsPrograms(TraceContext& context, TraceSink& sink);
 void windowsAutoruns(TraceContext& context, TraceSink& sink);
+void windowsNetwork(TraceContext& context, TraceSink& sink);
+void windowsRdpClient(TraceContext& context, TraceSink& sink);
+void windowsMountPoints(TraceContext& context, TraceSink& sink);
 
 }  // namespace kestrova

@@ -47,7 +47,7 @@ void readLog(TraceContext& context, TraceSink& sink, const QString& path, bool g
             if (when) {
                 r.text(pf::Event, QStringLiteral("type ") + parts[1].toString());
                 r.text(pf::Path, parts[2].toString());
-                const int fields[] = {pf::Product, pf::Publisher, pf::Version, pf::ProgramId, pf::Message};
+                const int fields[] = {pf::Product, pf::Publisher, pf::Version, pf::ProgramId, pf::Detail};
                 for (int i = 0; i < 5 && 3 + i < parts.size(); ++i) r.text(fields[i], parts[3 + i].toString());
             }
         } else {

@@ -145,7 +145,7 @@ void readTable(TraceContext& context, TraceSink& sink, SrumKind kind, libesedb_f
             OwnedRecord<f::Count> r;
             r.time(f::Time, time);
             r.text(f::App, app);
-            r.text(f::User, user);
+            r.text(f::Account, user);
             r.text(f::Sid, sid);
             put(r, f::ForegroundCycles, integer("ForegroundCycleTime"));
             put(r, f::BackgroundCycles, integer("BackgroundCycleTime"));
@@ -163,10 +163,10 @@ void readTable(TraceContext& context, TraceSink& sink, SrumKind kind, libesedb_f
             OwnedRecord<f::Count> r;
             r.time(f::Time, time);
             r.text(f::App, app);
-            r.text(f::User, user);
+            r.text(f::Account, user);
             r.text(f::Sid, sid);
             r.text(f::Interface, interfaceText(integer("InterfaceLuid")));
-            put(r, f::Profile, integer("L2ProfileId"));
+            put(r, f::NetworkProfile, integer("L2ProfileId"));
             put(r, f::BytesSent, integer("BytesSent"));
             put(r, f::BytesReceived, integer("BytesRecvd"));
             return context.deliver(sink, from, r.values());
@@ -176,11 +176,11 @@ void readTable(TraceContext& context, TraceSink& sink, SrumKind kind, libesedb_f
             OwnedRecord<f::Count> r;
             r.time(f::Time, time);
             r.text(f::Interface, interfaceText(integer("InterfaceLuid")));
-            put(r, f::Profile, integer("L2ProfileId"));
+            put(r, f::NetworkProfile, integer("L2ProfileId"));
             put(r, f::ConnectedSeconds, integer("ConnectedTime"));
             if (const auto start = integer("ConnectStartTime")) r.time(f::ConnectStart, utc::fromFileTime(static_cast<uint64_t>(*start)));
             r.text(f::App, app);
-            r.text(f::User, user);
+            r.text(f::Account, user);
             r.text(f::Sid, sid);
             return context.deliver(sink, from, r.values());
         }
@@ -190,7 +190,7 @@ void readTable(TraceContext& context, TraceSink& sink, SrumKind kind, libesedb_f
             r.time(f::Time, time);
             r.text(f::Table, QStringLiteral("%1 %2").arg(QLatin1String(meaning), QLatin1String(tableName)));
             r.text(f::App, app);
-            r.text(f::User, user);
+            r.text(f::Account, user);
             r.text(f::Sid, sid);
             r.bytes(f::Values, otherValues(row, columns));
             return context.deliver(sink, from, r.values());

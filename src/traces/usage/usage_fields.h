@@ -8,12 +8,12 @@ namespace kestrova::usagefields {
 
 namespace pca {
 // event: "launched" (PcaAppLaunchDic.txt: the last launch of each program) or the general log's
-// entry type ("type 2"); message: the general log's text ("Abnormal process exit with code 0x1").
-enum Field { Time, Path, Event, Product, Publisher, Version, ProgramId, Message, Count };
+// entry type ("type 2"); detail: the general log's text ("Abnormal process exit with code 0x1").
+enum Field { Time, Path, Event, Product, Publisher, Version, ProgramId, Detail, Count };
 inline constexpr FieldSpec kFields[Count] = {
     {"time", FieldType::Time, "Recorded by PCA"}, {"path", FieldType::Path},      {"event", FieldType::Text},
     {"product", FieldType::Text},                 {"publisher", FieldType::Text}, {"version", FieldType::Text},
-    {"program_id", FieldType::Text},              {"message", FieldType::Text},
+    {"program_id", FieldType::Text},              {"detail", FieldType::Text},
 };
 }  // namespace pca
 
@@ -69,15 +69,15 @@ inline constexpr FieldSpec kFields[Count] = {
 }  // namespace search
 
 // SRUM (the System Resource Usage Monitor's SRUDB.dat): an hour's use (the slot's end, "time") by
-// an application (app: its path or service name from SruDbIdMapTable) under an account (user:
-// the account's name where the volume knows its SID, sid beside it).
+// an application (app: its path or service name from SruDbIdMapTable) under an account (account:
+// its name where the volume knows its SID, sid beside it); network_profile: the network's id.
 namespace srumapps {
-enum Field { Time, App, User, Sid, ForegroundCycles, BackgroundCycles, FaceTime, ForegroundContextSwitches, BackgroundContextSwitches,
+enum Field { Time, App, Account, Sid, ForegroundCycles, BackgroundCycles, FaceTime, ForegroundContextSwitches, BackgroundContextSwitches,
              ForegroundBytesRead, ForegroundBytesWritten, BackgroundBytesRead, BackgroundBytesWritten, Count };
 inline constexpr FieldSpec kFields[Count] = {
     {"time", FieldType::Time, "SRUM Slot End"},
     {"app", FieldType::Text},
-    {"user", FieldType::Text},
+    {"account", FieldType::Text},
     {"sid", FieldType::Text},
     {"foreground_cycles", FieldType::Integer},
     {"background_cycles", FieldType::Integer},
@@ -92,32 +92,32 @@ inline constexpr FieldSpec kFields[Count] = {
 }  // namespace srumapps
 
 namespace srumnetwork {
-// interface: the interface's LUID with its type ("71 (Wi-Fi)"); profile: the network profile's id.
-enum Field { Time, App, User, Sid, Interface, Profile, BytesSent, BytesReceived, Count };
+// interface: the interface's LUID with its type ("1689399632855040 (Ethernet)").
+enum Field { Time, App, Account, Sid, Interface, NetworkProfile, BytesSent, BytesReceived, Count };
 inline constexpr FieldSpec kFields[Count] = {
-    {"time", FieldType::Time, "SRUM Slot End"}, {"app", FieldType::Text},        {"user", FieldType::Text},
-    {"sid", FieldType::Text},                   {"interface", FieldType::Text},  {"profile", FieldType::Integer},
+    {"time", FieldType::Time, "SRUM Slot End"}, {"app", FieldType::Text},        {"account", FieldType::Text},
+    {"sid", FieldType::Text},                   {"interface", FieldType::Text},  {"network_profile", FieldType::Integer},
     {"bytes_sent", FieldType::Integer},         {"bytes_received", FieldType::Integer},
 };
 }  // namespace srumnetwork
 
 namespace srumconnectivity {
-enum Field { Time, Interface, Profile, ConnectedSeconds, ConnectStart, App, User, Sid, Count };
+enum Field { Time, Interface, NetworkProfile, ConnectedSeconds, ConnectStart, App, Account, Sid, Count };
 inline constexpr FieldSpec kFields[Count] = {
     {"time", FieldType::Time, "SRUM Slot End"},     {"interface", FieldType::Text},
-    {"profile", FieldType::Integer},                {"connected_seconds", FieldType::Integer},
+    {"network_profile", FieldType::Integer},        {"connected_seconds", FieldType::Integer},
     {"connect_start", FieldType::Time, "Connected"}, {"app", FieldType::Text},
-    {"user", FieldType::Text},                      {"sid", FieldType::Text},
+    {"account", FieldType::Text},                   {"sid", FieldType::Text},
 };
 }  // namespace srumconnectivity
 
 namespace srumother {
 // table: the table's meaning and GUID ("push notifications {D10CA2FE-…FA86}"); values: every other
 // column of the row, by name.
-enum Field { Time, Table, App, User, Sid, Values, Count };
+enum Field { Time, Table, App, Account, Sid, Values, Count };
 inline constexpr FieldSpec kFields[Count] = {
     {"time", FieldType::Time, "SRUM Slot End"}, {"table", FieldType::Text}, {"app", FieldType::Text},
-    {"user", FieldType::Text},                  {"sid", FieldType::Text},   {"values", FieldType::Fields},
+    {"account", FieldType::Text},               {"sid", FieldType::Text},   {"values", FieldType::Fields},
 };
 }  // namespace srumother
 

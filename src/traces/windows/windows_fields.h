@@ -140,13 +140,14 @@ inline constexpr FieldSpec kFields[Count] = {
 };
 }  // namespace execution
 
-// An event of any log. `data` is the event's own fields by name (EventData, UserData).
+// An event of any log. `data` is the event's own fields by name (EventData, UserData);
+// event_message: the event's text as its provider words it.
 namespace events {
 enum Field { Time, Channel, Provider, EventId, Level, RecordId, Computer, UserSid, Message, Data, Recovered, Count };
 inline constexpr FieldSpec kFields[Count] = {
     {"time", FieldType::Time, "Event Logged"}, {"channel", FieldType::Text},    {"provider", FieldType::Text},
     {"event_id", FieldType::Integer},          {"level", FieldType::Text},      {"record_id", FieldType::Integer},
-    {"computer", FieldType::Text},             {"user_sid", FieldType::Text},   {"message", FieldType::Text},
+    {"computer", FieldType::Text},             {"user_sid", FieldType::Text},   {"event_message", FieldType::Text},
     {"data", FieldType::Fields},               {"recovered", FieldType::Bool},
 };
 }  // namespace events
