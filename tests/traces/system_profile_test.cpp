@@ -306,5 +306,35 @@ TEST(SystemProfile, NetworksRemoteDesktopAndMountPoints) {
     EXPECT_EQ((*c)["device"], "disk signature df4546ae, offset 525336576");
 }
 
+// Office's recent files and places of every version and application, with the time each was last
+// opened ([T…]), and those of an Office 365 account (User MRU).
+TEST(OfficeMru, EveryVersionsFilesAndPlacesWithWhenTheyWereOpened) {
+    test::TempVolume volume;
+    tools::HiveBuilder alice;
+    alice.sz("Software\\Microsoft\\Office\\16.0\\Word\\User MRU\\ADAL_1234\\File MRU", "Item 1",
+             "[F00000000][T01D7B7E3D3A7C000][O00000000]*C:\\Users\\alice\\Documents\\report.docx");
+    alice.sz("Software\\Microsoft\\Office\\16.0\\Word\\User MRU\\ADAL_1234\\File MRU", "Item 2",
+             "[F00000000][T01D7B000D3A7C000][O00000000]*C:\\Users\\alice\\Documents\\older.docx");
+    alice.sz("Software\\Microsoft\\Office\\15.0\\Excel\\Place MRU", "Item 1", "[F00000000][T01D0000000000000][O00000000]*C:\\Finance\\");
+    alice.sz("Software\\Microsoft\\Office\\12.0\\PowerPoint\\File MRU", "Item 1", "C:\\Talks\\plan.pptx");
+    alice.sz("Software\\Microsoft\\Office\\Common", "Ignored", "not a version");
+    volume.userHive(alice);
+    const test::KindRead read = test::readKind(*volume.open(), "windows.mru");
+    std::vector<TraceRecord> office;
+    std::copy_if(read.records.begin(), read.records.end(), std::back_inserter(office), [](const TraceRecord& r) { return r["list"].startsWith("Office"); });
+    ASSERT_EQ(office.size(), 4u) << read.findings.join("\n").toStdString();
+    const TraceRecord* report = find(office, "entry", "C:\\Users\\alice\\Documents\\report.docx");
+    ASSERT_NE(report, nullptr);
+    EXPECT_EQ((*report)["list"], "Office File MRU");
+    EXPECT_EQ((*report)["subkey"], "Word 16.0");
+    EXPECT_EQ((*report)["program"], "Word");
+    EXPECT_EQ((*report)["position"], "0");
+    EXPECT_EQ((*report)["opened"], "2021-10-02T23:18:36.716441+00:00");  // 0x01D7B7E3D3A7C000
+    EXPECT_EQ((*find(office, "entry", "C:\\Finance\\"))["list"], "Office Place MRU");
+    const TraceRecord* plan = find(office, "entry", "C:\\Talks\\plan.pptx");  // Office 2007: the path alone
+    ASSERT_NE(plan, nullptr);
+    EXPECT_EQ((*plan)["opened"], "");
+}
+
 }  // namespace
 }  // namespace kestrova

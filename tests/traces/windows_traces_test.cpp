@@ -249,6 +249,11 @@ TEST_F(RealWindowsVolume, RecentDocsAndMruListsKeepTheirOrderAndFullPaths) {
     EXPECT_EQ(typed, 13);
     const auto words = std::count_if(mru.begin(), mru.end(), [](const TraceRecord& r) { return r["user"] == "nfury" && r["list"] == "WordWheelQuery"; });
     EXPECT_EQ(words, 2);
+    // The legacy dialog's list RegRipper also reads (its one entry: pythonw.exe's last folder).
+    const TraceRecord* legacy = find(mru, [](const TraceRecord& r) { return r["user"] == "win10" && r["list"] == "LastVisitedPidlMRULegacy"; });
+    ASSERT_NE(legacy, nullptr);
+    EXPECT_EQ((*legacy)["program"], "pythonw.exe");
+    EXPECT_FALSE((*legacy)["entry"].isEmpty());
 }
 
 TEST_F(RealWindowsVolume, ShellBagsWalkToFullPathsWithTheFoldersOwnTimes) {

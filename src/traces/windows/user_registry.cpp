@@ -160,6 +160,67 @@ void mruList(TraceContext& context, TraceSink& sink, const UserHive& h, const QS
 
 std::pair<QString, QString> asText(const RegValueData& v) { return {valueText(v), QString()}; }
 
+// One Office list ("File MRU" or "Place MRU" of an application): "Item 1" (the latest), "Item 2",
+// ...; since Office 2010 each "[F00000000][T01D7B7E3D3A7C000][O00000000]*C:\path\report.docx",
+// the [T…] part the FILETIME it was last opened in hex; Office 2007 keeps the path alone.
+bool officeList(TraceContext& context, TraceSink& sink, const UserHive& h, HiveFile::Node node, const QString& keyPath, const QString& list,
+                const QString& program) {
+    using namespace wf::mru;
+    const HiveFile& hive = *h.hive;
+    const Provenance from = userProvenance(*h.user, h.path, keyPath);
+    const auto written = keyTime(hive, node);
+    for (int i = 1; i < 1000; ++i) {
+        const QString name = QStringLiteral("Item %1").arg(i);
+        const auto value = hive.value(node, name);
+        if (!value) break;
+        const QString text = valueText(*value);
+        OwnedRecord<Count> r;
+        r.text(List, list);
+        r.text(Subkey, program);
+        r.integer(Position, i - 1);
+        const qsizetype star = text.indexOf(QLatin1Char('*'));
+        r.text(Entry, star >= 0 ? text.mid(star + 1) : text);
+        r.text(Program, program.section(QLatin1Char(' '), 0, 0));
+        if (const qsizetype t = text.indexOf(QLatin1String("[T")); t >= 0 && text.size() >= t + 19) {
+            bool ok = false;
+            const uint64_t filetime = text.mid(t + 2, 16).toULongLong(&ok, 16);
+            if (ok && filetime) r.time(Opened, utc::fromFileTime(filetime));
+        }
+        r.text(ValueName, name);
+        r.time(KeyWritten, written);
+        if (!context.deliver(sink, from, r.values())) return false;
+    }
+    return true;
+}
+
+// Every Office version's and application's recent files and places, and those of each account
+// signed in to Office 365 (User MRU\<account>).
+void officeMru(TraceContext& context, TraceSink& sink, const UserHive& h) {
+    const HiveFile& hive = *h.hive;
+    const QString root = QStringLiteral("Software\\Microsoft\\Office");
+    const auto office = keyAt(hive, root);
+    if (!office) return;
+    for (const HiveFile::Named& version : hive.children(*office)) {
+        bool numbered = false;
+        version.name.toDouble(&numbered);
+        if (!numbered) continue;
+        for (const HiveFile::Named& app : hive.children(version.node)) {
+            const QString appPath = root + QLatin1Char('\\') + version.name + QLatin1Char('\\') + app.name;
+            const QString program = app.name + QLatin1Char(' ') + version.name;
+            std::vector<std::pair<HiveFile::Node, QString>> places{{app.node, appPath}};
+            if (const auto users = hive.child(app.node, QStringLiteral("User MRU"))) {
+                for (const HiveFile::Named& account : hive.children(*users)) places.emplace_back(account.node, appPath + QStringLiteral("\\User MRU\\") + account.name);
+            }
+            for (const auto& [node, path] : places) {
+                for (const char* list : {"File MRU", "Place MRU"}) {
+                    const auto key = hive.child(node, QLatin1String(list));
+                    if (key && !officeList(context, sink, h, *key, path + QLatin1Char('\\') + QLatin1String(list), QStringLiteral("Office ") + QLatin1String(list), program)) return;
+                }
+            }
+        }
+    }
+}
+
 // RunMRU keeps "\1" after each command: the marker is not part of it.
 std::pair<QString, QString> asRunCommand(const RegValueData& v) {
     QString text = valueText(v);
@@ -194,12 +255,15 @@ void mruOf(TraceContext& context, TraceSink& sink, const UserHive& h) {
         }
     }
     mruList(context, sink, h, QStringLiteral("LastVisitedPidlMRU"), dialogs + QStringLiteral("\\LastVisitedPidlMRU"), QString(), asProgramAndPidl);
+    mruList(context, sink, h, QStringLiteral("LastVisitedPidlMRULegacy"), dialogs + QStringLiteral("\\LastVisitedPidlMRULegacy"), QString(),
+            asProgramAndPidl);
     mruList(context, sink, h, QStringLiteral("LastVisitedMRU"), dialogs + QStringLiteral("\\LastVisitedMRU"), QString(), asProgramAndFolder);
     mruList(context, sink, h, QStringLiteral("RunMRU"), kExplorer + QStringLiteral("\\RunMRU"), QString(), asRunCommand);
     mruList(context, sink, h, QStringLiteral("TypedPaths"), kExplorer + QStringLiteral("\\TypedPaths"), QString(), asText, true);
     mruList(context, sink, h, QStringLiteral("WordWheelQuery"), kExplorer + QStringLiteral("\\WordWheelQuery"), QString(), asText);
     mruList(context, sink, h, QStringLiteral("TypedURLs"), QStringLiteral("Software\\Microsoft\\Internet Explorer\\TypedURLs"), QString(),
             asText, true);
+    officeMru(context, sink, h);
 }
 
 // A BagMRU key: each numbered value is one shell item, the child of the key's own place; the

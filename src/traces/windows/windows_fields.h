@@ -38,12 +38,13 @@ inline constexpr FieldSpec kFields[Count] = {
 };
 }  // namespace shellbags
 
+// opened: when an Office list's document or place was last opened (its entry's [T…] time).
 namespace mru {
-enum Field { List, Subkey, Position, Entry, Program, Typed, ValueName, KeyWritten, Count };
+enum Field { List, Subkey, Position, Entry, Program, Typed, ValueName, KeyWritten, Opened, Count };
 inline constexpr FieldSpec kFields[Count] = {
     {"list", FieldType::Text},       {"subkey", FieldType::Text}, {"position", FieldType::Integer},
     {"entry", FieldType::Text},      {"program", FieldType::Text}, {"typed", FieldType::Time, "Typed"},
-    {"value_name", FieldType::Text}, kKeyWritten,
+    {"value_name", FieldType::Text}, kKeyWritten,                 {"opened", FieldType::Time, "Last Opened"},
 };
 }  // namespace mru
 
