@@ -238,5 +238,20 @@ TEST(SearchIndex, EveryItemOnceWithItsPropertiesFromBlobsNumbersAndTexts) {
     }
 }
 
+TEST(Srum, AnAccountTheVolumeKnowsIsTheRecordsUser) {
+    REALDATA_OR_SKIP(path, "usage/srum-win10/SRUDB.dat");
+    test::TempVolume volume;
+    volume.file("Windows/System32/sru/SRUDB.dat", realFile("usage/srum-win10/SRUDB.dat"));
+    tools::HiveBuilder software;
+    software.sz("Microsoft\\Windows NT\\CurrentVersion\\ProfileList\\S-1-5-21-2212929841-2730996645-2649195864-1000", "ProfileImagePath",
+                "C:\\Users\\apt");
+    volume.softwareHive(software);
+    const test::KindRead read = test::readKind(*volume.open(), "windows.srum.other");
+    const auto push = std::find_if(read.records.begin(), read.records.end(), [](const TraceRecord& r) { return r["table"].startsWith("push"); });
+    ASSERT_NE(push, read.records.end());
+    EXPECT_EQ((*push)["account"], "apt");
+    EXPECT_EQ((*push)["user"], "apt");
+}
+
 }  // namespace
 }  // namespace kestrova

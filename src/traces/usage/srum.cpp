@@ -130,11 +130,12 @@ void readTable(TraceContext& context, TraceSink& sink, SrumKind kind, libesedb_f
         else if (kind != SrumKind::Other) context.note(FindingKind::SchemaDiffers, what, QStringLiteral("no table %1").arg(QLatin1String(tableName)));
         return;
     }
-    const Provenance from{{}, {}, {}, path.toUtf8(), QByteArray(tableName)};
     forEachRecord(context, what + QStringLiteral(", table ") + QLatin1String(tableName), table.get(), [&](const EseRow& row, const std::map<QString, int>& columns) {
         const auto time = row.oleDate(column(columns, "TimeStamp"));
         const QString app = ids.name(row.integer(column(columns, "AppId")));
         const auto [user, sid] = ids.user(row.integer(column(columns, "UserId")));
+        // The account's records are the user's where the volume knows whose SID it is.
+        const Provenance from{user.toUtf8(), {}, {}, path.toUtf8(), QByteArray(tableName)};
         const auto integer = [&](const char* name) { return row.integer(column(columns, name)); };
         const auto put = [](auto& r, int field, std::optional<int64_t> n) {
             if (n) r.integer(field, *n);
