@@ -171,4 +171,17 @@ std::optional<UtcMicros> parseIsoTime(const QString& text, const QTimeZone& zone
     return dt.toMSecsSinceEpoch() * 1000 + micros;
 }
 
+std::optional<UtcMicros> fromCivilTime(int year, int month, int day, int hour, int minute, int second, int millisecond, const QTimeZone& zone) {
+    if (year < 1 || year > 9999 || millisecond < 0 || millisecond > 999) return std::nullopt;
+    return parseIsoTime(QStringLiteral("%1-%2-%3T%4:%5:%6.%7")
+                            .arg(year, 4, 10, QLatin1Char('0'))
+                            .arg(month, 2, 10, QLatin1Char('0'))
+                            .arg(day, 2, 10, QLatin1Char('0'))
+                            .arg(hour, 2, 10, QLatin1Char('0'))
+                            .arg(minute, 2, 10, QLatin1Char('0'))
+                            .arg(second, 2, 10, QLatin1Char('0'))
+                            .arg(millisecond, 3, 10, QLatin1Char('0')),
+                        zone);
+}
+
 }  // namespace kestrova

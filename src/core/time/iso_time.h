@@ -63,5 +63,8 @@ int64_t daysFromCivil(int64_t year, unsigned month, unsigned day);
 // An ISO 8601 text ("2011-06-23", "2011-06-23T18:00", "…:40.5Z", "…+02:00") as a time; a text
 // without an offset is read in the given zone. nullopt when it is none.
 std::optional<UtcMicros> parseIsoTime(const QString& text, const QTimeZone& zone);
+// A calendar date and time as a clock in `zone` showed it (a SYSTEMTIME, a task file's local
+// time); nullopt when it is no such moment.
+std::optional<UtcMicros> fromCivilTime(int year, int month, int day, int hour, int minute, int second, int millisecond, const QTimeZone& zone);
 
 }  // namespace kestrova

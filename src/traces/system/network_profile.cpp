@@ -40,15 +40,7 @@ std::shared_ptr<HiveFile> machineHive(TraceContext& context, const QString& path
 std::optional<UtcMicros> systemTime(const QByteArray& bytes, const QTimeZone& zone) {
     const ByteView v(bytes);
     if (v.size() < 16 || v.u16(0) < 1601) return std::nullopt;
-    return parseIsoTime(QStringLiteral("%1-%2-%3T%4:%5:%6.%7")
-                            .arg(v.u16(0), 4, 10, QLatin1Char('0'))
-                            .arg(v.u16(2), 2, 10, QLatin1Char('0'))
-                            .arg(v.u16(6), 2, 10, QLatin1Char('0'))
-                            .arg(v.u16(8), 2, 10, QLatin1Char('0'))
-                            .arg(v.u16(10), 2, 10, QLatin1Char('0'))
-                            .arg(v.u16(12), 2, 10, QLatin1Char('0'))
-                            .arg(v.u16(14), 3, 10, QLatin1Char('0')),
-                        zone);
+    return fromCivilTime(v.u16(0), v.u16(2), v.u16(6), v.u16(8), v.u16(10), v.u16(12), v.u16(14), zone);
 }
 
 QString multiText(const RegValueData& data) {
@@ -239,13 +231,10 @@ bool mappedDrives(Writer& out, const UserHive& h) {
 
 void windowsNetwork(TraceContext& context, TraceSink& sink) {
     Writer out{context, sink};
-    QTimeZone local = QTimeZone::utc();
+    const QTimeZone local = examinedZone(context);
     if (const auto system = machineHive(context, kSystemHive)) {
         const QString ccs = currentControlSet(*system);
-        if (!ccs.isEmpty()) {
-            local = QTimeZone(-60 * activeTimeBias(*system, ccs));
-            if (!interfaces(out, *system, ccs) || !shares(out, *system, ccs)) return;
-        }
+        if (!ccs.isEmpty() && (!interfaces(out, *system, ccs) || !shares(out, *system, ccs))) return;
     }
     if (const auto software = machineHive(context, kSoftwareHive)) {
         if (!profiles(out, *software, local)) return;

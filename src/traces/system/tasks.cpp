@@ -33,15 +33,7 @@ struct Reading {
 };
 
 std::optional<UtcMicros> utcOf(const LocalTime& t, const QTimeZone& zone) {
-    return parseIsoTime(QStringLiteral("%1-%2-%3T%4:%5:%6.%7")
-                            .arg(t.year, 4, 10, QLatin1Char('0'))
-                            .arg(t.month, 2, 10, QLatin1Char('0'))
-                            .arg(t.day, 2, 10, QLatin1Char('0'))
-                            .arg(t.hour, 2, 10, QLatin1Char('0'))
-                            .arg(t.minute, 2, 10, QLatin1Char('0'))
-                            .arg(t.second, 2, 10, QLatin1Char('0'))
-                            .arg(t.millisecond, 3, 10, QLatin1Char('0')),
-                        zone);
+    return fromCivilTime(t.year, t.month, t.day, t.hour, t.minute, t.second, t.millisecond, zone);
 }
 
 // The cache's times of the task at `taskPath` ("\Microsoft\Windows\Defrag\ScheduledDefrag").
@@ -114,13 +106,7 @@ bool walk(const Reading& reading, const QString& folder, const QString& taskFold
 void windowsTasks(TraceContext& context, TraceSink& sink) {
     const bool xml = context.exists(QLatin1String(kTasks)), jobs = context.exists(QLatin1String(kJobs));
     if (!xml && !jobs) return;
-    Reading reading{context, sink, context.exists(kSoftwareHive) ? context.hive(kSoftwareHive) : nullptr, QTimeZone::utc()};
-    if (context.exists(kSystemHive)) {
-        if (const auto system = context.hive(kSystemHive)) {
-            const QString ccs = currentControlSet(*system);
-            if (!ccs.isEmpty()) reading.local = QTimeZone(-60 * activeTimeBias(*system, ccs));
-        }
-    }
+    Reading reading{context, sink, context.exists(kSoftwareHive) ? context.hive(kSoftwareHive) : nullptr, examinedZone(context)};
     if (xml && !walk(reading, QLatin1String(kTasks), QString(), 0)) return;
     if (!jobs) return;
     for (const DirEntry& e : context.system().listFolder(QLatin1String(kJobs))) {

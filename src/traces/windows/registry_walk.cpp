@@ -42,6 +42,13 @@ int activeTimeBias(const HiveFile& system, const QString& ccs) {
     return bias && bias->bytes.size() >= 4 ? ByteView(bias->bytes).i32(0) : 0;
 }
 
+QTimeZone examinedZone(TraceContext& context) {
+    if (!context.exists(kSystemHive)) return QTimeZone::utc();
+    const auto system = context.hive(kSystemHive);
+    const QString ccs = system ? currentControlSet(*system) : QString();
+    return ccs.isEmpty() ? QTimeZone::utc() : QTimeZone(-60 * activeTimeBias(*system, ccs));
+}
+
 void forEachUsbInstance(const HiveFile& system, const QString& ccs,
                         const std::function<bool(const char* deviceClass, const HiveFile::Named& device, const HiveFile::Named& instance)>& each) {
     for (const char* deviceClass : {"USBSTOR", "USB"}) {

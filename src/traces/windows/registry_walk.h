@@ -4,6 +4,7 @@
 #pragma once
 
 #include <QString>
+#include <QTimeZone>
 #include <functional>
 #include <map>
 #include <memory>
@@ -38,6 +39,9 @@ QString currentControlSet(const HiveFile& system);
 // Minutes to add to the examined system's local time for UTC (TimeZoneInformation's
 // ActiveTimeBias of control set `ccs`, the zone as it was last in force); 0 where it is not kept.
 int activeTimeBias(const HiveFile& system, const QString& ccs);
+// The examined system's zone as it was last in force, as a fixed offset from UTC (its SYSTEM
+// hive's current control set); UTC where the volume does not say.
+QTimeZone examinedZone(TraceContext& context);
 // Every USB device instance of SYSTEM's control set `ccs`: Enum\USBSTOR's, then Enum\USB's (root
 // hubs left out), each as its class, device key and instance key (whose name is the serial) to
 // `each` (false: stop). The devices windows.usb lists.
