@@ -3,7 +3,8 @@
 // against the sqlite3 command line writing the same visit rows (the equivalent joins) as CSV,
 // one database after the other, measured in the same run. Best of three each, output to
 // /dev/null; peak memory of the command line printed too. The timeline of the same volume
-// (every dated field of every kind, sorted in bounded memory) as JSONL against the same reference.
+// (every dated field of every kind, sorted in bounded memory) as JSONL against the same reference,
+// and the overview (summary --format json) of the same volume against that timeline.
 //
 //   kestrova_traces_bench [VISITS]      (default 1000000)
 #include <QCoreApplication>
@@ -29,6 +30,8 @@ int main(int argc, char** argv) {
         bench::bestOfThree({cli, "--root", dir.path().toUtf8(), "traces", "browser.history", "--format", "jsonl"});
     // The timeline of the whole volume: every time field of every kind, sorted in bounded memory.
     const bench::ProcessRun timeline = bench::bestOfThree({cli, "--root", dir.path().toUtf8(), "timeline", "--format", "jsonl"});
+    // The overview of the same volume: one pass over the same records.
+    const bench::ProcessRun summary = bench::bestOfThree({cli, "--root", dir.path().toUtf8(), "summary", "--format", "json"});
     const double reference = chromeSql.seconds + firefoxSql.seconds;
     std::printf("sqlite3 -csv, both joins: %.2f s (Chrome %.2f s, Firefox %.2f s)\n", reference, chromeSql.seconds, firefoxSql.seconds);
     std::printf("traces browser.history csv: %.2f s, peak %ld MiB\n", traces.seconds, traces.peakKiB / 1024);
@@ -37,5 +40,7 @@ int main(int argc, char** argv) {
     std::printf("ratio traces jsonl end to end / sqlite3 -csv: %.2f\n", jsonl.seconds / reference);
     std::printf("timeline jsonl: %.2f s, peak %ld MiB (target 512 MiB or less)\n", timeline.seconds, timeline.peakKiB / 1024);
     std::printf("ratio timeline jsonl end to end / sqlite3 -csv: %.2f (target 2.0 or less)\n", timeline.seconds / reference);
+    std::printf("summary json: %.2f s, peak %ld MiB\n", summary.seconds, summary.peakKiB / 1024);
+    std::printf("ratio summary json / timeline jsonl: %.2f (target 1.5 or less)\n", summary.seconds / timeline.seconds);
     return 0;
 }

@@ -20,6 +20,7 @@
 #include "cli/kind_reading.h"
 #include "cli/output.h"
 #include "cli/state_rows.h"
+#include "cli/summary_output.h"
 #include "core/app/session.h"
 #include "core/common/text.h"
 #include "core/frame/run_control.h"
@@ -63,6 +64,10 @@ constexpr const char* kHelp =
     "                         every dated field of every trace record as one event, in time order\n"
     "                         (T: ISO 8601, in the --tz zone unless it gives an offset); jsonl and\n"
     "                         csv as Timesketch imports them, body (a line a record) for mactime, tln\n"
+    "  summary [--from T] [--to T] [--format text|json]\n"
+    "                         what the computer was used for: per user the active periods (logon\n"
+    "                         sessions, else bursts of activity), days, programs, sites and\n"
+    "                         documents; devices attached, files deleted, notable events\n"
     "  verify                 with --image: reads every byte of the disk the image stands for,\n"
     "                         hashes it (MD5, SHA-1) and compares the hashes with those the image\n"
     "                         stored at acquisition (EWF); exit 1 when one differs or a byte cannot\n"
@@ -171,15 +176,15 @@ std::optional<QString> parse(const QStringList& args, Options& o) {
 std::optional<QString> misplaced(const Options& o) {
     const bool traces = o.command == QLatin1String("traces");
     const bool timeline = o.command == QLatin1String("timeline");
-    if (o.format && o.command != QLatin1String("rows") && !traces && !timeline) {
-        return QStringLiteral("--format goes with the rows, traces and timeline commands");
+    const bool summary = o.command == QLatin1String("summary");
+    if (o.format && o.command != QLatin1String("rows") && !traces && !timeline && !summary) {
+        return QStringLiteral("--format goes with the rows, traces, timeline and summary commands");
     }
-    if (!timeline && (!o.from.isEmpty() || !o.to.isEmpty() || !o.kinds.isEmpty())) {
-        return QStringLiteral("--from, --to and --kinds go with the timeline command");
-    }
+    if (!timeline && !summary && (!o.from.isEmpty() || !o.to.isEmpty())) return QStringLiteral("--from and --to go with the timeline and summary commands");
+    if (!timeline && !o.kinds.isEmpty()) return QStringLiteral("--kinds goes with the timeline command");
     if (o.list && !traces) return QStringLiteral("--list goes with the traces command");
-    if (!o.snapshots.isEmpty() && !traces && !timeline && o.command != QLatin1String("rows")) {
-        return QStringLiteral("--snapshots goes with the rows, traces and timeline commands");
+    if (!o.snapshots.isEmpty() && !traces && !timeline && !summary && o.command != QLatin1String("rows")) {
+        return QStringLiteral("--snapshots goes with the rows, traces, timeline and summary commands");
     }
     if (o.groups && o.command != QLatin1String("report")) return QStringLiteral("--groups goes with the report command");
     if (o.keys && o.command != QLatin1String("categories")) return QStringLiteral("--keys goes with the categories command");
@@ -270,6 +275,20 @@ int rows(Environment& env, const Options& o) {
         return 1;
     }
     return host.failed ? 3 : 0;
+}
+
+// kestrova-cli summary: the overview (cli/summary_output.h).
+int summary(Environment& env, const Options& o, const QTimeZone& zone) {
+    const auto format = chosenFormat<cli::SummaryFormat>(o.format, {{"text", cli::SummaryFormat::Text}, {"json", cli::SummaryFormat::Json}});
+    if (!format) return 2;
+    if (!o.operands.isEmpty()) return usageError(QStringLiteral("summary takes no operands"));
+    cli::SummaryOptions options{*format, o.user, std::nullopt, std::nullopt, o.snapshots, o.verbose};
+    for (const auto& [text, bound, name] : {std::tuple{o.from, &options.from, "--from"}, std::tuple{o.to, &options.to, "--to"}}) {
+        if (text.isEmpty()) continue;
+        *bound = parseIsoTime(text, zone);
+        if (!*bound) return usageError(QStringLiteral("%1 takes an ISO 8601 time such as 2026-11-01T08:00, not \"%2\"").arg(QLatin1String(name), text));
+    }
+    return cli::summary(env, options, zone);
 }
 
 // kestrova-cli report FILE [--groups ie,windows,firefox,chrome,index]: the report window's
@@ -499,7 +518,7 @@ int main(int argc, char** argv) {
         return 0;
     }
     if (o.command.isEmpty()) return usageError(QStringLiteral("no command given"));
-    const QStringList commands{"info", "categories", "rows", "report", "traces", "timeline", "verify"};
+    const QStringList commands{"info", "categories", "rows", "report", "traces", "timeline", "summary", "verify"};
     if (!commands.contains(o.command)) {
         return usageError(QStringLiteral("unknown command \"%1\": the commands are %2").arg(o.command, commands.join(", ")));
     }
@@ -512,7 +531,7 @@ int main(int argc, char** argv) {
         if (o.image.isEmpty()) return usageError(QStringLiteral("verify takes the image to verify with --image"));
         return cli::verify(o.image, out);
     }
-    const bool tracing = o.command == QLatin1String("traces") || o.command == QLatin1String("timeline");
+    const bool tracing = o.command == QLatin1String("traces") || o.command == QLatin1String("timeline") || o.command == QLatin1String("summary");
     if (o.command == QLatin1String("traces") && o.list) return listTraceKinds(out);
     // The traces read every user; --user narrows them, it does not choose the classic profile.
     const QString classicUser = tracing ? QString() : o.user;
@@ -545,6 +564,7 @@ int main(int argc, char** argv) {
             std::fprintf(stderr, "kestrova-cli: %s\n", qPrintable(*problem));
             return 1;
         }
+        if (o.command == QLatin1String("summary")) return summary(*env, o, zone->zone);
         return o.command == QLatin1String("timeline") ? timeline(*env, o, zone->zone) : traces(*env, o, zone->zone);
     }
     if (!sourceUsable(*env, out)) return 1;

@@ -118,7 +118,7 @@ TEST(CliUsage, HelpOnStandardOutputAndEveryWrongWordNamed) {
         {{"--root"}, "--root needs a value"},
         {{"--root", volume.root(), "rows", "b3", "--format", "xml"}, "unknown format \"xml\": the formats are tsv, csv and json"},
         {{"--root", volume.root(), "report", "r.htm", "--groups", "ie,edge"}, "unknown report group \"edge\""},
-        {{"--root", volume.root(), "info", "--format", "csv"}, "--format goes with the rows, traces and timeline commands"},
+        {{"--root", volume.root(), "info", "--format", "csv"}, "--format goes with the rows, traces, timeline and summary commands"},
         {{"--root", volume.root(), "rows", "b3", "--list"}, "--list goes with the traces command"},
         {{"--root", volume.root(), "traces", "browser.visits"}, "unknown trace kind \"browser.visits\"; the kinds are: browser.history"},
         {{"--root", volume.root(), "traces", "--format", "xml"}, "unknown format \"xml\": the formats are jsonl, csv, tsv and json"},

@@ -1,0 +1,32 @@
+// kestrova-cli summary: what the computer was used for (traces/overview/activity_model.h), as text a
+// person reads in a terminal or as JSON. Every statement carries the records it rests on in JSON
+// (kind, source, source_part, time); the text names how many.
+#pragma once
+
+#include <QString>
+#include <optional>
+
+#include "core/time/iso_time.h"
+#include "platform/system/environment.h"
+#include "traces/overview/activity_model.h"
+
+namespace kestrova::cli {
+
+enum class SummaryFormat { Text, Json };
+
+struct SummaryOptions {
+    SummaryFormat format = SummaryFormat::Text;
+    QString user;
+    std::optional<UtcMicros> from, to;
+    QString snapshots;
+    bool verbose = false;
+};
+
+// Reads every kind into the model and writes it to standard output; the exit status.
+int summary(Environment& env, const SummaryOptions& options, const QTimeZone& zone);
+
+// The model as text or JSON.
+QByteArray summaryText(const ActivityModel& model, const QString& computer, const IsoTimeWriter& times);
+QByteArray summaryJson(const ActivityModel& model, const QString& computer, const IsoTimeWriter& times);
+
+}  // namespace kestrova::cli
