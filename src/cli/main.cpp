@@ -64,10 +64,11 @@ constexpr const char* kHelp =
     "                         every dated field of every trace record as one event, in time order\n"
     "                         (T: ISO 8601, in the --tz zone unless it gives an offset); jsonl and\n"
     "                         csv as Timesketch imports them, body (a line a record) for mactime, tln\n"
-    "  summary [--from T] [--to T] [--format text|json]\n"
+    "  summary [--from T] [--to T] [--format text|json|html]\n"
     "                         what the computer was used for: per user the active periods (logon\n"
     "                         sessions, else bursts of activity), days, programs, sites and\n"
-    "                         documents; devices attached, files deleted, notable events\n"
+    "                         documents; devices attached, files deleted, notable events (html:\n"
+    "                         the case report, one page with its charts; -o FILE to keep it)\n"
     "  verify                 with --image: reads every byte of the disk the image stands for,\n"
     "                         hashes it (MD5, SHA-1) and compares the hashes with those the image\n"
     "                         stored at acquisition (EWF); exit 1 when one differs or a byte cannot\n"
@@ -279,7 +280,7 @@ int rows(Environment& env, const Options& o) {
 
 // kestrova-cli summary: the overview (cli/summary_output.h).
 int summary(Environment& env, const Options& o, const QTimeZone& zone) {
-    const auto format = chosenFormat<cli::SummaryFormat>(o.format, {{"text", cli::SummaryFormat::Text}, {"json", cli::SummaryFormat::Json}});
+    const auto format = chosenFormat<cli::SummaryFormat>(o.format, {{"text", cli::SummaryFormat::Text}, {"json", cli::SummaryFormat::Json}, {"html", cli::SummaryFormat::Html}});
     if (!format) return 2;
     if (!o.operands.isEmpty()) return usageError(QStringLiteral("summary takes no operands"));
     cli::SummaryOptions options{*format, o.user, std::nullopt, std::nullopt, o.snapshots, o.verbose};

@@ -7,7 +7,9 @@
 #include <cstdio>
 #include <cstring>
 
+#include "core/app/startup.h"
 #include "traces/kind_reading.h"
+#include "traces/overview/case_report.h"
 
 namespace kestrova::cli {
 namespace {
@@ -135,6 +137,33 @@ QByteArray summaryText(const ActivityModel& model, const QString& computer, cons
     return out.toUtf8();
 }
 
+// What the report says was examined, and how.
+CaseFacts caseFacts(const Environment& env, const SummaryOptions& o, const QTimeZone& zone) {
+    CaseFacts facts;
+    facts.computer = env.system->computerName();
+    facts.tool = QStringLiteral("kestrova-cli %1").arg(static_cast<double>(kProgramVersion));
+    facts.zone = zone.id().isEmpty() ? QStringLiteral("UTC") : QString::fromUtf8(zone.id());
+    if (env.image) {
+        const ImageSummary& image = env.image->summary();
+        facts.evidence = env.source.image;
+        facts.details.emplace_back(QStringLiteral("container"), QStringLiteral("%1, %2 bytes").arg(image.format).arg(image.size));
+        if (image.files.size() > 1) facts.details.emplace_back(QStringLiteral("files"), image.files.join(QStringLiteral(", ")));
+        for (const auto& [name, value] : image.metadata) facts.details.emplace_back(name, value);
+        facts.details.emplace_back(QStringLiteral("partition"), QStringLiteral("%1%2").arg(image.chosen).arg(image.label.isEmpty() ? QString() : QStringLiteral(", label \"%1\"").arg(image.label)));
+        if (!image.incomplete.isEmpty()) facts.details.emplace_back(QStringLiteral("image"), image.incomplete);
+    } else {
+        facts.evidence = env.source.root;
+    }
+    QStringList options;
+    if (!o.user.isEmpty()) options << QStringLiteral("--user ") + o.user;
+    const IsoTimeWriter times(zone);
+    if (o.from) options << QStringLiteral("--from ") + times.text(*o.from);
+    if (o.to) options << QStringLiteral("--to ") + times.text(*o.to);
+    if (!o.snapshots.isEmpty()) options << QStringLiteral("--snapshots ") + o.snapshots;
+    facts.details.emplace_back(QStringLiteral("options"), options.isEmpty() ? QStringLiteral("none") : options.join(QLatin1Char(' ')));
+    return facts;
+}
+
 int summary(Environment& env, const SummaryOptions& o, const QTimeZone& zone) {
     KindReading reading(env, o.user);
     QStringList said;
@@ -155,8 +184,12 @@ int summary(Environment& env, const SummaryOptions& o, const QTimeZone& zone) {
     }
     model.finish();
     const IsoTimeWriter times(zone);
-    const QByteArray text = o.format == SummaryFormat::Json ? summaryJson(model, env.system->computerName(), times)
-                                                            : summaryText(model, env.system->computerName(), times);
+    QByteArray text;
+    if (o.format == SummaryFormat::Html) {
+        text = caseReportHtml(model, caseFacts(env, o, zone));
+    } else {
+        text = o.format == SummaryFormat::Json ? summaryJson(model, env.system->computerName(), times) : summaryText(model, env.system->computerName(), times);
+    }
     if (std::fwrite(text.constData(), 1, static_cast<size_t>(text.size()), stdout) != static_cast<size_t>(text.size()) || std::fflush(stdout) != 0) {
         std::fprintf(stderr, "kestrova-cli: the output could not be written: %s\n", std::strerror(errno));
         return 1;

@@ -1,5 +1,5 @@
 // kestrova-cli summary: what the computer was used for (traces/overview/activity_model.h), as text a
-// person reads in a terminal or as JSON. Every statement carries the records it rests on in JSON
+// person reads in a terminal, as JSON, or as the case report (traces/overview/case_report.h). Every statement carries the records it rests on in JSON
 // (kind, source, source_part, time); the text names how many.
 #pragma once
 
@@ -12,7 +12,7 @@
 
 namespace kestrova::cli {
 
-enum class SummaryFormat { Text, Json };
+enum class SummaryFormat { Text, Json, Html };
 
 struct SummaryOptions {
     SummaryFormat format = SummaryFormat::Text;

@@ -5,6 +5,7 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QXmlStreamReader>
 #include <gtest/gtest.h>
 
 #include "support/cli_run.h"
@@ -137,6 +138,40 @@ TEST(Summary, TheCommandsJsonHoldsTheModelOfTheSample) {
     EXPECT_TRUE(text.out.contains("== alice ==")) << text.out.toStdString();
     const CliRun wrong = runCli({"summary", "--format", "csv"});
     EXPECT_EQ(wrong.exitCode, 2);
+}
+
+// The case report: well-formed, no script, a heat map and a bar a day for each user, and the
+// numbers summary --format json gives.
+TEST(Summary, TheCaseReportIsOnePageOfChartsWithTheSummarysNumbers) {
+    const CliRun json = runCli({"summary", "--format", "json"});
+    const CliRun html = runCli({"summary", "--format", "html"});
+    ASSERT_EQ(html.exitCode, 0) << html.err.toStdString();
+    const QJsonObject root = QJsonDocument::fromJson(json.out.toUtf8()).object();
+    QXmlStreamReader xml(html.out);
+    int scripts = 0, svgs = 0, bars = 0, cells = 0;
+    bool csp = false;
+    QStringList users;
+    while (!xml.atEnd()) {
+        if (xml.readNext() != QXmlStreamReader::StartElement) continue;
+        const QString name = xml.name().toString(), cls = xml.attributes().value("class").toString();
+        if (name == "script") ++scripts;
+        if (name == "svg") ++svgs;
+        if (name == "rect" && cls == "bar") ++bars;
+        if (name == "rect" && cls == "cell") ++cells;
+        if (name == "meta" && xml.attributes().value("content").contains(QLatin1String("script-src 'none'"))) csp = true;
+        if (name == "h3" && cls == "user") users << xml.readElementText();
+    }
+    ASSERT_FALSE(xml.hasError()) << xml.errorString().toStdString() << " at line " << xml.lineNumber();
+    EXPECT_EQ(scripts, 0);
+    EXPECT_TRUE(csp);
+    const QJsonArray jsonUsers = root["users"].toArray();
+    ASSERT_EQ(users.size(), jsonUsers.size());
+    EXPECT_EQ(svgs, 2 * users.size());
+    EXPECT_EQ(cells, 7 * 24 * users.size());
+    int days = 0;
+    for (const QJsonValue& u : jsonUsers) days += static_cast<int>(u.toObject()["days"].toArray().size());
+    EXPECT_EQ(bars, days);
+    EXPECT_TRUE(html.out.contains(QStringLiteral("<tr><th>records read</th><td>%1</td></tr>").arg(root["records_read"].toInt())));
 }
 
 }  // namespace
