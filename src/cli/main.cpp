@@ -32,6 +32,7 @@
 #include "platform/system/versions.h"
 #include "cli/timeline_output.h"
 #include "cli/trace_output.h"
+#include "traces/record_tags.h"
 #include "traces/trace_context.h"
 
 namespace {
@@ -98,6 +99,8 @@ constexpr const char* kHelp =
     "                         volume or a local file); default: the user's Content.IE5\\index.dat\n"
     "  -o, --output FILE      write to FILE instead of standard output\n"
     "  --verbose              say on standard error why a category came out empty\n"
+    "  --tags                 traces and timeline: the examiner's tags and notes of the records, from\n"
+    "                         the case file of the evidence, as a tag column (Timesketch's tag)\n"
     "  -h, --help             this text\n"
     "  --version              the version, the commit and the libraries' versions\n"
     "\n"
@@ -107,7 +110,7 @@ constexpr const char* kHelp =
 struct Options {
     QString root, image, partition, user, indexFile, tz, output, from, to, kinds, snapshots;
     std::optional<QString> format, groups;
-    bool verbose = false, last = false, help = false, keys = false, version = false, list = false, noLogReplay = false;
+    bool verbose = false, last = false, help = false, keys = false, version = false, list = false, noLogReplay = false, tags = false;
     QString command;
     QStringList operands;
 };
@@ -129,7 +132,7 @@ std::optional<QString> parse(const QStringList& args, Options& o) {
     const std::pair<const char*, bool*> flags[] = {{"--verbose", &o.verbose}, {"--last", &o.last}, {"--help", &o.help},
                                                    {"-h", &o.help}, {"--keys", &o.keys},
                                                    {"--version", &o.version}, {"--list", &o.list},
-                                                   {"--no-log-replay", &o.noLogReplay}};
+                                                   {"--no-log-replay", &o.noLogReplay}, {"--tags", &o.tags}};
     for (int i = 0; i < args.size(); ++i) {
         QString arg = args[i];
         std::optional<QString> inlineValue;
@@ -184,6 +187,7 @@ std::optional<QString> misplaced(const Options& o) {
     if (!timeline && !summary && (!o.from.isEmpty() || !o.to.isEmpty())) return QStringLiteral("--from and --to go with the timeline and summary commands");
     if (!timeline && !o.kinds.isEmpty()) return QStringLiteral("--kinds goes with the timeline command");
     if (o.list && !traces) return QStringLiteral("--list goes with the traces command");
+    if (o.tags && !traces && !timeline) return QStringLiteral("--tags goes with the traces and timeline commands");
     if (!o.snapshots.isEmpty() && !traces && !timeline && !summary && o.command != QLatin1String("rows")) {
         return QStringLiteral("--snapshots goes with the rows, traces, timeline and summary commands");
     }
@@ -413,6 +417,14 @@ std::optional<std::vector<const TraceKind*>> chosenKinds(const QStringList& name
     return kinds;
 }
 
+// The case file of the evidence examined, for its tags; nullptr after saying why not.
+std::unique_ptr<CaseFile> openCaseFile(const Environment& env) {
+    QString why;
+    auto file = CaseFile::open(env.image ? env.source.image : env.source.root, &why);
+    if (!file) std::fprintf(stderr, "kestrova-cli: --tags: %s\n", qPrintable(why));
+    return file;
+}
+
 int traces(Environment& env, const Options& o, const QTimeZone& zone) {
     const auto format = chosenFormat<cli::TraceFormat>(o.format, {{"jsonl", cli::TraceFormat::Jsonl}, {"csv", cli::TraceFormat::Csv},
                                                                   {"tsv", cli::TraceFormat::Tsv}, {"json", cli::TraceFormat::Json}});
@@ -422,11 +434,15 @@ int traces(Environment& env, const Options& o, const QTimeZone& zone) {
     cli::KindReading reading(env, o.user, o.verbose);
     QString why;
     if (!reading.chooseStates(o.snapshots, &why)) return usageError(why);
+    std::unique_ptr<CaseFile> tags;
+    if (o.tags && !(tags = openCaseFile(env))) return 1;
     cli::ByteOutput out(STDOUT_FILENO);
-    cli::TracePrinter printer(out, *format, IsoTimeWriter(zone), reading.withStates());
+    cli::TracePrinter printer(out, *format, IsoTimeWriter(zone), reading.withStates(), o.tags);
+    std::optional<TaggingSink> tagging;
+    if (tags) tagging.emplace(printer, *tags);
     for (const TraceKind* kind : *kinds) {
         printer.begin(*kind);
-        if (!reading.read(*kind, printer)) break;
+        if (!reading.read(*kind, tagging ? static_cast<TraceSink&>(*tagging) : printer)) break;
     }
     printer.finish();
     if (out.failed()) {
@@ -459,7 +475,11 @@ int timeline(Environment& env, const Options& o, const QTimeZone& zone) {
     // A body file is a line a record, unsorted (mactime sorts): written as the kinds are read.
     std::optional<cli::BodyFileWriter> body;
     if (*format == cli::TimelineFormat::Body) body.emplace(out, from, to);
-    TraceSink& sink = body ? static_cast<TraceSink&>(*body) : events;
+    std::unique_ptr<CaseFile> tags;
+    if (o.tags && !(tags = openCaseFile(env))) return 1;
+    std::optional<TaggingSink> tagging;
+    if (tags) tagging.emplace(body ? static_cast<TraceSink&>(*body) : events, *tags);
+    TraceSink& sink = tagging ? static_cast<TraceSink&>(*tagging) : body ? static_cast<TraceSink&>(*body) : events;
     const auto sofar = [&] { return body ? body->lines() : events.events(); };
     for (const TraceKind* kind : *kinds) {
         if (terminal) std::fprintf(stderr, "\rtimeline: reading %-24s %lld %s so far", kind->name, static_cast<long long>(sofar()), body ? "lines" : "events");
@@ -469,7 +489,7 @@ int timeline(Environment& env, const Options& o, const QTimeZone& zone) {
     if (!body) {
         if (terminal) std::fprintf(stderr, "\rtimeline: %lld events, sorting%s\n", static_cast<long long>(events.events()),
                                     events.runs() ? " (merging runs)" : "");
-        cli::TimelinePrinter printer(out, *format, IsoTimeWriter(zone), env.os->ComputerName().toUtf8(), reading.withStates());
+        cli::TimelinePrinter printer(out, *format, IsoTimeWriter(zone), env.os->ComputerName().toUtf8(), reading.withStates(), o.tags);
         printer.header();
         drained = events.drain([&](const TimelineEvent& event) {
             printer.event(event);

@@ -1,5 +1,6 @@
 #include "cli/summary_output.h"
 
+#include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -57,7 +58,7 @@ QString hours(int64_t seconds) { return QStringLiteral("%1 h %2 min").arg(second
 
 }  // namespace
 
-QByteArray summaryJson(const ActivityModel& model, const QString& computer, const IsoTimeWriter& times) {
+QByteArray summaryJson(const ActivityModel& model, const QString& computer, const IsoTimeWriter& times, const CaseFile* tags) {
     QJsonArray users;
     for (const UserActivity& u : model.users()) {
         QJsonArray periods;
@@ -89,10 +90,17 @@ QByteArray summaryJson(const ActivityModel& model, const QString& computer, cons
                            {"devices", statementsJson(model.devices(), times)},
                            {"deleted", statementsJson(model.deletions(), times)},
                            {"notable", statementsJson(model.notable(), times)}};
-    return QJsonDocument(root).toJson(QJsonDocument::Indented);
+    QJsonObject withTags = root;
+    QJsonArray tagged;
+    for (const auto& [identity, tag] : tags ? tags->tags() : std::map<QByteArray, RecordTag>{}) {
+        tagged.append(QJsonObject{{"label", tag.label}, {"note", tag.note}, {"kind", tag.kind}, {"what", tag.what},
+                                  {"tagged", times.text(tag.tagged)}, {"identity", QString::fromLatin1(identity)}});
+    }
+    withTags.insert("tagged", tagged);
+    return QJsonDocument(withTags).toJson(QJsonDocument::Indented);
 }
 
-QByteArray summaryText(const ActivityModel& model, const QString& computer, const IsoTimeWriter& times) {
+QByteArray summaryText(const ActivityModel& model, const QString& computer, const IsoTimeWriter& times, const CaseFile* tags) {
     QString out;
     out += QStringLiteral("What %1 was used for (%2 records read)\n").arg(computer.isEmpty() ? QStringLiteral("the computer") : computer).arg(model.recordsRead());
     if (model.users().empty()) out += QStringLiteral("\nNo user's own activity was found.\n");
@@ -134,6 +142,12 @@ QByteArray summaryText(const ActivityModel& model, const QString& computer, cons
     statements("devices attached", model.devices());
     statements("files deleted", model.deletions());
     statements("notable events", model.notable());
+    if (tags && !tags->tags().empty()) {
+        out += QStringLiteral("\n== tagged by the examiner ==\n");
+        for (const auto& [identity, tag] : tags->tags()) {
+            out += QStringLiteral("  %1: %2%3\n").arg(tag.label, tag.what, tag.note.isEmpty() ? QString() : QStringLiteral(" (%1)").arg(tag.note));
+        }
+    }
     return out.toUtf8();
 }
 
@@ -184,11 +198,16 @@ int summary(Environment& env, const SummaryOptions& o, const QTimeZone& zone) {
     }
     model.finish();
     const IsoTimeWriter times(zone);
+    // The examiner's tags, where the evidence has a case file (none is made for a summary).
+    const QString evidence = env.image ? env.source.image : env.source.root;
+    std::unique_ptr<CaseFile> tags;
+    if (QFileInfo::exists(CaseFile::pathFor(evidence))) tags = CaseFile::open(evidence, &why);
     QByteArray text;
     if (o.format == SummaryFormat::Html) {
-        text = caseReportHtml(model, caseFacts(env, o, zone));
+        text = caseReportHtml(model, caseFacts(env, o, zone), tags.get());
     } else {
-        text = o.format == SummaryFormat::Json ? summaryJson(model, env.system->computerName(), times) : summaryText(model, env.system->computerName(), times);
+        const QString computer = env.system->computerName();
+        text = o.format == SummaryFormat::Json ? summaryJson(model, computer, times, tags.get()) : summaryText(model, computer, times, tags.get());
     }
     if (std::fwrite(text.constData(), 1, static_cast<size_t>(text.size()), stdout) != static_cast<size_t>(text.size()) || std::fflush(stdout) != 0) {
         std::fprintf(stderr, "kestrova-cli: the output could not be written: %s\n", std::strerror(errno));

@@ -7,6 +7,7 @@
 #include <optional>
 
 #include "core/time/iso_time.h"
+#include "platform/cases/case_file.h"
 #include "platform/system/environment.h"
 #include "traces/overview/activity_model.h"
 
@@ -25,8 +26,9 @@ struct SummaryOptions {
 // Reads every kind into the model and writes it to standard output; the exit status.
 int summary(Environment& env, const SummaryOptions& options, const QTimeZone& zone);
 
-// The model as text or JSON.
-QByteArray summaryText(const ActivityModel& model, const QString& computer, const IsoTimeWriter& times);
-QByteArray summaryJson(const ActivityModel& model, const QString& computer, const IsoTimeWriter& times);
+// The model as text or JSON, with the examiner's tags where the evidence has a case file (tags may
+// be nullptr).
+QByteArray summaryText(const ActivityModel& model, const QString& computer, const IsoTimeWriter& times, const CaseFile* tags = nullptr);
+QByteArray summaryJson(const ActivityModel& model, const QString& computer, const IsoTimeWriter& times, const CaseFile* tags = nullptr);
 
 }  // namespace kestrova::cli

@@ -31,14 +31,15 @@ void appendNumber(std::string& out, int64_t n) {
 
 }  // namespace
 
-TimelinePrinter::TimelinePrinter(ByteOutput& out, TimelineFormat format, IsoTimeWriter times, QByteArray hostname, bool withStates)
-    : out_(out), format_(format), times_(std::move(times)), hostname_(std::move(hostname)), withStates_(withStates) {}
+TimelinePrinter::TimelinePrinter(ByteOutput& out, TimelineFormat format, IsoTimeWriter times, QByteArray hostname, bool withStates, bool withTags)
+    : out_(out), format_(format), times_(std::move(times)), hostname_(std::move(hostname)), withStates_(withStates), withTags_(withTags) {}
 
 void TimelinePrinter::header() {
     if (format_ == TimelineFormat::Csv) {
-        out_.put(withStates_ ? "datetime,timestamp,timestamp_desc,message,kind,user,browser,profile,hostname,source,source_part,"
-                               "snapshot,seen_in,snapshot_note,fields\n"
-                             : "datetime,timestamp,timestamp_desc,message,kind,user,browser,profile,hostname,source,source_part,fields\n");
+        out_.put("datetime,timestamp,timestamp_desc,message,kind,user,browser,profile,hostname,source,source_part,");
+        if (withStates_) out_.put("snapshot,seen_in,snapshot_note,");
+        if (withTags_) out_.put("tag,");
+        out_.put("fields\n");
     }
 }
 
@@ -114,6 +115,18 @@ void TimelinePrinter::event(const TimelineEvent& e) {
         field("snapshot", view(e.from.snapshot), true);
         field("seen_in", view(e.from.seenIn), true);
         field("snapshot_note", view(e.from.snapshotNote), true);
+    }
+    if (withTags_ && !json) field("tag", view(e.from.tag), true);
+    if (withTags_ && json && !e.from.tag.isEmpty()) {
+        // "label: note": Timesketch takes the labels as a list.
+        const qsizetype cut = e.from.tag.indexOf(": ");
+        const QByteArray label = cut < 0 ? e.from.tag : e.from.tag.left(cut);
+        out_.put(",\"tag\":[\"");
+        char* to = out_.room(static_cast<size_t>(label.size()) * 6 + 8);
+        to = putEscapedUtf8(to, view(label), Format::Json);
+        out_.commit(to);
+        out_.put("\"]");
+        if (cut >= 0) field("tag_note", view(e.from.tag).substr(static_cast<size_t>(cut) + 2), true);
     }
     pairs_.clear();
     for (size_t i = 0; i < kind.fields.size(); ++i) {

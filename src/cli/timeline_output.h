@@ -28,7 +28,9 @@ class TimelinePrinter {
 public:
     // withStates: shadow copies are read too; csv gets the snapshot, seen_in and snapshot_note
     // columns (JSON objects have them wherever a record has them).
-    TimelinePrinter(ByteOutput& out, TimelineFormat format, IsoTimeWriter times, QByteArray hostname, bool withStates = false);
+    // withTags: csv gets a tag column; JSON carries a tagged event's "tag" as Timesketch imports it
+    // (a list of labels) and its note as "tag_note".
+    TimelinePrinter(ByteOutput& out, TimelineFormat format, IsoTimeWriter times, QByteArray hostname, bool withStates = false, bool withTags = false);
     void header();
     void event(const TimelineEvent& event);
 
@@ -38,6 +40,7 @@ private:
     IsoTimeWriter times_;
     QByteArray hostname_;
     bool withStates_ = false;
+    bool withTags_ = false;
     std::string message_;  // reused from event to event
     std::string pairs_;
 };

@@ -22,8 +22,9 @@ class TracePrinter : public TraceSink {
 public:
     // withStates: shadow copies are read too; each kind gets the snapshot, seen_in and
     // snapshot_note columns.
-    TracePrinter(ByteOutput& out, TraceFormat format, IsoTimeWriter times, bool withStates = false)
-        : out_(out), format_(format), times_(std::move(times)), withStates_(withStates) {}
+    // withTags: each kind gets the examiner's tag column last.
+    TracePrinter(ByteOutput& out, TraceFormat format, IsoTimeWriter times, bool withStates = false, bool withTags = false)
+        : out_(out), format_(format), times_(std::move(times)), withStates_(withStates), withTags_(withTags) {}
     ~TracePrinter() override { finish(); }
 
     // A kind's records follow (the header of its table).
@@ -40,6 +41,7 @@ private:
     TraceFormat format_;
     IsoTimeWriter times_;
     bool withStates_ = false;
+    bool withTags_ = false;
     const TraceKind* kind_ = nullptr;
     std::vector<OutputColumn> columns_;
     std::vector<std::string> jsonKeys_;  // "\"name\":" of each column, written once

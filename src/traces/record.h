@@ -51,6 +51,9 @@ struct Provenance {
     QByteArray snapshot{};
     QByteArray seenIn{};
     QByteArray snapshotNote{};
+    // The examiner's tag of the record and its note ("suspicious: copied to the USB disk"), from
+    // the case file, where it is asked for (--tags).
+    QByteArray tag{};
 };
 
 // A record whose texts it owns: for sources that decode their texts (a registry value, a shell

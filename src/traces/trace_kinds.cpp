@@ -177,7 +177,7 @@ const TraceKind* findTraceKind(std::string_view name) {
     return nullptr;
 }
 
-std::vector<OutputColumn> outputColumns(const TraceKind& kind, bool withStates) {
+std::vector<OutputColumn> outputColumns(const TraceKind& kind, bool withStates, bool withTags) {
     std::vector<OutputColumn> columns;
     if (has(kind.carries, Carries::User)) columns.push_back({"user", FieldType::Text, -1});
     if (has(kind.carries, Carries::Browser)) {
@@ -192,6 +192,7 @@ std::vector<OutputColumn> outputColumns(const TraceKind& kind, bool withStates) 
         columns.push_back({"seen_in", FieldType::Text, -7});
         columns.push_back({"snapshot_note", FieldType::Text, -8});
     }
+    if (withTags) columns.push_back({"tag", FieldType::Text, -9});
     return columns;
 }
 
@@ -205,7 +206,8 @@ std::string_view provenanceValue(const Provenance& from, int field) {
     case -5: bytes = &from.part; break;
     case -6: bytes = &from.snapshot; break;
     case -7: bytes = &from.seenIn; break;
-    default: bytes = &from.snapshotNote; break;
+    case -8: bytes = &from.snapshotNote; break;
+    default: bytes = &from.tag; break;
     }
     return std::string_view(bytes->constData(), static_cast<size_t>(bytes->size()));
 }

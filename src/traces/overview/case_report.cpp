@@ -107,7 +107,7 @@ void statements(Page& page, const char* title, const std::vector<Statement>& lis
 
 }  // namespace
 
-QByteArray caseReportHtml(const ActivityModel& model, const CaseFacts& facts) {
+QByteArray caseReportHtml(const ActivityModel& model, const CaseFacts& facts, const CaseFile* tags) {
     const IsoTimeWriter times(model.zone());
     Page page(times);
     page.line(QStringLiteral("<!DOCTYPE html>"));
@@ -148,6 +148,16 @@ QByteArray caseReportHtml(const ActivityModel& model, const CaseFacts& facts) {
         rankedTable(page, "Programs used most", u.programs, "runs");
         rankedTable(page, "Sites visited most", u.sites, "visits");
         rankedTable(page, "Documents opened", u.documents, "openings");
+    }
+    page.line(QStringLiteral("<h2>Tagged by the examiner</h2>"));
+    if (!tags || tags->tags().empty()) page.line(QStringLiteral("<p>Nothing is tagged.</p>"));
+    else {
+        page.line(QStringLiteral("<table><tr><th>tag</th><th>record</th><th>note</th><th>tagged</th></tr>"));
+        for (const auto& [identity, tag] : tags->tags()) {
+            page.line(QStringLiteral("<tr class=\"tagged\"><td>%1</td><td>%2</td><td>%3</td><td>%4</td></tr>")
+                          .arg(escaped(tag.label), escaped(tag.what), escaped(tag.note), page.time(tag.tagged)));
+        }
+        page.line(QStringLiteral("</table>"));
     }
     statements(page, "Devices attached", model.devices());
     statements(page, "Files deleted", model.deletions());

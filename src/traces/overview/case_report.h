@@ -11,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/cases/case_file.h"
 #include "traces/overview/activity_model.h"
 
 namespace kestrova {
@@ -23,6 +24,7 @@ struct CaseFacts {
     QString zone;                                       // the zone times are shown in
 };
 
-QByteArray caseReportHtml(const ActivityModel& model, const CaseFacts& facts);
+// tags: the examiner's tags and notes, listed after the overview (nullptr: none).
+QByteArray caseReportHtml(const ActivityModel& model, const CaseFacts& facts, const CaseFile* tags = nullptr);
 
 }  // namespace kestrova
