@@ -1,5 +1,7 @@
 #include "gui/frm_viewer.h"
 
+#include "platform/cases/case_file.h"
+
 #include <QApplication>
 #include <QDir>
 #include <QFile>
@@ -92,6 +94,7 @@ FrmViewer::FrmViewer(Environment& env, Services services, QWidget* parent)
     timelinePane->hide();
     connect(tracePane, &TracePane::openRequested, this, &FrmViewer::openEvidenceText);
     connect(timelinePane, &TimelinePane::openRequested, this, &FrmViewer::openEvidenceText);
+    connect(tracePane, &TracePane::tagFailed, this, [this](const QString& why) { showOutcome(QStringLiteral("Tag not kept: ") + why); });
     traceFilter = tracePane->filter;
     traceTable = tracePane->table;
     PBar1 = new QProgressBar(canvas_);
@@ -479,9 +482,28 @@ void FrmViewer::openImage(const QString& path) {
     systemChanged();
 }
 
+void FrmViewer::openCaseFile() {
+    // Opened (made, the first time) when a trace table is first shown, not at every start: the
+    // classic window writes nothing of its own.
+    tracePane->setCaseFile(nullptr);
+    caseFile_.reset();
+    caseFileTried_ = false;
+}
+
+CaseFile* FrmViewer::caseFile() {
+    if (!caseFileTried_) {
+        caseFileTried_ = true;
+        QString why;
+        caseFile_ = CaseFile::open(env_.image ? env_.source.image : env_.source.root, &why);
+        tracePane->setCaseFile(caseFile_.get());
+    }
+    return caseFile_.get();
+}
+
 void FrmViewer::systemChanged() {
     TreeView1->setCurrentItem(nullptr);
     fillSnapshotsMenu();
+    openCaseFile();
     applyZoneSetting(false);  // "the examined system's zone" is now another system's
     newSession();
     updateTitle();

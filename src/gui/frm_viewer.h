@@ -34,6 +34,7 @@ class TracePane;
 class TimelinePane;
 class TraceContext;
 class KindReading;
+class CaseFile;
 struct TraceKind;
 
 class FrmViewer : public QMainWindow, private ReaderHost, public ReportWriter {
@@ -167,6 +168,10 @@ private:
     void runTraces(QWidget* pane, const QString& reading, const std::function<QString(KindReading&)>& read);
     // Fills View > Snapshots with the stores of the image examined, checked as kr.ini says.
     void fillSnapshotsMenu();
+    // Forgets the case file of the system examined before (another is opened when needed), and
+    // the examiner's case file of the system examined (its tags), opened on first need.
+    void openCaseFile();
+    CaseFile* caseFile();
     void chooseSnapshots(const QString& choice);
     // The outcome panel: the line, cut to fit; the whole text (the line where none is given) as
     // its tooltip.
@@ -192,6 +197,8 @@ private:
     Services services_;
     RunControl run_;  // program-wide; outlives every session this window makes
     std::unique_ptr<Session> session_;
+    std::unique_ptr<CaseFile> caseFile_;  // the examiner's tags of the evidence examined
+    bool caseFileTried_ = false;
     ResultListModel* model_ = nullptr;
     QWidget* canvas_ = nullptr;
     FrmProgress* progress_ = nullptr;

@@ -69,6 +69,7 @@ KindReader readerOf(KindReading& kinds, Findings& findings) {
 }  // namespace
 
 void FrmViewer::runTraceKind(const TraceKind& kind) {
+    caseFile();
     runTraces(tracePane, QStringLiteral("Reading %1...").arg(QLatin1String(kind.name)), [&](KindReading& kinds) {
         TraceContext& context = kinds.context();
         const qint64 records = tracePane->fill(kind, readerOf(kinds, env_.system->findings()), kinds.withStates(), traceZone(), run_);

@@ -2,7 +2,12 @@
 
 #include "gui/responsive_sink.h"
 
+#include <QCheckBox>
+#include <QDateTime>
+#include <QHBoxLayout>
 #include <QHeaderView>
+#include <QInputDialog>
+#include <QMenu>
 #include <QLineEdit>
 #include <QTableView>
 #include <QVBoxLayout>
@@ -35,10 +40,41 @@ TracePane::TracePane(QWidget* parent) : QWidget(parent) {
     // Records stay in the order they were read until a header is clicked.
     table->horizontalHeader()->setSortIndicator(-1, Qt::AscendingOrder);
     table->setSortingEnabled(true);
+    onlyTagged = new QCheckBox(QStringLiteral("Show only tagged"), this);
+    onlyTagged->setObjectName(QStringLiteral("traceOnlyTagged"));
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
-    layout->addWidget(filter);
+    auto* bar = new QHBoxLayout;
+    bar->addWidget(filter, 1);
+    bar->addWidget(onlyTagged);
+    layout->addLayout(bar);
     layout->addWidget(table);
+    connect(onlyTagged, &QCheckBox::toggled, proxy_, &TraceFilterModel::setOnlyTagged);
+    // Tagging: the rows selected, from their context menu.
+    table->setContextMenuPolicy(Qt::CustomContextMenu);
+    connect(table, &QTableView::customContextMenuRequested, this, [this](const QPoint& at) {
+        QList<int> rows;
+        for (const QModelIndex& index : table->selectionModel()->selectedRows()) rows << index.row();
+        if (rows.isEmpty() && table->indexAt(at).isValid()) rows << table->indexAt(at).row();
+        if (rows.isEmpty() || !model_->caseFile()) return;
+        QMenu menu(this);
+        QString why;
+        const auto tag = [&](const QString& label, const std::optional<QString>& note) {
+            if (!tagRows(rows, label, note, &why)) emit tagFailed(why);
+        };
+        for (const QString& label : kLabels) menu.addAction(QStringLiteral("Tag as %1").arg(label), this, [&tag, label] { tag(label, std::nullopt); });
+        menu.addAction(QStringLiteral("Tag as..."), this, [&] {
+            const QString label = QInputDialog::getText(this, QStringLiteral("Tag"), QStringLiteral("Tag:"));
+            if (!label.trimmed().isEmpty()) tag(label.trimmed(), std::nullopt);
+        });
+        menu.addAction(QStringLiteral("Note..."), this, [&] {
+            bool ok = false;
+            const QString note = QInputDialog::getText(this, QStringLiteral("Note"), QStringLiteral("Note:"), QLineEdit::Normal, QString(), &ok);
+            if (ok) tag(QString(), note);
+        });
+        menu.addAction(QStringLiteral("Remove tag"), this, [&] { tag(QStringLiteral("-"), std::nullopt); });
+        menu.exec(table->viewport()->mapToGlobal(at));
+    });
     connect(filter, &QLineEdit::textChanged, proxy_, [this](const QString& text) { proxy_->setFilterFixedString(text); });
     connect(table, &QTableView::doubleClicked, this, [this](const QModelIndex& index) {
         if (const QString text = openableText(index); !text.isEmpty()) emit openRequested(text);
@@ -66,6 +102,39 @@ qint64 TracePane::fill(const TraceKind& kind, const KindReader& read, bool withS
     table->resizeColumnsToContents();
     for (int c = 0; c < model_->columnCount(); ++c) table->setColumnWidth(c, std::min(table->columnWidth(c), 400));
     return records;
+}
+
+bool TracePane::tagRows(const QList<int>& shownRows, const QString& label, const std::optional<QString>& note, QString* why) {
+    CaseFile* tags = model_->caseFile();
+    if (!tags) {
+        *why = QStringLiteral("no case file is open");
+        return false;
+    }
+    for (const int shown : shownRows) {
+        const int row = proxy_->mapToSource(proxy_->index(shown, 0)).row();
+        if (row < 0) continue;
+        const QByteArray& identity = model_->identity(row);
+        const RecordTag* had = tags->tagOf(identity);
+        bool kept = true;
+        if (label == QLatin1String("-")) {
+            kept = !had || tags->removeTag(identity, why);
+        } else {
+            // A note alone keeps the label the row has ("note" where it has none); a label alone
+            // keeps the note.
+            RecordTag tag = had ? *had : RecordTag{};
+            if (!label.isEmpty()) tag.label = label;
+            if (tag.label.isEmpty()) tag.label = QStringLiteral("note");
+            if (note) tag.note = *note;
+            tag.kind = QLatin1String(model_->kind()->name);
+            tag.what = model_->what(row);
+            tag.tagged = QDateTime::currentMSecsSinceEpoch() * 1000;
+            kept = tags->setTag(identity, tag, why);
+        }
+        if (!kept) return false;
+        model_->tagChanged(row);
+    }
+    if (onlyTagged->isChecked()) proxy_->setOnlyTagged(true);
+    return true;
 }
 
 std::optional<QString> TracePane::exportTo(const QString& path) const {

@@ -11,6 +11,7 @@
 #include "gui/responsive_sink.h"
 #include "gui/trace_table_model.h"
 
+class QCheckBox;
 class QLineEdit;
 class QTableView;
 
@@ -33,6 +34,15 @@ public:
 
     QLineEdit* filter;
     QTableView* table;
+    QCheckBox* onlyTagged;
+
+    // The examiner's case file the rows are tagged in (nullptr: tags cannot be given).
+    void setCaseFile(CaseFile* tags) { model_->setCaseFile(tags); }
+    // Tags the rows shown at those view rows ("" removes their tag); a note "" keeps the note the
+    // row has. False with why when the case file refuses.
+    bool tagRows(const QList<int>& shownRows, const QString& label, const std::optional<QString>& note, QString* why);
+    // The labels offered; any other word can be given.
+    static inline const QStringList kLabels{QStringLiteral("relevant"), QStringLiteral("suspicious"), QStringLiteral("reviewed")};
 
     // The text of a cell, as a double-click on it asks the window to open (a URL from the
     // evidence, a Windows path of the volume); "" for a cell that names nothing to open.
@@ -40,6 +50,8 @@ public:
 
 signals:
     void openRequested(const QString& text);
+    // A tag could not be kept.
+    void tagFailed(const QString& why);
 
 private:
     TraceTableModel* model_;

@@ -1,11 +1,19 @@
 #include "gui/trace_table_model.h"
 
+#include "traces/record_tags.h"
+
 namespace kestrova {
+
+namespace {
+constexpr int kTagColumn = -9;  // outputColumns' tag
+}  // namespace
 
 void TraceTableModel::start(const TraceKind& kind, const QTimeZone& zone, bool withStates) {
     beginResetModel();
     kind_ = &kind;
-    columns_ = outputColumns(kind, withStates);
+    columns_ = outputColumns(kind, withStates, true);
+    identities_.clear();
+    whats_.clear();
     times_ = IsoTimeWriter(zone);
     texts_.clear();
     numbers_.clear();
@@ -13,7 +21,9 @@ void TraceTableModel::start(const TraceKind& kind, const QTimeZone& zone, bool w
     endResetModel();
 }
 
-bool TraceTableModel::record(const TraceKind&, const Provenance& from, std::span<const Value> values) {
+bool TraceTableModel::record(const TraceKind& kind, const Provenance& from, std::span<const Value> values) {
+    identities_.push_back(recordIdentity(kind, from, values));
+    whats_.push_back(recordWhat(kind, values));
     for (const OutputColumn& column : columns_) {
         if (column.field < 0) {
             const std::string_view text = provenanceValue(from, column.field);
@@ -62,6 +72,11 @@ QVariant TraceTableModel::data(const QModelIndex& index, int role) const {
     const size_t at = static_cast<size_t>(index.row()) * columns_.size() + static_cast<size_t>(index.column());
     const FieldType type = columns_[static_cast<size_t>(index.column())].type;
     const bool numeric = type == FieldType::Integer || type == FieldType::Time || type == FieldType::Bool;
+    if (columns_[static_cast<size_t>(index.column())].field == kTagColumn && (role == Qt::DisplayRole || role == Qt::ToolTipRole || role == kSortRole)) {
+        const RecordTag* tag = tags_ ? tags_->tagOf(identities_[static_cast<size_t>(index.row())]) : nullptr;
+        if (!tag) return QString();
+        return tag->note.isEmpty() ? tag->label : tag->label + QStringLiteral(": ") + tag->note;
+    }
     switch (role) {
     case Qt::DisplayRole:
     case Qt::ToolTipRole: return texts_[at];
@@ -77,6 +92,24 @@ QVariant TraceTableModel::headerData(int section, Qt::Orientation orientation, i
         return QAbstractTableModel::headerData(section, orientation, role);
     }
     return QString::fromLatin1(columns_[static_cast<size_t>(section)].name);
+}
+
+void TraceTableModel::tagChanged(int row) {
+    const int column = static_cast<int>(columns_.size()) - 1;
+    emit dataChanged(index(row, column), index(row, column));
+}
+
+void TraceFilterModel::setOnlyTagged(bool only) {
+    onlyTagged_ = only;
+    invalidateFilter();
+}
+
+bool TraceFilterModel::filterAcceptsRow(int sourceRow, const QModelIndex& sourceParent) const {
+    if (onlyTagged_) {
+        const auto* table = qobject_cast<const TraceTableModel*>(sourceModel());
+        if (table && !table->tagged(sourceRow)) return false;
+    }
+    return QSortFilterProxyModel::filterAcceptsRow(sourceRow, sourceParent);
 }
 
 TraceFilterModel::TraceFilterModel(QObject* parent) : QSortFilterProxyModel(parent) {

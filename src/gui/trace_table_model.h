@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "core/time/iso_time.h"
+#include "platform/cases/case_file.h"
 #include "traces/trace_kind.h"
 
 namespace kestrova {
@@ -25,8 +26,18 @@ public:
 
     explicit TraceTableModel(QObject* parent = nullptr) : QAbstractTableModel(parent) {}
 
-    // Empties the table for a kind's records, their times written in that zone.
+    // Empties the table for a kind's records, their times written in that zone. The last column is
+    // the examiner's tag (from the case file given to setCaseFile).
     void start(const TraceKind& kind, const QTimeZone& zone, bool withStates = false);
+    // The examiner's case file the tag column shows (nullptr: none).
+    void setCaseFile(CaseFile* tags) { tags_ = tags; }
+    CaseFile* caseFile() const { return tags_; }
+    // A row's record identity and its words, for tagging it.
+    const QByteArray& identity(int row) const { return identities_[static_cast<size_t>(row)]; }
+    const QString& what(int row) const { return whats_[static_cast<size_t>(row)]; }
+    bool tagged(int row) const { return tags_ && tags_->tagOf(identity(row)); }
+    // The row's tag changed: its tag cell is shown again.
+    void tagChanged(int row);
     // Makes the records received since the last flush visible (row insertions).
     void flush();
     // TraceSink: the record is kept (copied); shown at the next flush.
@@ -55,6 +66,9 @@ private:
     IsoTimeWriter times_;
     std::vector<QString> texts_;    // rows * columns
     std::vector<qint64> numbers_;   // rows * columns: sort keys of numeric columns, kAbsent
+    std::vector<QByteArray> identities_;  // a record's identity a row
+    std::vector<QString> whats_;          // a record's words a row
+    CaseFile* tags_ = nullptr;
     int shown_ = 0;
 };
 
@@ -64,6 +78,14 @@ class TraceFilterModel : public QSortFilterProxyModel {
     Q_OBJECT
 public:
     explicit TraceFilterModel(QObject* parent = nullptr);
+    // Only the rows the examiner tagged (and that hold the filter's text).
+    void setOnlyTagged(bool only);
+
+protected:
+    bool filterAcceptsRow(int sourceRow, const QModelIndex& sourceParent) const override;
+
+private:
+    bool onlyTagged_ = false;
 };
 
 }  // namespace kestrova

@@ -193,6 +193,31 @@ private slots:
         QVERIFY(sheet.waitForFinished(20000));
         const QString xml = QString::fromUtf8(sheet.readAllStandardOutput());
         QVERIFY2(QRegularExpression("<c r=\"D2\" s=\"\\d+\"><v>46327\\.33335648").match(xml).hasMatch(), qPrintable(xml.left(1500)));
+        // A row tagged from its context menu's choices shows its tag in the last column, "Show only
+        // tagged" keeps it alone, and the tag is there again in a new window on the same evidence.
+        shown->sort(-1);
+        w->window->traceFilter->clear();
+        QCOMPARE(shown->headerData(shown->columnCount() - 1, Qt::Horizontal).toString(), QString("tag"));
+        QString why;
+        QVERIFY2(w->window->tracePane->tagRows({1}, "suspicious", QString("seen twice"), &why), qPrintable(why));
+        const QString taggedUrl = shown->index(1, 4).data().toString();
+        QCOMPARE(shown->index(1, shown->columnCount() - 1).data().toString(), QString("suspicious: seen twice"));
+        w->window->tracePane->onlyTagged->setChecked(true);
+        QCOMPARE(shown->rowCount(), 1);
+        w->window->tracePane->onlyTagged->setChecked(false);
+        {
+            FrmViewer again(*w->env, FrmViewer::Services{&w->reportFolder, nullptr, nullptr, VendorAddresses{}});
+            again.selectKey("trace:browser.history");
+            QAbstractItemModel* other = again.traceTable->model();
+            int found = 0;
+            for (int r = 0; r < other->rowCount(); ++r) {
+                if (other->index(r, other->columnCount() - 1).data().toString() == "suspicious: seen twice") {
+                    ++found;
+                    QCOMPARE(other->index(r, 4).data().toString(), taggedUrl);
+                }
+            }
+            QCOMPARE(found, 1);
+        }
         // A classic category takes the list's place back; the option off, the tree is as shipped.
         w->window->selectKey("b3");
         QVERIFY(!w->window->tracePane->isVisible());
@@ -1003,6 +1028,9 @@ int main(int argc, char** argv) {
     // names, never the user's own.
     qunsetenv("KESTROVA_SETTINGS");
     qputenv("XDG_CONFIG_HOME", "/nonexistent/kestrova-gui-test");
+    // The examiner's case files (tags) of the test's evidence go to a folder of the test's own.
+    QTemporaryDir cases;
+    qputenv("XDG_DATA_HOME", cases.path().toLocal8Bit());
     qputenv("QT_QPA_PLATFORM", "offscreen");
     QLocale::setDefault(QLocale(QLocale::English, QLocale::UnitedStates));
     QApplication app(argc, argv);
