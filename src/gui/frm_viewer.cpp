@@ -1,5 +1,6 @@
 #include "gui/frm_viewer.h"
 
+#include "gui/overview_pane.h"
 #include "platform/cases/case_file.h"
 
 #include <QApplication>
@@ -92,6 +93,24 @@ FrmViewer::FrmViewer(Environment& env, Services services, QWidget* parent)
     tracePane->hide();
     timelinePane = new TimelinePane(canvas_);
     timelinePane->hide();
+    overviewPane = new OverviewPane(canvas_);
+    overviewPane->hide();
+    // An Overview item shows its records in the Timeline, read once and then narrowed.
+    connect(overviewPane, &OverviewPane::showInTimeline, this,
+            [this](const QString& text, const QString& user, std::optional<int64_t> from, std::optional<int64_t> to) {
+                if (!timelinePane->model() || timelinePane->model()->rowCount() == 0) selectKey(kTimelineKey);
+                else {
+                    QTreeWidgetItemIterator it(TreeView1);
+                    for (; *it; ++it) {
+                        if ((*it)->data(0, kKeyRole).toString() == kTimelineKey) {
+                            const QSignalBlocker quiet(TreeView1);
+                            TreeView1->setCurrentItem(*it);
+                        }
+                    }
+                    showTracePane(timelinePane);
+                }
+                timelinePane->focusOn(text, user, from, to);
+            });
     connect(tracePane, &TracePane::openRequested, this, &FrmViewer::openEvidenceText);
     connect(timelinePane, &TimelinePane::openRequested, this, &FrmViewer::openEvidenceText);
     connect(tracePane, &TracePane::tagFailed, this, [this](const QString& why) { showOutcome(QStringLiteral("Tag not kept: ") + why); });
@@ -207,6 +226,10 @@ void FrmViewer::buildTree() {
     }
     for (const char* key : {"root", "root2", "root3", "root4"}) groups.value(QLatin1String(key))->setExpanded(true);
     if (mnuMoreTraces->isChecked()) {
+        auto* overview = new QTreeWidgetItem(TreeView1);
+        overview->setText(0, QStringLiteral("Overview"));
+        overview->setToolTip(0, QStringLiteral("what the computer was used for, on one page"));
+        overview->setData(0, kKeyRole, kOverviewKey);
         auto* timeline = new QTreeWidgetItem(TreeView1);
         timeline->setText(0, QStringLiteral("Timeline"));
         timeline->setToolTip(0, QStringLiteral("every dated field of every trace, in order"));
@@ -255,6 +278,10 @@ void FrmViewer::onNodeSelected(QTreeWidgetItem* item) {
 void FrmViewer::runKey(const QString& key) {
     if (key == kTimelineKey) {
         runTimeline();
+        return;
+    }
+    if (key == kOverviewKey) {
+        runOverview();
         return;
     }
     if (key.startsWith(kTracePrefix)) {
@@ -446,7 +473,7 @@ void FrmViewer::applyLayout() {
     if (layout.progressWidth) PBar1->resize(px(*layout.progressWidth), PBar1->height());
     Label1->move(px(layout.labelLeft), px(layout.labelTop));
     Command1->move(px(layout.cancelLeft), px(layout.cancelTop));
-    for (QWidget* pane : {static_cast<QWidget*>(tracePane), static_cast<QWidget*>(timelinePane)}) {
+    for (QWidget* pane : {static_cast<QWidget*>(tracePane), static_cast<QWidget*>(timelinePane), static_cast<QWidget*>(overviewPane)}) {
         if (pane->isVisible()) pane->setGeometry(URLs->geometry());
     }
     SBar1->lower();

@@ -32,6 +32,7 @@ class FrmProgress;
 class ResultListModel;
 class TracePane;
 class TimelinePane;
+class OverviewPane;
 class TraceContext;
 class KindReading;
 class CaseFile;
@@ -126,6 +127,11 @@ public:
     // The Timeline (its tree node and toolbar button come with More traces): every event of
     // every kind, in the list's place.
     TimelinePane* timelinePane;
+    // The Overview (its tree node comes first of the trace nodes, with More traces): what the
+    // computer was used for, on one page.
+    OverviewPane* overviewPane;
+    // Reads every kind into the Overview, as a click on its node does.
+    void runOverview();
     QToolBar* traceBar;
     QAction* mnuTimeline;
     // Reads a trace kind into the trace table, as a click on its node does.
@@ -145,6 +151,7 @@ private:
     // kr.ini's switch of More traces; the tree key of the Timeline node.
     static inline const QString kMoreTracesKey = QStringLiteral("MoreTraces");
     static inline const QString kTimelineKey = QStringLiteral("timeline");
+    static inline const QString kOverviewKey = QStringLiteral("overview");
     static inline const QString kSnapshotsKey = QStringLiteral("Snapshots");
     // ReaderHost
     void processEvents() override;

@@ -6,6 +6,7 @@
 #include <QTreeView>
 
 #include "core/common/text.h"
+#include "gui/overview_pane.h"
 #include "gui/timeline_pane.h"
 #include "gui/trace_pane.h"
 #include "traces/kind_reading.h"
@@ -14,7 +15,7 @@
 namespace kestrova {
 
 void FrmViewer::showTracePane(QWidget* pane) {
-    for (QWidget* each : {static_cast<QWidget*>(tracePane), static_cast<QWidget*>(timelinePane)}) {
+    for (QWidget* each : {static_cast<QWidget*>(tracePane), static_cast<QWidget*>(timelinePane), static_cast<QWidget*>(overviewPane)}) {
         each->setGeometry(URLs->geometry());
         each->setVisible(each == pane);
     }
@@ -87,6 +88,14 @@ void FrmViewer::runTimeline() {
         const qint64 events = timelinePane->fill(readerOf(kinds, env_.system->findings()), traceZone(), env_.system->computerName(), run_);
         return QStringLiteral("timeline: %1 events").arg(events);
     });
+}
+
+void FrmViewer::runOverview() {
+    runTraces(overviewPane, QStringLiteral("Reading every trace into the overview..."), [&](KindReading& kinds) {
+        const qint64 records = overviewPane->fill(readerOf(kinds, env_.system->findings()), traceZone(), run_);
+        return QStringLiteral("overview: %1 records read").arg(records);
+    });
+    mnuExport->setEnabled(false);  // the overview is exported as the case report (kestrova-cli summary --format html)
 }
 
 std::optional<QString> FrmViewer::exportTraces(const QString& path) {

@@ -182,6 +182,22 @@ void TimelinePane::setUsers(const QStringList& users) {
     refilter();
 }
 
+void TimelinePane::focusOn(const QString& text, const QString& user, std::optional<int64_t> from, std::optional<int64_t> to) {
+    {
+        const QSignalBlocker quiet(filter);
+        filter->setText(text);
+    }
+    for (QAction* a : usersMenu_->actions()) {
+        const QSignalBlocker one(a);
+        a->setChecked(user.isEmpty() || a->text() == user);
+    }
+    from_ = from;
+    to_ = to;
+    outsideOnly_ = false;
+    histogram->markRange(from, to);
+    refilter(true);
+}
+
 void TimelinePane::refilter(bool keepRange) {
     if (!store_) return;
     TimelineStore::Filter f;

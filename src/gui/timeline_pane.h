@@ -42,6 +42,9 @@ public:
     // Shows only these kinds / users (names); empty: all. For the menus and tests.
     void setKinds(const QStringList& kinds);
     void setUsers(const QStringList& users);
+    // Narrows to the events holding `text` ("" any), of `user` ("" any), in [from, to] (either end
+    // open): what an item of the Overview stands for.
+    void focusOn(const QString& text, const QString& user, std::optional<int64_t> from, std::optional<int64_t> to);
 
     QLineEdit* filter;
     TimelineHistogram* histogram;

@@ -1,6 +1,7 @@
 // The windows under QtTest, offscreen: the tree, the dispatch as the user sees it, double-click
 // targets, the resize layout, the options, report and progress windows, and the single instance.
 #include <QCheckBox>
+#include <QListWidget>
 #include <QMenu>
 #include <QComboBox>
 #include <QDialogButtonBox>
@@ -43,6 +44,7 @@
 #include "gui/result_list_model.h"
 #include "gui/single_instance.h"
 #include "gui/timeline_pane.h"
+#include "gui/overview_pane.h"
 #include "gui/trace_pane.h"
 #include "support/cli_run.h"
 #include "support/image_fixture.h"
@@ -134,14 +136,15 @@ private slots:
         QCOMPARE(tree->topLevelItemCount(), 4);
         w->window->mnuMoreTraces->trigger();
         QCOMPARE(w->env->settings.GetSetting("general", "MoreTraces"), QString("1"));
-        QCOMPARE(tree->topLevelItemCount(), 11);
-        QCOMPARE(tree->topLevelItem(4)->text(0), QString("Timeline"));
-        QCOMPARE(tree->topLevelItem(5)->text(0), QString("Browsers"));
-        QCOMPARE(tree->topLevelItem(6)->text(0), QString("Internet Explorer"));
-        QCOMPARE(tree->topLevelItem(7)->text(0), QString("Windows activity"));
-        QCOMPARE(tree->topLevelItem(8)->text(0), QString("Event logs"));
-        QCOMPARE(tree->topLevelItem(9)->text(0), QString("Evidence files"));
-        QCOMPARE(tree->topLevelItem(10)->text(0), QString("System"));
+        QCOMPARE(tree->topLevelItemCount(), 12);
+        QCOMPARE(tree->topLevelItem(4)->text(0), QString("Overview"));
+        QCOMPARE(tree->topLevelItem(5)->text(0), QString("Timeline"));
+        QCOMPARE(tree->topLevelItem(6)->text(0), QString("Browsers"));
+        QCOMPARE(tree->topLevelItem(7)->text(0), QString("Internet Explorer"));
+        QCOMPARE(tree->topLevelItem(8)->text(0), QString("Windows activity"));
+        QCOMPARE(tree->topLevelItem(9)->text(0), QString("Event logs"));
+        QCOMPARE(tree->topLevelItem(10)->text(0), QString("Evidence files"));
+        QCOMPARE(tree->topLevelItem(11)->text(0), QString("System"));
         w->window->selectKey("trace:browser.history");
         QVERIFY(w->window->tracePane->isVisible());
         QVERIFY(!w->window->URLs->isVisible());
@@ -227,6 +230,43 @@ private slots:
 
     // The Timeline: every event in one table under a histogram; the filters, the histogram's
     // range and the kinds narrow it, a click shows an event whole, and what is shown exports.
+    // The Overview drawn offscreen holds the activity model's numbers: a bar a day, the top lists;
+    // an item activated shows the Timeline narrowed to it.
+    void theOverviewShowsTheModelAndLeadsToTheTimeline() {
+        auto w = makeWorld();
+        QString error;
+        QVERIFY(tools::writeTraceVolume(w->volume.root(), {}, nullptr, &error));
+        w->window->mnuMoreTraces->trigger();
+        w->window->selectKey("overview");
+        OverviewPane* pane = w->window->overviewPane;
+        QVERIFY(pane->isVisible());
+        const ActivityModel* model = pane->model();
+        QVERIFY(model && !model->users().empty());
+        QCOMPARE(pane->dayBars.size(), model->users().size());
+        for (size_t u = 0; u < model->users().size(); ++u) {
+            QCOMPARE(pane->dayBars[u]->bars(), static_cast<int>(model->users()[u].days.size()));
+            QCOMPARE(pane->heatMaps[u]->cell(0, 0), model->users()[u].hours[0][0]);
+        }
+        pane->grab();  // painted without a display
+        // The first user's sites list: one line a site.
+        QListWidget* sites = nullptr;
+        for (QListWidget* list : pane->lists) {
+            if (list->objectName() == "Sites visited most " + model->users()[0].user) sites = list;
+        }
+        QVERIFY(sites);
+        QCOMPARE(sites->count(), static_cast<int>(model->users()[0].sites.size()));
+        const QString site = model->users()[0].sites[0].name;
+        emit sites->itemActivated(sites->item(0));
+        QVERIFY(w->window->timelinePane->isVisible());
+        QCOMPARE(w->window->timelinePane->filter->text(), site);
+        const int rows = w->window->timelinePane->table->model()->rowCount();
+        QVERIFY(rows > 0);
+        for (int r = 0; r < rows; ++r) {
+            QVERIFY(w->window->timelinePane->model()->index(r, TimelineModel::Message).data().toString().contains(site, Qt::CaseInsensitive) ||
+                    w->window->timelinePane->openableText(r).contains(site, Qt::CaseInsensitive));
+        }
+    }
+
     void theTimelineFiltersByTextKindAndRangeAndExportsWhatItShows() {
         auto w = makeWorld();
         QString error;
