@@ -22,6 +22,7 @@ packages=(
   xvfb xauth                       # a real display for screenshots and the GUI under CI
   xdg-utils                        # xdg-open, the desktop's "open" action
   dpkg-dev lintian                 # the .deb: dpkg-shlibdeps finds its dependencies, lintian checks it
+  poppler-utils                    # pdfinfo, which the case report's PDF is checked with
 )
 
 missing=()

@@ -151,33 +151,6 @@ QByteArray summaryText(const ActivityModel& model, const QString& computer, cons
     return out.toUtf8();
 }
 
-// What the report says was examined, and how.
-CaseFacts caseFacts(const Environment& env, const SummaryOptions& o, const QTimeZone& zone) {
-    CaseFacts facts;
-    facts.computer = env.system->computerName();
-    facts.tool = QStringLiteral("kestrova-cli %1").arg(static_cast<double>(kProgramVersion));
-    facts.zone = zone.id().isEmpty() ? QStringLiteral("UTC") : QString::fromUtf8(zone.id());
-    if (env.image) {
-        const ImageSummary& image = env.image->summary();
-        facts.evidence = env.source.image;
-        facts.details.emplace_back(QStringLiteral("container"), QStringLiteral("%1, %2 bytes").arg(image.format).arg(image.size));
-        if (image.files.size() > 1) facts.details.emplace_back(QStringLiteral("files"), image.files.join(QStringLiteral(", ")));
-        for (const auto& [name, value] : image.metadata) facts.details.emplace_back(name, value);
-        facts.details.emplace_back(QStringLiteral("partition"), QStringLiteral("%1%2").arg(image.chosen).arg(image.label.isEmpty() ? QString() : QStringLiteral(", label \"%1\"").arg(image.label)));
-        if (!image.incomplete.isEmpty()) facts.details.emplace_back(QStringLiteral("image"), image.incomplete);
-    } else {
-        facts.evidence = env.source.root;
-    }
-    QStringList options;
-    if (!o.user.isEmpty()) options << QStringLiteral("--user ") + o.user;
-    const IsoTimeWriter times(zone);
-    if (o.from) options << QStringLiteral("--from ") + times.text(*o.from);
-    if (o.to) options << QStringLiteral("--to ") + times.text(*o.to);
-    if (!o.snapshots.isEmpty()) options << QStringLiteral("--snapshots ") + o.snapshots;
-    facts.details.emplace_back(QStringLiteral("options"), options.isEmpty() ? QStringLiteral("none") : options.join(QLatin1Char(' ')));
-    return facts;
-}
-
 int summary(Environment& env, const SummaryOptions& o, const QTimeZone& zone) {
     KindReading reading(env, o.user);
     QStringList said;
@@ -204,7 +177,14 @@ int summary(Environment& env, const SummaryOptions& o, const QTimeZone& zone) {
     if (QFileInfo::exists(CaseFile::pathFor(evidence))) tags = CaseFile::open(evidence, &why);
     QByteArray text;
     if (o.format == SummaryFormat::Html) {
-        text = caseReportHtml(model, caseFacts(env, o, zone), tags.get());
+        QStringList options;
+        if (!o.user.isEmpty()) options << QStringLiteral("--user ") + o.user;
+        if (o.from) options << QStringLiteral("--from ") + times.text(*o.from);
+        if (o.to) options << QStringLiteral("--to ") + times.text(*o.to);
+        if (!o.snapshots.isEmpty()) options << QStringLiteral("--snapshots ") + o.snapshots;
+        CaseFacts facts = caseFactsOf(env, zone, options.isEmpty() ? QStringLiteral("none") : options.join(QLatin1Char(' ')));
+        facts.tool = QStringLiteral("kestrova-cli %1").arg(static_cast<double>(kProgramVersion));
+        text = caseReportHtml(model, facts, tags.get());
     } else {
         const QString computer = env.system->computerName();
         text = o.format == SummaryFormat::Json ? summaryJson(model, computer, times, tags.get()) : summaryText(model, computer, times, tags.get());

@@ -132,6 +132,10 @@ public:
     OverviewPane* overviewPane;
     // Reads every kind into the Overview, as a click on its node does.
     void runOverview();
+    // File > Export Case Report...: the overview (read first where it is not yet) as the case
+    // report, HTML or (a name ending in .pdf) PDF; nullopt when written, else why not.
+    std::optional<QString> exportCaseReport(const QString& path);
+    QAction* mnuExportCaseReport;
     QToolBar* traceBar;
     QAction* mnuTimeline;
     // Reads a trace kind into the trace table, as a click on its node does.

@@ -50,6 +50,14 @@ void FrmViewer::buildMenus() {
     });
     mnuExport->setEnabled(false);
     mnuExport->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_E));
+    mnuExportCaseReport = file->addAction(QStringLiteral("Export Case &Report..."), this, [this] {
+        const QString path = QFileDialog::getSaveFileName(this, QStringLiteral("Export Case Report"), QString(),
+                                                          QStringLiteral("HTML (*.html);;PDF (*.pdf)"));
+        if (path.isEmpty()) return;
+        if (const auto why = exportCaseReport(path)) {
+            QMessageBox::warning(this, QStringLiteral("Kestrova"), QStringLiteral("%1 could not be written: %2").arg(path, *why));
+        }
+    });
     mnuExit = file->addAction(QStringLiteral("&Exit"), this, &QWidget::close);
     mnuExit->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Q));
 
@@ -93,6 +101,7 @@ void FrmViewer::buildMenus() {
         env_.settings.SaveSetting(QStringLiteral("general"), kMoreTracesKey, on ? QStringLiteral("1") : QStringLiteral("0"));
         showTracePane(nullptr);
         traceBar->setVisible(on);
+        mnuExportCaseReport->setVisible(on);
         buildTree();
     });
     mnuMoreTraces->setCheckable(true);
@@ -108,6 +117,8 @@ void FrmViewer::buildMenus() {
     mnuTimeline->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_T));
     mnuTimeline->setToolTip(QStringLiteral("Timeline (Ctrl+T): every dated field of every trace, in order"));
     traceBar->setVisible(mnuMoreTraces->isChecked());
+    // The case report is of the traces: the classic File menu stays as it is without them.
+    mnuExportCaseReport->setVisible(mnuMoreTraces->isChecked());
 
     QMenu* help = menuBar()->addMenu(QStringLiteral("Help"));
     mnuhelp = help->addAction(QStringLiteral("Online Help"), this, [this] { env_.desktop->open(services_.vendor.helpPage); });

@@ -2,11 +2,15 @@
 // with the window's run control (Cancel, one reading at a time) and exported from File > Export.
 #include "gui/frm_viewer.h"
 
+#include <QFile>
 #include <QPushButton>
 #include <QTreeView>
 
 #include "core/common/text.h"
+#include "core/app/startup.h"
+#include "gui/case_report_pdf.h"
 #include "gui/overview_pane.h"
+#include "traces/overview/case_report.h"
 #include "gui/timeline_pane.h"
 #include "gui/trace_pane.h"
 #include "traces/kind_reading.h"
@@ -96,6 +100,26 @@ void FrmViewer::runOverview() {
         return QStringLiteral("overview: %1 records read").arg(records);
     });
     mnuExport->setEnabled(false);  // the overview is exported as the case report (kestrova-cli summary --format html)
+}
+
+std::optional<QString> FrmViewer::exportCaseReport(const QString& path) {
+    if (!overviewPane->model()) runOverview();
+    if (!overviewPane->model()) return QStringLiteral("the overview could not be read");
+    CaseFacts facts = caseFactsOf(env_, traceZone(), QStringLiteral("the window's"));
+    facts.tool = QStringLiteral("Kestrova %1").arg(static_cast<double>(kProgramVersion));
+    const QByteArray html = caseReportHtml(*overviewPane->model(), facts, caseFile());
+    if (path.endsWith(QLatin1String(".pdf"), Qt::CaseInsensitive)) {
+        // The charts as the Overview draws them, in the report's order: each user's grid, then bars.
+        std::vector<QImage> charts;
+        for (size_t u = 0; u < overviewPane->heatMaps.size(); ++u) {
+            charts.push_back(overviewPane->heatMaps[u]->grab().toImage());
+            charts.push_back(overviewPane->dayBars[u]->grab().toImage());
+        }
+        return writeCaseReportPdf(html, charts, path);
+    }
+    QFile out(path);
+    if (!out.open(QIODevice::WriteOnly) || out.write(html) != html.size()) return out.errorString();
+    return std::nullopt;
 }
 
 std::optional<QString> FrmViewer::exportTraces(const QString& path) {

@@ -265,6 +265,25 @@ private slots:
             QVERIFY(w->window->timelinePane->model()->index(r, TimelineModel::Message).data().toString().contains(site, Qt::CaseInsensitive) ||
                     w->window->timelinePane->openableText(r).contains(site, Qt::CaseInsensitive));
         }
+        // File > Export Case Report...: the page with its charts, and the same as PDF.
+        QVERIFY(w->window->mnuExportCaseReport->isVisible());
+        QTemporaryDir out;
+        QVERIFY(!w->window->exportCaseReport(out.filePath("case.html")));
+        QFile html(out.filePath("case.html"));
+        QVERIFY(html.open(QIODevice::ReadOnly));
+        const QByteArray page = html.readAll();
+        qsizetype bars = 0;
+        for (const DayBars* chart : pane->dayBars) bars += chart->bars();
+        QCOMPARE(page.count("<rect class=\"bar\""), bars);
+        QVERIFY(!w->window->exportCaseReport(out.filePath("case.pdf")));
+        if (!QStandardPaths::findExecutable("pdfinfo").isEmpty()) {
+            QProcess info;
+            info.start("pdfinfo", {out.filePath("case.pdf")});
+            QVERIFY(info.waitForFinished(20000));
+            const QString said = QString::fromUtf8(info.readAllStandardOutput());
+            const QRegularExpressionMatch pages = QRegularExpression("Pages:\\s+(\\d+)").match(said);
+            QVERIFY2(pages.hasMatch() && pages.captured(1).toInt() >= 1, qPrintable(said));
+        }
     }
 
     void theTimelineFiltersByTextKindAndRangeAndExportsWhatItShows() {

@@ -1,5 +1,6 @@
 // kestrova-screenshot FILE.png [KEY]: renders the main window on the sample system with one
-// category selected, for the README. Runs offscreen or under Xvfb.
+// category selected, for the README. kestrova-screenshot FILE.pdf: writes the sample's case report
+// as the window's File > Export Case Report does. Runs offscreen or under Xvfb.
 #include <QApplication>
 #include <QTemporaryDir>
 #include <cstdio>
@@ -19,6 +20,13 @@ int main(int argc, char** argv) {
     kestrova::FrmViewer window(*env, {&reportFolder, nullptr, nullptr, {}});
     window.resize(1100, 620);
     window.show();
+    if (args[1].endsWith(QLatin1String(".pdf"))) {
+        if (const auto why = window.exportCaseReport(args[1])) {
+            std::fprintf(stderr, "kestrova-screenshot: %s\n", qPrintable(*why));
+            return 1;
+        }
+        return 0;
+    }
     window.selectKey(args.size() > 2 ? args[2] : QStringLiteral("b4"));
     app.processEvents();
     if (!window.grab().save(args[1])) {

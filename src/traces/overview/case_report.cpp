@@ -167,4 +167,24 @@ QByteArray caseReportHtml(const ActivityModel& model, const CaseFacts& facts, co
     return page.bytes();
 }
 
+CaseFacts caseFactsOf(const Environment& env, const QTimeZone& zone, const QString& options) {
+    CaseFacts facts;
+    facts.computer = env.system->computerName();
+    facts.zone = zone.id().isEmpty() ? QStringLiteral("UTC") : QString::fromUtf8(zone.id());
+    if (env.image) {
+        const ImageSummary& image = env.image->summary();
+        facts.evidence = env.source.image;
+        facts.details.emplace_back(QStringLiteral("container"), QStringLiteral("%1, %2 bytes").arg(image.format).arg(image.size));
+        if (image.files.size() > 1) facts.details.emplace_back(QStringLiteral("files"), image.files.join(QStringLiteral(", ")));
+        for (const auto& [name, value] : image.metadata) facts.details.emplace_back(name, value);
+        facts.details.emplace_back(QStringLiteral("partition"),
+                                   QStringLiteral("%1%2").arg(image.chosen).arg(image.label.isEmpty() ? QString() : QStringLiteral(", label \"%1\"").arg(image.label)));
+        if (!image.incomplete.isEmpty()) facts.details.emplace_back(QStringLiteral("image"), image.incomplete);
+    } else {
+        facts.evidence = env.source.root;
+    }
+    facts.details.emplace_back(QStringLiteral("options"), options);
+    return facts;
+}
+
 }  // namespace kestrova

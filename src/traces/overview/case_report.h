@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "platform/cases/case_file.h"
+#include "platform/system/environment.h"
 #include "traces/overview/activity_model.h"
 
 namespace kestrova {
@@ -26,5 +27,9 @@ struct CaseFacts {
 
 // tags: the examiner's tags and notes, listed after the overview (nullptr: none).
 QByteArray caseReportHtml(const ActivityModel& model, const CaseFacts& facts, const CaseFile* tags = nullptr);
+
+// What was examined: the evidence of the environment (an image's container, stored hashes and
+// partition, or a folder), the computer, the zone; options: how it was read, in words.
+CaseFacts caseFactsOf(const Environment& env, const QTimeZone& zone, const QString& options);
 
 }  // namespace kestrova
