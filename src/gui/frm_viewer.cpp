@@ -114,6 +114,7 @@ FrmViewer::FrmViewer(Environment& env, Services services, QWidget* parent)
     connect(tracePane, &TracePane::openRequested, this, &FrmViewer::openEvidenceText);
     connect(timelinePane, &TimelinePane::openRequested, this, &FrmViewer::openEvidenceText);
     connect(tracePane, &TracePane::tagFailed, this, [this](const QString& why) { showOutcome(QStringLiteral("Tag not kept: ") + why); });
+    connect(timelinePane, &TimelinePane::tagFailed, this, [this](const QString& why) { showOutcome(QStringLiteral("Tag not kept: ") + why); });
     traceFilter = tracePane->filter;
     traceTable = tracePane->table;
     PBar1 = new QProgressBar(canvas_);
@@ -513,6 +514,7 @@ void FrmViewer::openCaseFile() {
     // Opened (made, the first time) when a trace table is first shown, not at every start: the
     // classic window writes nothing of its own.
     tracePane->setCaseFile(nullptr);
+    timelinePane->setCaseFile(nullptr);
     caseFile_.reset();
     caseFileTried_ = false;
 }
@@ -523,6 +525,7 @@ CaseFile* FrmViewer::caseFile() {
         QString why;
         caseFile_ = CaseFile::open(env_.image ? env_.source.image : env_.source.root, &why);
         tracePane->setCaseFile(caseFile_.get());
+        timelinePane->setCaseFile(caseFile_.get());
     }
     return caseFile_.get();
 }

@@ -88,6 +88,7 @@ void FrmViewer::runTraceKind(const TraceKind& kind) {
 }
 
 void FrmViewer::runTimeline() {
+    caseFile();
     runTraces(timelinePane, QStringLiteral("Reading every trace into the timeline..."), [&](KindReading& kinds) {
         const qint64 events = timelinePane->fill(readerOf(kinds, env_.system->findings()), traceZone(), env_.system->computerName(), run_);
         return QStringLiteral("timeline: %1 events").arg(events);

@@ -1,5 +1,7 @@
 #include "gui/timeline_model.h"
 
+#include "traces/record_tags.h"
+
 #include <algorithm>
 
 namespace kestrova {
@@ -16,6 +18,26 @@ void TimelineModel::show(std::vector<uint32_t> events) {
     beginResetModel();
     shown_ = std::move(events);
     endResetModel();
+}
+
+QByteArray TimelineModel::identity(size_t event) const {
+    const TimelineStore::Event& e = store_->event(event);
+    Provenance from;
+    std::vector<Value> values;
+    store_->decode(e, from, values);
+    return recordIdentity(store_->kindOf(e), from, values);
+}
+
+QString TimelineModel::what(size_t event) const {
+    const TimelineStore::Event& e = store_->event(event);
+    Provenance from;
+    std::vector<Value> values;
+    store_->decode(e, from, values);
+    return recordWhat(store_->kindOf(e), values);
+}
+
+void TimelineModel::tagsChanged() {
+    if (!shown_.empty()) emit dataChanged(index(0, Tag), index(static_cast<int>(shown_.size()) - 1, Tag));
 }
 
 QString TimelineModel::cell(size_t event, int column) const {
@@ -35,6 +57,11 @@ QString TimelineModel::cell(size_t event, int column) const {
         store_->decode(e, from, values);
         return QString::fromUtf8(from.source);
     }
+    case Tag: {
+        const RecordTag* tag = tags_ && !tags_->tags().empty() ? tags_->tagOf(identity(event)) : nullptr;
+        if (!tag) return QString();
+        return tag->note.isEmpty() ? tag->label : tag->label + QStringLiteral(": ") + tag->note;
+    }
     default: return QString();
     }
 }
@@ -49,7 +76,7 @@ QVariant TimelineModel::data(const QModelIndex& index, int role) const {
 
 QVariant TimelineModel::headerData(int section, Qt::Orientation orientation, int role) const {
     if (role != Qt::DisplayRole || orientation != Qt::Horizontal) return {};
-    static const char* const kNames[] = {"datetime", "timestamp_desc", "kind", "user", "message", "source"};
+    static const char* const kNames[] = {"datetime", "timestamp_desc", "kind", "user", "message", "source", "tag"};
     return section >= 0 && section < ColumnCount ? QString::fromLatin1(kNames[section]) : QVariant();
 }
 

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "core/time/iso_time.h"
+#include "platform/cases/case_file.h"
 #include "traces/timeline_store.h"
 
 namespace kestrova {
@@ -15,7 +16,7 @@ namespace kestrova {
 class TimelineModel : public QAbstractTableModel {
     Q_OBJECT
 public:
-    enum Column { DateTime, Description, Kind, User, Message, Source, ColumnCount };
+    enum Column { DateTime, Description, Kind, User, Message, Source, Tag, ColumnCount };
 
     explicit TimelineModel(QObject* parent = nullptr) : QAbstractTableModel(parent) {}
     void setStore(const TimelineStore* store, const QTimeZone& zone);
@@ -25,6 +26,14 @@ public:
     const TimelineStore* store() const { return store_; }
     const IsoTimeWriter& times() const { return times_; }
     QString cell(size_t event, int column) const;
+    // The examiner's case file the tag column shows (nullptr: none).
+    void setCaseFile(const CaseFile* tags) { tags_ = tags; }
+    // An event's record: its identity and words, for tagging it.
+    QByteArray identity(size_t event) const;
+    QString what(size_t event) const;
+    bool tagged(size_t event) const { return tags_ && !tags_->tags().empty() && tags_->tagOf(identity(event)); }
+    // The rows of those events are shown again (their tag changed).
+    void tagsChanged();
 
     int rowCount(const QModelIndex& parent = {}) const override;
     int columnCount(const QModelIndex& parent = {}) const override;
@@ -34,6 +43,7 @@ public:
 
 private:
     const TimelineStore* store_ = nullptr;
+    const CaseFile* tags_ = nullptr;
     IsoTimeWriter times_;
     std::vector<uint32_t> shown_;
 };

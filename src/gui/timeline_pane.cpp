@@ -1,5 +1,8 @@
 #include "gui/timeline_pane.h"
 
+#include "gui/tag_menu.h"
+
+#include <QCheckBox>
 #include <QHeaderView>
 #include <QLabel>
 #include <QLineEdit>
@@ -64,6 +67,9 @@ TimelinePane::TimelinePane(QWidget* parent) : QWidget(parent) {
     bar->addWidget(whole);
     bar->addWidget(count);
     bar->addWidget(outsideButton);
+    onlyTagged = new QCheckBox(QStringLiteral("Show only tagged"), this);
+    onlyTagged->setObjectName(QStringLiteral("timelineOnlyTagged"));
+    bar->addWidget(onlyTagged);
     auto* split = new QSplitter(Qt::Vertical, this);
     split->addWidget(table);
     split->addWidget(details);
@@ -76,6 +82,18 @@ TimelinePane::TimelinePane(QWidget* parent) : QWidget(parent) {
     layout->addWidget(split, 1);
 
     connect(filter, &QLineEdit::textChanged, this, [this] { refilter(); });
+    connect(onlyTagged, &QCheckBox::toggled, this, [this] { refilter(); });
+    table->setContextMenuPolicy(Qt::CustomContextMenu);
+    connect(table, &QTableView::customContextMenuRequested, this, [this](const QPoint& at) {
+        QList<int> rows;
+        for (const QModelIndex& index : table->selectionModel()->selectedRows()) rows << index.row();
+        if (rows.isEmpty() && table->indexAt(at).isValid()) rows << table->indexAt(at).row();
+        if (rows.isEmpty() || !tags_) return;
+        showTagMenu(this, table->viewport()->mapToGlobal(at), [&](const QString& label, const std::optional<QString>& note) {
+            QString why;
+            if (!tagEvents(rows, label, note, &why)) emit tagFailed(why);
+        });
+    });
     connect(whole, &QPushButton::clicked, histogram, &TimelineHistogram::clearSelection);
     connect(histogram, &TimelineHistogram::rangeSelected, this, [this](std::optional<int64_t> from, std::optional<int64_t> to) {
         from_ = from;
@@ -214,6 +232,7 @@ void TimelinePane::refilter(bool keepRange) {
         for (QAction* a : usersMenu_->actions()) f.users[static_cast<size_t>(a->data().toInt())] = a->isChecked();
     }
     filtered_ = store_->select(f);
+    if (onlyTagged->isChecked()) std::erase_if(filtered_, [this](uint32_t event) { return !model_->tagged(event); });
     std::vector<int64_t> times;
     times.reserve(filtered_.size());
     for (const uint32_t i : filtered_) times.push_back(store_->event(i).time);
@@ -291,6 +310,27 @@ void TimelinePane::showDetails(int row) {
         lines << QLatin1String(kind.fields[f].name) + QStringLiteral(": ") + text;
     }
     details->setPlainText(lines.join(QLatin1Char('\n')));
+}
+
+void TimelinePane::setCaseFile(CaseFile* tags) {
+    tags_ = tags;
+    model_->setCaseFile(tags);
+}
+
+bool TimelinePane::tagEvents(const QList<int>& rows, const QString& label, const std::optional<QString>& note, QString* why) {
+    if (!tags_ || !store_) {
+        *why = QStringLiteral("no case file is open");
+        return false;
+    }
+    for (const int row : rows) {
+        if (row < 0 || static_cast<size_t>(row) >= model_->shown().size()) continue;
+        const size_t event = model_->shown()[static_cast<size_t>(row)];
+        if (!applyTag(*tags_, model_->identity(event), QLatin1String(store_->kindOf(store_->event(event)).name), model_->what(event), label, note, why)) {
+            return false;
+        }
+    }
+    model_->tagsChanged();
+    return true;
 }
 
 std::optional<QString> TimelinePane::exportTo(const QString& path) const {

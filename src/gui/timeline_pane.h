@@ -17,6 +17,7 @@
 #include "gui/timeline_model.h"
 
 class QLabel;
+class QCheckBox;
 class QLineEdit;
 class QMenu;
 class QPlainTextEdit;
@@ -52,6 +53,11 @@ public:
     QPlainTextEdit* details;
     QLabel* count;
     QPushButton* outsideButton;  // "N events outside the range": shows just those
+    QCheckBox* onlyTagged;       // only the events whose record the examiner tagged
+    // The examiner's case file events are tagged in (nullptr: tags cannot be given).
+    void setCaseFile(CaseFile* tags);
+    // Tags the records of the events at those table rows (see TracePane::tagRows).
+    bool tagEvents(const QList<int>& rows, const QString& label, const std::optional<QString>& note, QString* why);
     TimelineModel* model() const { return model_; }
     // What a double-click on a row asks the window to open: the event's URL, else its path, else
     // the file it was read from.
@@ -59,6 +65,7 @@ public:
 
 signals:
     void openRequested(const QString& text);
+    void tagFailed(const QString& why);
 
 private:
     // Applies the text, kinds and users; the dragged range stays unless `keepRange` is false.
@@ -78,6 +85,7 @@ private:
     std::vector<uint32_t> filtered_;        // text, kinds and users applied, in time order
     std::optional<int64_t> from_, to_;      // the histogram's range
     bool outsideOnly_ = false;              // the events outside the histogram's range instead
+    CaseFile* tags_ = nullptr;
 };
 
 }  // namespace kestrova

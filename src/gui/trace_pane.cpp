@@ -3,16 +3,14 @@
 #include "gui/responsive_sink.h"
 
 #include <QCheckBox>
-#include <QDateTime>
 #include <QHBoxLayout>
 #include <QHeaderView>
-#include <QInputDialog>
-#include <QMenu>
 #include <QLineEdit>
 #include <QTableView>
 #include <QVBoxLayout>
 #include <algorithm>
 
+#include "gui/tag_menu.h"
 #include "gui/trace_export.h"
 #include "traces/trace_context.h"
 
@@ -57,23 +55,10 @@ TracePane::TracePane(QWidget* parent) : QWidget(parent) {
         for (const QModelIndex& index : table->selectionModel()->selectedRows()) rows << index.row();
         if (rows.isEmpty() && table->indexAt(at).isValid()) rows << table->indexAt(at).row();
         if (rows.isEmpty() || !model_->caseFile()) return;
-        QMenu menu(this);
-        QString why;
-        const auto tag = [&](const QString& label, const std::optional<QString>& note) {
+        showTagMenu(this, table->viewport()->mapToGlobal(at), [&](const QString& label, const std::optional<QString>& note) {
+            QString why;
             if (!tagRows(rows, label, note, &why)) emit tagFailed(why);
-        };
-        for (const QString& label : kLabels) menu.addAction(QStringLiteral("Tag as %1").arg(label), this, [&tag, label] { tag(label, std::nullopt); });
-        menu.addAction(QStringLiteral("Tag as..."), this, [&] {
-            const QString label = QInputDialog::getText(this, QStringLiteral("Tag"), QStringLiteral("Tag:"));
-            if (!label.trimmed().isEmpty()) tag(label.trimmed(), std::nullopt);
         });
-        menu.addAction(QStringLiteral("Note..."), this, [&] {
-            bool ok = false;
-            const QString note = QInputDialog::getText(this, QStringLiteral("Note"), QStringLiteral("Note:"), QLineEdit::Normal, QString(), &ok);
-            if (ok) tag(QString(), note);
-        });
-        menu.addAction(QStringLiteral("Remove tag"), this, [&] { tag(QStringLiteral("-"), std::nullopt); });
-        menu.exec(table->viewport()->mapToGlobal(at));
     });
     connect(filter, &QLineEdit::textChanged, proxy_, [this](const QString& text) { proxy_->setFilterFixedString(text); });
     connect(table, &QTableView::doubleClicked, this, [this](const QModelIndex& index) {
@@ -113,24 +98,7 @@ bool TracePane::tagRows(const QList<int>& shownRows, const QString& label, const
     for (const int shown : shownRows) {
         const int row = proxy_->mapToSource(proxy_->index(shown, 0)).row();
         if (row < 0) continue;
-        const QByteArray& identity = model_->identity(row);
-        const RecordTag* had = tags->tagOf(identity);
-        bool kept = true;
-        if (label == QLatin1String("-")) {
-            kept = !had || tags->removeTag(identity, why);
-        } else {
-            // A note alone keeps the label the row has ("note" where it has none); a label alone
-            // keeps the note.
-            RecordTag tag = had ? *had : RecordTag{};
-            if (!label.isEmpty()) tag.label = label;
-            if (tag.label.isEmpty()) tag.label = QStringLiteral("note");
-            if (note) tag.note = *note;
-            tag.kind = QLatin1String(model_->kind()->name);
-            tag.what = model_->what(row);
-            tag.tagged = QDateTime::currentMSecsSinceEpoch() * 1000;
-            kept = tags->setTag(identity, tag, why);
-        }
-        if (!kept) return false;
+        if (!applyTag(*tags, model_->identity(row), QLatin1String(model_->kind()->name), model_->what(row), label, note, why)) return false;
         model_->tagChanged(row);
     }
     if (onlyTagged->isChecked()) proxy_->setOnlyTagged(true);

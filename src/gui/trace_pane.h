@@ -41,8 +41,6 @@ public:
     // Tags the rows shown at those view rows ("" removes their tag); a note "" keeps the note the
     // row has. False with why when the case file refuses.
     bool tagRows(const QList<int>& shownRows, const QString& label, const std::optional<QString>& note, QString* why);
-    // The labels offered; any other word can be given.
-    static inline const QStringList kLabels{QStringLiteral("relevant"), QStringLiteral("suspicious"), QStringLiteral("reviewed")};
 
     // The text of a cell, as a double-click on it asks the window to open (a URL from the
     // evidence, a Windows path of the volume); "" for a cell that names nothing to open.

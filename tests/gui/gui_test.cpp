@@ -316,6 +316,17 @@ private slots:
         QCOMPARE(binned + pane->histogram->outside(), shown->rowCount());
         QCOMPARE(pane->outsideButton->text(), QString("%1 events outside the range").arg(pane->histogram->outside()));
         QCOMPARE(shown->index(0, 0).data().toString(), cli[1].section(',', 0, 0));
+        // An event tagged from its context menu: its record's every event shows the tag, and
+        // "Show only tagged" keeps just those.
+        QString why;
+        QVERIFY2(pane->tagEvents({5}, "relevant", std::nullopt, &why), qPrintable(why));
+        QCOMPARE(shown->index(5, TimelineModel::Tag).data().toString(), QString("relevant"));
+        pane->onlyTagged->setChecked(true);
+        QVERIFY(shown->rowCount() >= 1);
+        for (int r = 0; r < shown->rowCount(); ++r) QCOMPARE(shown->index(r, TimelineModel::Tag).data().toString(), QString("relevant"));
+        QVERIFY2(pane->tagEvents({0}, "-", std::nullopt, &why), qPrintable(why));
+        pane->onlyTagged->setChecked(false);
+        QCOMPARE(shown->rowCount(), cli.size() - 1);
         pane->outsideButton->click();
         QCOMPARE(shown->rowCount(), pane->histogram->outside());
         QVERIFY(shown->index(0, 0).data().toString().startsWith("1975-01-01"));
