@@ -5,12 +5,7 @@
 set -euo pipefail
 here="$(cd "$(dirname "$0")/.." && pwd)"
 "$here/scripts/install-deps.sh"
-if ! command -v chromium >/dev/null 2>&1; then
-  sudo=""
-  [ "$(id -u)" -ne 0 ] && sudo="sudo"
-  $sudo apt-get update -qq
-  DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -qq chromium >/dev/null
-fi
+"$here/scripts/ensure-chromium.sh"
 dir="$("$here/scripts/build.sh" Release | tail -n 1)"
 out="$(mktemp -d)"
 trap 'rm -rf "$out"' EXIT

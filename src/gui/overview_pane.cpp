@@ -41,7 +41,8 @@ void HeatMap::paintEvent(QPaintEvent*) {
         p.drawText(0, kTop + d * kCell + 12, QLatin1String(kWeekdays[d]));
         for (int h = 0; h < 24; ++h) {
             const int shade = hours_[d][h] == 0 ? 0 : 30 + static_cast<int>(225 * hours_[d][h] / most);
-            p.fillRect(kLeft + h * kCell, kTop + d * kCell, kCell - 1, kCell - 1, QColor(255 - shade, 255 - shade, 255));
+            const QColor colour = hours_[d][h] == 0 ? QColor(238, 238, 242) : QColor(255 - shade, 255 - shade, 255);
+            p.fillRect(kLeft + h * kCell, kTop + d * kCell, kCell - 1, kCell - 1, colour);
         }
     }
 }

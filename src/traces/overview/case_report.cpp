@@ -37,13 +37,15 @@ void heatMap(Page& page, const UserActivity& u) {
         page.line(QStringLiteral("<text x=\"0\" y=\"%1\" font-size=\"10\">%2</text>").arg(kTop + d * kCell + 12).arg(QLatin1String(kWeekdays[d])));
         for (int h = 0; h < 24; ++h) {
             const int64_t n = u.hours[d][h];
+            // An hour without records is a pale grey cell, so that the grid shows where they are not.
             const int shade = n == 0 ? 0 : 30 + static_cast<int>(225 * n / most);
-            page.line(QStringLiteral("<rect class=\"cell\" x=\"%1\" y=\"%2\" width=\"%3\" height=\"%3\" fill=\"rgb(%4,%5,255)\"><title>%6 %7:00: %8 records</title></rect>")
+            page.line(QStringLiteral("<rect class=\"cell\" x=\"%1\" y=\"%2\" width=\"%3\" height=\"%3\" fill=\"rgb(%4,%5,%6)\"><title>%7 %8:00: %9 records</title></rect>")
                           .arg(kLeft + h * kCell)
                           .arg(kTop + d * kCell)
                           .arg(kCell - 1)
-                          .arg(255 - shade)
-                          .arg(255 - shade)
+                          .arg(n == 0 ? 238 : 255 - shade)
+                          .arg(n == 0 ? 238 : 255 - shade)
+                          .arg(n == 0 ? 242 : 255)
                           .arg(QLatin1String(kWeekdays[d]))
                           .arg(h)
                           .arg(n));
