@@ -1,7 +1,6 @@
 #include "traces/overview/activity_model.h"
 
 #include <QDateTime>
-#include <QUrl>
 #include <algorithm>
 #include <set>
 #include <string_view>
@@ -41,12 +40,9 @@ RecordRef refOf(const TraceKind& kind, const Provenance& from, std::optional<Utc
     return {QLatin1String(kind.name), QString::fromUtf8(from.source), QString::fromUtf8(from.part), time};
 }
 
-void keep(std::vector<RecordRef>& refs, RecordRef ref) {
-    if (refs.size() < ActivityModel::kReferences) refs.push_back(std::move(ref));
-}
-
+// One more of a top list's lines; the record is named only while the line keeps a few.
 void count(std::map<QString, Ranked>& list, const QString& name, int64_t times, int64_t focusMs, std::optional<UtcMicros> first,
-           std::optional<UtcMicros> last, RecordRef ref) {
+           std::optional<UtcMicros> last, const TraceKind& kind, const Provenance& from, std::optional<UtcMicros> when) {
     if (name.isEmpty()) return;
     Ranked& r = list[name];
     r.name = name;
@@ -54,7 +50,7 @@ void count(std::map<QString, Ranked>& list, const QString& name, int64_t times, 
     r.focusMs += focusMs;
     if (first && (!r.first || *first < *r.first)) r.first = first;
     if (last && (!r.last || *last > *r.last)) r.last = last;
-    keep(r.from, std::move(ref));
+    if (r.from.size() < ActivityModel::kReferences) r.from.push_back(refOf(kind, from, when));
 }
 
 // A top list: the most counted first (then the longest in focus, then the latest).
@@ -81,10 +77,27 @@ bool outsideAddress(const QString& address) {
     return !(a == 10 || a == 127 || (a == 172 && b >= 16 && b <= 31) || (a == 192 && b == 168) || (a == 169 && b == 254) || a == 0);
 }
 
-QString siteOf(const QString& url) {
-    const QUrl u(url);
-    if (u.scheme() == QLatin1String("file")) return QString();
-    return u.host().toLower();
+// A URL's host, lower-cased: what follows "scheme://" (and any "user@") up to the port or path.
+// Read from the text itself: parsing every visit's URL whole costs more than the rest of the
+// overview together.
+QString siteOf(std::string_view url) {
+    const size_t scheme = url.find("://");
+    if (scheme == std::string_view::npos || url.substr(0, scheme) == "file") return QString();
+    std::string_view rest = url.substr(scheme + 3);
+    rest = rest.substr(0, rest.find_first_of("/?#"));
+    if (const size_t at = rest.rfind('@'); at != std::string_view::npos) rest.remove_prefix(at + 1);
+    if (!rest.empty() && rest.front() == '[') {
+        rest = rest.substr(0, rest.find(']') + 1);  // an IPv6 address keeps its brackets
+    } else {
+        rest = rest.substr(0, rest.find(':'));
+    }
+    return QString::fromUtf8(rest.data(), static_cast<qsizetype>(rest.size())).toLower();
+}
+
+std::string_view utf8(const TraceKind& kind, std::span<const Value> values, const char* name) {
+    const int i = fieldIndex(kind, name);
+    if (i < 0 || values[static_cast<size_t>(i)].is != Value::Is::Text) return {};
+    return values[static_cast<size_t>(i)].utf8;
 }
 
 }  // namespace
@@ -133,7 +146,15 @@ bool ActivityModel::record(const TraceKind& kind, const Provenance& from, std::s
         for (const size_t i : plan.activity) {
             if (values[i].is != Value::Is::Number || !inRange(values[i].number)) continue;
             if (!pending) pending = &of(user);
-            pending->moments.push_back({values[i].number, plan.kind, intern(sourceIndex_, sources_, from.source), intern(partIndex_, parts_, from.part)});
+            if (from.source.constData() != lastSource_ || sources_.empty()) {
+                lastSourceIndex_ = intern(sourceIndex_, sources_, from.source);
+                lastSource_ = from.source.constData();
+            }
+            if (from.part.constData() != lastPart_ || parts_.empty()) {
+                lastPartIndex_ = intern(partIndex_, parts_, from.part);
+                lastPart_ = from.part.constData();
+            }
+            pending->moments.push_back({values[i].number, plan.kind, lastSourceIndex_, lastPartIndex_});
         }
     }
     if (name == "windows.sessions" && !user.isEmpty() && wanted) {
@@ -147,26 +168,26 @@ bool ActivityModel::record(const TraceKind& kind, const Provenance& from, std::s
         const auto last = number(kind, values, "last_run");
         if (!last || inRange(last)) {
             count(of(user).programs, text(kind, values, "name"), number(kind, values, "run_count").value_or(0),
-                  number(kind, values, "focus_time_ms").value_or(0), std::nullopt, last, refOf(kind, from, last));
+                  number(kind, values, "focus_time_ms").value_or(0), std::nullopt, last, kind, from, last);
         }
     } else if (name == "windows.execution" && !user.isEmpty() && wanted) {
         const auto last = number(kind, values, "last_executed");
-        if (inRange(last)) count(of(user).programs, text(kind, values, "path"), 1, 0, last, last, refOf(kind, from, last));
+        if (inRange(last)) count(of(user).programs, text(kind, values, "path"), 1, 0, last, last, kind, from, last);
     } else if (name == "windows.srum.apps" && !user.isEmpty() && wanted) {
         const auto slot = number(kind, values, "time");
-        if (inRange(slot)) count(of(user).programs, text(kind, values, "app"), 0, number(kind, values, "face_time").value_or(0) / 10000, slot, slot, refOf(kind, from, slot));
+        if (inRange(slot)) count(of(user).programs, text(kind, values, "app"), 0, number(kind, values, "face_time").value_or(0) / 10000, slot, slot, kind, from, slot);
     } else if (name == "windows.prefetch") {
         const auto last = number(kind, values, "last_run");
-        if (!last || inRange(last)) count(prefetch_, text(kind, values, "executable"), number(kind, values, "run_count").value_or(0), 0, std::nullopt, last, refOf(kind, from, last));
+        if (!last || inRange(last)) count(prefetch_, text(kind, values, "executable"), number(kind, values, "run_count").value_or(0), 0, std::nullopt, last, kind, from, last);
     } else if (name == "browser.history" && !user.isEmpty() && wanted) {
         const auto visit = number(kind, values, "visit_time");
-        if (inRange(visit)) count(of(user).sites, siteOf(text(kind, values, "url")), 1, 0, visit, visit, refOf(kind, from, visit));
+        if (inRange(visit)) count(of(user).sites, siteOf(utf8(kind, values, "url")), 1, 0, visit, visit, kind, from, visit);
     } else if ((name == "windows.lnk" || name == "windows.jumplists") && !user.isEmpty() && wanted) {
         const auto when = number(kind, values, name == "windows.lnk" ? "lnk_modified" : "last_accessed");
-        if (!when || inRange(when)) count(of(user).documents, text(kind, values, "target_path"), 1, 0, when, when, refOf(kind, from, when));
+        if (!when || inRange(when)) count(of(user).documents, text(kind, values, "target_path"), 1, 0, when, when, kind, from, when);
     } else if (name == "windows.mru" && !user.isEmpty() && wanted && text(kind, values, "list").startsWith(QLatin1String("Office File"))) {
         const auto opened = number(kind, values, "opened");
-        if (!opened || inRange(opened)) count(of(user).documents, text(kind, values, "entry"), 1, 0, opened, opened, refOf(kind, from, opened));
+        if (!opened || inRange(opened)) count(of(user).documents, text(kind, values, "entry"), 1, 0, opened, opened, kind, from, opened);
     } else if (name == "windows.usb") {
         usbDevice(kind, from, values);
     } else if (name == "windows.recyclebin" && wanted) {

@@ -130,6 +130,11 @@ private:
     std::map<const TraceKind*, Plan> plans_;
     std::vector<QString> kindNames_, sources_, parts_;
     std::map<QByteArray, uint32_t> sourceIndex_, partIndex_;
+    // The last source and part interned: a source's records come one after another and share the
+    // provenance's bytes, so most records need no lookup.
+    const char* lastSource_ = nullptr;
+    const char* lastPart_ = nullptr;
+    uint32_t lastSourceIndex_ = 0, lastPartIndex_ = 0;
     std::optional<UtcMicros> from_, to_;
     QString onlyUser_;
     int64_t records_ = 0;
