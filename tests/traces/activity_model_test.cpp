@@ -107,7 +107,13 @@ TEST(ActivityModel, DaysFollowTheZoneAskedForAndTheMachineHasItsStatements) {
           {"logon_type", txt("RemoteInteractive (10)")}, {"account", txt("bob")}});
     feed(model, "windows.logons", "bob",
          {{"time", Value::time(kDay1 + 4 * kHour)}, {"action", txt("logon")}, {"source_address", txt("192.168.1.20")}});
+    // The change journal's deletions join the Recycle Bin's: only FILE_DELETE records.
+    feed(model, "file.journal", "", {{"time", Value::time(kDay1 + 22 * kHour)}, {"reasons", txt("FILE_DELETE|CLOSE")}, {"path", txt("C:\\secret.txt")}});
+    feed(model, "file.journal", "", {{"time", Value::time(kDay1 + 22 * kHour)}, {"reasons", txt("FILE_CREATE")}, {"path", txt("C:\\new.txt")}});
     model.finish();
+    ASSERT_EQ(model.deletions().size(), 2u);
+    EXPECT_EQ(model.deletions()[1].what, "C:\\secret.txt (change journal)");
+    EXPECT_EQ(model.journalDeletions(), 1);
     const UserActivity& bob = model.users().front();
     ASSERT_EQ(bob.days.size(), 2u);  // the visit's day in Tokyo, and the day UserAssist's runs are on
     EXPECT_EQ(bob.days.back().date, "2026-11-01");
@@ -117,7 +123,6 @@ TEST(ActivityModel, DaysFollowTheZoneAskedForAndTheMachineHasItsStatements) {
     ASSERT_EQ(model.devices().size(), 1u);
     EXPECT_EQ(model.devices()[0].what, "SanDisk Cruzer (serial 4C53)");
     EXPECT_EQ(model.devices()[0].user, "bob");  // active then
-    ASSERT_EQ(model.deletions().size(), 1u);
     ASSERT_EQ(model.notable().size(), 1u);  // only the logon from outside
     EXPECT_EQ(model.notable()[0].what, "logon from 203.0.113.9 (RemoteInteractive (10))");
 }

@@ -193,6 +193,15 @@ bool ActivityModel::record(const TraceKind& kind, const Provenance& from, std::s
     } else if (name == "windows.recyclebin" && wanted) {
         const auto deleted = number(kind, values, "deleted");
         if (inRange(deleted)) deletions_.push_back({text(kind, values, "original_path"), user, deleted, std::nullopt, {refOf(kind, from, deleted)}});
+    } else if (name == "file.journal" && text(kind, values, "reasons").contains(QLatin1String("FILE_DELETE"))) {
+        const auto time = number(kind, values, "time");
+        if (inRange(time)) {
+            QString path = text(kind, values, "path");
+            if (path.isEmpty()) path = text(kind, values, "name");
+            ++journalDeleted_;
+            journalDeletions_.push_back({path + QStringLiteral(" (change journal)"), QString(), time, std::nullopt, {refOf(kind, from, time)}});
+            if (journalDeletions_.size() > kJournalDeletions) journalDeletions_.pop_front();
+        }
     } else if (name == "windows.accounts" || name == "windows.installs") {
         const auto time = number(kind, values, "time");
         if (inRange(time)) {
@@ -312,6 +321,8 @@ void ActivityModel::finish() {
             }
         }
     }
+    deletions_.insert(deletions_.end(), journalDeletions_.begin(), journalDeletions_.end());
+    journalDeletions_.clear();
     const auto byTime = [](const Statement& a, const Statement& b) { return a.time.value_or(0) < b.time.value_or(0); };
     std::stable_sort(devices_.begin(), devices_.end(), byTime);
     std::stable_sort(deletions_.begin(), deletions_.end(), byTime);

@@ -6,7 +6,8 @@
 //  - per day the first and last activity and the time in active periods; a weekday × hour grid;
 //  - the programs used most (UserAssist, BAM, SRUM), the sites visited (by domain), the documents
 //    opened (recent documents, shortcuts, Jump Lists, Office lists);
-// and for the machine: the devices attached (with the user active then), the files deleted, the
+// and for the machine: the devices attached (with the user active then), the files deleted (the
+// Recycle Bin's, the latest the change journal recorded), the
 // notable events (accounts created or changed, logs cleared, services and tasks installed,
 // Defender detections, remote logons from outside addresses), the programs Prefetch saw run.
 // Every statement keeps references to the records that make it (a few of them), so that an
@@ -17,6 +18,7 @@
 
 #include <QString>
 #include <QTimeZone>
+#include <deque>
 #include <map>
 #include <optional>
 #include <vector>
@@ -94,8 +96,11 @@ public:
 
     // Bursts closer than this are one inferred period.
     static constexpr int64_t kBurstGap = int64_t{30} * 60 * 1000000;
-    // How many records a statement keeps to link to, and how long a top list is.
-    static constexpr size_t kReferences = 5, kTopList = 20;
+    // How many records a statement keeps to link to, how long a top list is, and how many of the
+    // change journal's deletions are listed (the latest).
+    static constexpr size_t kReferences = 5, kTopList = 20, kJournalDeletions = 500;
+    // How many deletions the change journal recorded in all (those listed are the latest).
+    int64_t journalDeletions() const { return journalDeleted_; }
 
 private:
     // A moment of a user's own activity: its time and where its record was read, the kind, file and
@@ -142,6 +147,10 @@ private:
     std::map<QString, Ranked> prefetch_;
     std::vector<UserActivity> users_;
     std::vector<Statement> devices_, deletions_, notable_;
+    // The change journal's deletions, the latest kJournalDeletions of them (a journal holds
+    // millions of records); how many there were in all.
+    std::deque<Statement> journalDeletions_;
+    int64_t journalDeleted_ = 0;
     std::vector<Ranked> machinePrograms_;
 };
 
