@@ -150,6 +150,11 @@ std::optional<QString> parse(const QStringList& args, Options& o) {
             if (arg != QLatin1String(name)) continue;
             const auto v = value();
             if (!v) return QStringLiteral("%1 needs a value").arg(arg);
+            // One evidence a run: a second image or folder would otherwise be read in the first's
+            // place without a word.
+            if ((target == &o.image || target == &o.root) && !target->isEmpty()) {
+                return QStringLiteral("%1 is given twice: one image or folder is examined at a time").arg(arg);
+            }
             *target = *v;
             known = true;
         }

@@ -120,6 +120,7 @@ TEST(CliUsage, HelpOnStandardOutputAndEveryWrongWordNamed) {
         {{"--root", volume.root(), "report", "r.htm", "--groups", "ie,edge"}, "unknown report group \"edge\""},
         {{"--root", volume.root(), "info", "--format", "csv"}, "--format goes with the rows, traces, timeline and summary commands"},
         {{"--root", volume.root(), "rows", "b3", "--list"}, "--list goes with the traces command"},
+        {{"--image", "a.E01", "--image", "b.E01", "traces"}, "--image is given twice: one image or folder is examined at a time"},
         {{"--root", volume.root(), "traces", "browser.visits"}, "unknown trace kind \"browser.visits\"; the kinds are: browser.history"},
         {{"--root", volume.root(), "traces", "--format", "xml"}, "unknown format \"xml\": the formats are jsonl, csv, tsv and json"},
         {{"--root", volume.root(), "--last", "info"}, "--last and --root exclude each other"},
