@@ -79,6 +79,8 @@ constexpr const char* kHelp =
     "  --root DIR             the folder standing for C:\\ (a mounted partition or a copy)\n"
     "  --image FILE           a disk image: EWF (.E01 and its segments), raw or split raw (.dd,\n"
     "                         .raw, .img, .000/.001), VHD, VHDX, VMDK or QCOW2\n"
+    "  --collection FILE      a triage collection in a ZIP (KAPE, Velociraptor, a zipped C: tree),\n"
+    "                         read in place\n"
     "  --partition N          the image's partition to examine (info lists them); default: the\n"
     "                         one that holds a Windows system\n"
     "  --snapshots all|none|N,M\n"
@@ -108,7 +110,7 @@ constexpr const char* kHelp =
 
 
 struct Options {
-    QString root, image, partition, user, indexFile, tz, output, from, to, kinds, snapshots;
+    QString root, image, partition, user, indexFile, tz, output, from, to, kinds, snapshots, collection;
     std::optional<QString> format, groups;
     bool verbose = false, last = false, help = false, keys = false, version = false, list = false, noLogReplay = false, tags = false;
     QString command;
@@ -128,7 +130,7 @@ std::optional<QString> parse(const QStringList& args, Options& o) {
                                                        {"--index-file", &o.indexFile}, {"--tz", &o.tz},
                                                        {"-o", &o.output}, {"--output", &o.output},
                                                        {"--from", &o.from}, {"--to", &o.to}, {"--kinds", &o.kinds},
-                                                       {"--snapshots", &o.snapshots}};
+                                                       {"--snapshots", &o.snapshots}, {"--collection", &o.collection}};
     const std::pair<const char*, bool*> flags[] = {{"--verbose", &o.verbose}, {"--last", &o.last}, {"--help", &o.help},
                                                    {"-h", &o.help}, {"--keys", &o.keys},
                                                    {"--version", &o.version}, {"--list", &o.list},
@@ -152,7 +154,7 @@ std::optional<QString> parse(const QStringList& args, Options& o) {
             if (!v) return QStringLiteral("%1 needs a value").arg(arg);
             // One evidence a run: a second image or folder would otherwise be read in the first's
             // place without a word.
-            if ((target == &o.image || target == &o.root) && !target->isEmpty()) {
+            if ((target == &o.image || target == &o.root || target == &o.collection) && !target->isEmpty()) {
                 return QStringLiteral("%1 is given twice: one image or folder is examined at a time").arg(arg);
             }
             *target = *v;
@@ -200,6 +202,9 @@ std::optional<QString> misplaced(const Options& o) {
     if (o.keys && o.command != QLatin1String("categories")) return QStringLiteral("--keys goes with the categories command");
     if (o.last && !o.root.isEmpty()) return QStringLiteral("--last and --root exclude each other");
     if (!o.image.isEmpty() && !o.root.isEmpty()) return QStringLiteral("--root and --image exclude each other: a folder or an image");
+    if (!o.collection.isEmpty() && (!o.root.isEmpty() || !o.image.isEmpty() || o.last)) {
+        return QStringLiteral("--collection excludes --root, --image and --last: one evidence at a time");
+    }
     if (o.last && !o.image.isEmpty()) return QStringLiteral("--last and --image exclude each other");
     if (!o.partition.isEmpty() && o.image.isEmpty()) return QStringLiteral("--partition goes with --image");
     bool number = false;
@@ -351,6 +356,9 @@ int report(Environment& env, const Options& o) {
 
 int info(Environment& env, QTextStream& out, bool verbose) {
     if (env.image) cli::describeImage(*env.image, out);
+    if (env.collection) {
+        for (const auto& [name, value] : env.collection->facts) out << name << ": " << showEscapedBytes(value) << '\n';
+    }
     out << "profiles: " << showEscapedBytes(VolumeSystem::profiles(env.system->volume()).join(QStringLiteral(", "))) << '\n';
     if (!sourceUsable(env, out)) return 1;
     const OsApi& os = *env.os;
@@ -422,14 +430,6 @@ std::optional<std::vector<const TraceKind*>> chosenKinds(const QStringList& name
     return kinds;
 }
 
-// The case file of the evidence examined, for its tags; nullptr after saying why not.
-std::unique_ptr<CaseFile> openCaseFile(const Environment& env) {
-    QString why;
-    auto file = CaseFile::open(env.image ? env.source.image : env.source.root, &why);
-    if (!file) std::fprintf(stderr, "kestrova-cli: --tags: %s\n", qPrintable(why));
-    return file;
-}
-
 int traces(Environment& env, const Options& o, const QTimeZone& zone) {
     const auto format = chosenFormat<cli::TraceFormat>(o.format, {{"jsonl", cli::TraceFormat::Jsonl}, {"csv", cli::TraceFormat::Csv},
                                                                   {"tsv", cli::TraceFormat::Tsv}, {"json", cli::TraceFormat::Json}});
@@ -440,7 +440,7 @@ int traces(Environment& env, const Options& o, const QTimeZone& zone) {
     QString why;
     if (!reading.chooseStates(o.snapshots, &why)) return usageError(why);
     std::unique_ptr<CaseFile> tags;
-    if (o.tags && !(tags = openCaseFile(env))) return 1;
+    if (o.tags && !(tags = cli::openCaseFile(env))) return 1;
     cli::ByteOutput out(STDOUT_FILENO);
     cli::TracePrinter printer(out, *format, IsoTimeWriter(zone), reading.withStates(), o.tags);
     std::optional<TaggingSink> tagging;
@@ -481,7 +481,7 @@ int timeline(Environment& env, const Options& o, const QTimeZone& zone) {
     std::optional<cli::BodyFileWriter> body;
     if (*format == cli::TimelineFormat::Body) body.emplace(out, from, to);
     std::unique_ptr<CaseFile> tags;
-    if (o.tags && !(tags = openCaseFile(env))) return 1;
+    if (o.tags && !(tags = cli::openCaseFile(env))) return 1;
     std::optional<TaggingSink> tagging;
     if (tags) tagging.emplace(body ? static_cast<TraceSink&>(*body) : events, *tags);
     TraceSink& sink = tagging ? static_cast<TraceSink&>(*tagging) : body ? static_cast<TraceSink&>(*body) : events;
@@ -561,9 +561,9 @@ int main(int argc, char** argv) {
     if (o.command == QLatin1String("traces") && o.list) return listTraceKinds(out);
     // The traces read every user; --user narrows them, it does not choose the classic profile.
     const QString classicUser = tracing ? QString() : o.user;
-    auto env = o.image.isEmpty()
-                   ? Environment::create(o.root, classicUser, o.last ? LastChoice::Take : LastChoice::Ignore, !o.noLogReplay)
-                   : Environment::createForImage(o.image, o.partition.toInt(), classicUser, !o.noLogReplay);
+    auto env = !o.collection.isEmpty() ? Environment::createForCollection(o.collection, classicUser, !o.noLogReplay)
+               : o.image.isEmpty()     ? Environment::create(o.root, classicUser, o.last ? LastChoice::Take : LastChoice::Ignore, !o.noLogReplay)
+                                       : Environment::createForImage(o.image, o.partition.toInt(), classicUser, !o.noLogReplay);
     // Nothing named: the built-in sample system is examined, and a user who forgot --root must
     // not take its rows for the evidence's.
     if (env->source.origin == QLatin1String("sample")) {

@@ -151,6 +151,13 @@ QByteArray summaryText(const ActivityModel& model, const QString& computer, cons
     return out.toUtf8();
 }
 
+std::unique_ptr<CaseFile> openCaseFile(const Environment& env) {
+    QString why;
+    auto file = CaseFile::open(env.source.evidence(), &why);
+    if (!file) std::fprintf(stderr, "kestrova-cli: --tags: %s\n", qPrintable(why));
+    return file;
+}
+
 int summary(Environment& env, const SummaryOptions& o, const QTimeZone& zone) {
     KindReading reading(env, o.user);
     QStringList said;
@@ -172,7 +179,7 @@ int summary(Environment& env, const SummaryOptions& o, const QTimeZone& zone) {
     model.finish();
     const IsoTimeWriter times(zone);
     // The examiner's tags, where the evidence has a case file (none is made for a summary).
-    const QString evidence = env.image ? env.source.image : env.source.root;
+    const QString evidence = env.source.evidence();
     std::unique_ptr<CaseFile> tags;
     if (QFileInfo::exists(CaseFile::pathFor(evidence))) tags = CaseFile::open(evidence, &why);
     QByteArray text;

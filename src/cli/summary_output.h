@@ -23,6 +23,9 @@ struct SummaryOptions {
     bool verbose = false;
 };
 
+// The case file of the evidence examined, for --tags; nullptr after saying why not.
+std::unique_ptr<CaseFile> openCaseFile(const Environment& env);
+
 // Reads every kind into the model and writes it to standard output; the exit status.
 int summary(Environment& env, const SummaryOptions& options, const QTimeZone& zone);
 

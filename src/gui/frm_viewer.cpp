@@ -523,7 +523,7 @@ CaseFile* FrmViewer::caseFile() {
     if (!caseFileTried_) {
         caseFileTried_ = true;
         QString why;
-        caseFile_ = CaseFile::open(env_.image ? env_.source.image : env_.source.root, &why);
+        caseFile_ = CaseFile::open(env_.source.evidence(), &why);
         tracePane->setCaseFile(caseFile_.get());
         timelinePane->setCaseFile(caseFile_.get());
     }

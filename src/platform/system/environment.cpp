@@ -65,10 +65,30 @@ std::unique_ptr<Environment> Environment::createForImage(const QString& imagePat
     return env;
 }
 
+std::unique_ptr<Environment> Environment::createForCollection(const QString& collectionPath, const QString& user, bool replayLogs) {
+    auto env = withDesktop(std::make_unique<XdgDesktop>(), std::make_unique<SystemClock>());
+    env->replayLogs = replayLogs;
+    env->select(Source{.user = user, .origin = QStringLiteral("command line"), .collection = collectionPath});
+    return env;
+}
+
 void Environment::select(const Source& chosen) {
     source = chosen;
     os.reset();
     image.reset();
+    collection.reset();
+    if (!source.collection.isEmpty()) {
+        collection = openCollection(source.collection, privateTemp.path());
+        if (collection->volume) {
+            source.user = matchProfile(VolumeSystem::profiles(*collection->volume), source.user);
+            system = std::make_unique<VolumeSystem>(collection->volume, source.user, replayLogs);
+        } else {
+            system = std::make_unique<VolumeSystem>(QString(), source.user);
+        }
+        os = std::make_unique<OsApi>(*system, *desktop);
+        os->setFolderPicker(folderPicker);
+        return;
+    }
     if (!source.image.isEmpty()) {
         image = openImageSource(source.image, source.partition, privateTemp.path());
         if (image->volume) {
@@ -92,12 +112,17 @@ void Environment::setFolderPicker(FolderPickerFn picker) {
 }
 
 std::optional<QString> Environment::volumeProblem() const {
+    if (collection) return collection->volume ? std::nullopt : std::optional<QString>(collection->problem);
     if (!image) return rootProblem(source);
     if (!image->problem.isEmpty()) return image->problem;
     return std::nullopt;
 }
 
 std::optional<QString> Environment::problem() const {
+    if (collection) {
+        if (auto problem = volumeProblem()) return problem;
+        return profileProblem(*collection->volume, collection->volume->description(), source.user);
+    }
     if (!image) return sourceProblem(source);
     if (auto problem = volumeProblem()) return problem;
     return profileProblem(*image->volume, QStringLiteral("%1, partition %2").arg(source.image).arg(image->summary().chosen), source.user);

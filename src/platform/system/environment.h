@@ -9,6 +9,7 @@
 #include "core/settings/ini_file.h"
 #include "core/settings/os_api.h"
 #include "core/time/clock.h"
+#include "platform/system/collection_source.h"
 #include "platform/system/image_source.h"
 #include "platform/system/source.h"
 #include "platform/system/volume_system.h"
@@ -30,6 +31,8 @@ struct Environment {
     bool replayLogs = true;
     // The disk image examined, when the source is one.
     std::optional<ImageSource> image;
+    // The triage collection examined, when the source is one.
+    std::optional<CollectionSource> collection;
     // The program's private temporary folder (files taken out of an image), removed at exit.
     QTemporaryDir privateTemp{QDir::tempPath() + QStringLiteral("/kestrova-XXXXXX")};
 
@@ -51,6 +54,8 @@ struct Environment {
     // A disk image as the source (partition from 1, 0: the one that holds Windows).
     static std::unique_ptr<Environment> createForImage(const QString& image, int partition, const QString& user,
                                                        bool replayLogs = true);
+    // A triage collection (a ZIP, a KAPE folder or container) as the source.
+    static std::unique_ptr<Environment> createForCollection(const QString& collection, const QString& user, bool replayLogs = true);
     // Switches to another analysed system.
     void select(const Source& chosen);
     // What keeps the chosen system from being examined, in the user's words; nullopt when nothing.

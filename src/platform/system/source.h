@@ -18,6 +18,10 @@ struct Source {
     QString origin{};  // "command line", "kr.ini" or "sample"
     QString image{};   // the disk image examined ("" for a folder)
     int partition = 0;  // the image's partition, from 1; 0: the one that holds Windows
+    QString collection{};  // the triage collection (a ZIP) examined ("" for a folder or an image)
+
+    // What is examined: the image, the collection or the folder.
+    const QString& evidence() const { return !image.isEmpty() ? image : !collection.isEmpty() ? collection : root; }
 };
 
 inline const QString kSourceSection = QStringLiteral("source");

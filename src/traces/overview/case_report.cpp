@@ -182,6 +182,9 @@ CaseFacts caseFactsOf(const Environment& env, const QTimeZone& zone, const QStri
         facts.details.emplace_back(QStringLiteral("partition"),
                                    QStringLiteral("%1%2").arg(image.chosen).arg(image.label.isEmpty() ? QString() : QStringLiteral(", label \"%1\"").arg(image.label)));
         if (!image.incomplete.isEmpty()) facts.details.emplace_back(QStringLiteral("image"), image.incomplete);
+    } else if (env.collection) {
+        facts.evidence = env.source.collection;
+        for (const auto& [name, value] : env.collection->facts) facts.details.emplace_back(name, value);
     } else {
         facts.evidence = env.source.root;
     }
