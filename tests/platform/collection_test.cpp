@@ -120,11 +120,11 @@ TEST_F(HostileZip, EveryLieIsRefusedWithItsReasonAndNamesAreReadInTheirEncoding)
     ASSERT_TRUE(good);
     EXPECT_EQ(good->readAll(), "cp437");
 
-    // Nothing was written but the one member taken out, inside the temporary folder given.
+    // Nothing was written anywhere: members are taken out into memory.
     QStringList written;
     for (QDirIterator it(temp_.path(), QDir::Files | QDir::Hidden, QDirIterator::Subdirectories); it.hasNext();) written << it.next();
-    EXPECT_EQ(written.size(), 1) << written.join("\n").toStdString();
-    EXPECT_FALSE(QFile::exists(dir_.filePath("evil.txt")));
+    EXPECT_TRUE(written.isEmpty()) << written.join("\n").toStdString();
+    EXPECT_EQ(QDir(dir_.path()).entryList(QDir::NoDotAndDotDot | QDir::AllEntries), QStringList{"hostile.zip"});
 }
 
 TEST_F(HostileZip, ACutCentralDirectoryOrNoVolumeIsSaidInOneLine) {

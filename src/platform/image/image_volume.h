@@ -21,36 +21,12 @@
 
 #include "platform/image/disk_image.h"
 #include "platform/image/partitions.h"
+#include "platform/volume/taken_out_files.h"
 #include "platform/volume/volume.h"
 
 namespace kestrova {
 
 class NtfsReader;
-
-// Files taken out of an image for the readers and the libraries under them: each an unnamed file
-// in memory (memfd; one larger than kInMemory goes to the private temporary folder, unnamed
-// too), made the first time the file is opened and
-// shared (each opening with a file position of its own) by the readers that open it after one
-// another, as the Firefox categories all open places.sqlite.
-class TakenOutFiles {
-public:
-    explicit TakenOutFiles(QString folder) : folder_(std::move(folder)) {}
-    ~TakenOutFiles();
-    // The file opened for reading, taken out through copyInto(fd, why) the first time; nullptr,
-    // with the reason noted under `what`, when it is missing, a folder or cannot be taken out.
-    std::unique_ptr<QIODevice> open(const QString& what, Findings* findings, bool exists, bool folder, quint64 reference,
-                                    quint64 size, const std::function<bool(int, QString*)>& copyInto) const;
-    // A copy under the file's own name, for the desktop's open action.
-    std::optional<QString> named(const QString& windowsPath, const std::function<bool(int)>& copyInto) const;
-
-    // Writing a file into memory is several times faster than into a file system's page cache.
-    static constexpr quint64 kInMemory = quint64{1} << 30;
-
-private:
-    QString folder_;
-    mutable std::mutex mutex_;
-    mutable std::unordered_map<quint64, int> copies_;  // by MFT reference
-};
 
 class ImageVolume {
 public:

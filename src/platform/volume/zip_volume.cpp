@@ -11,9 +11,15 @@
 #include <algorithm>
 #include <mutex>
 #include <set>
+#include <cerrno>
+#include <cstring>
+#include <libdeflate.h>
+#include <sys/mman.h>
+#include <unistd.h>
 #include <zip.h>
 
 #include "core/common/text.h"
+#include "platform/volume/taken_out_files.h"
 
 namespace kestrova {
 namespace {
@@ -23,6 +29,17 @@ constexpr quint64 kSmallest = quint64{1} << 20;      // below this, a high ratio
 constexpr int kRefusedKept = 5;
 
 QString zipWhy(zip_error_t* error) { return QString::fromUtf8(zip_error_strerror(error)); }
+
+bool writeAll(int fd, const char* data, size_t size) {
+    while (size > 0) {
+        const ssize_t put = ::write(fd, data, size);
+        if (put < 0 && errno == EINTR) continue;
+        if (put <= 0) return false;
+        data += put;
+        size -= static_cast<size_t>(put);
+    }
+    return true;
+}
 
 quint64 le(const zip_uint8_t* p, int n) {
     quint64 v = 0;
@@ -69,33 +86,60 @@ std::optional<FileTimes> extraTimes(zip* handle, zip_uint64_t index) {
 // the members' listing and the files already taken out.
 class ZipArchive {
 public:
-    struct Listed {
-        quint64 index = 0;
+    struct Listed : ZipVolume::Member {
         QStringList parts;
-        quint64 size = 0, stored = 0;
-        std::optional<FileTimes> times;
-        QString name;
     };
     ~ZipArchive() {
         if (handle) zip_discard(handle);
     }
 
-    // The member's bytes in a file of the private temporary folder, taken out on first use;
-    // empty with why when it cannot be.
-    QString takenOut(quint64 index, quint64 size, const QString& name, QString* why) {
-        const std::lock_guard lock(mutex);
-        if (const auto found = copies.find(index); found != copies.end()) return found->second;
-        const QString target = QStringLiteral("%1/zip-member-%2").arg(tempFolder).arg(index);
-        QFile copy(target);
-        if (!copy.open(QIODevice::WriteOnly | QIODevice::Truncate)) {
-            *why = QStringLiteral("no room for its copy in %1: %2").arg(tempFolder, copy.errorString());
-            return {};
+    // A deflated member in one call of libdeflate (several times zlib's speed, which libzip
+    // streams through), from its stored bytes straight into the copy's pages.
+    bool inflateWhole(const ZipVolume::Member& m, int fd, QString* why) {
+        const auto damaged = [&](const QString& reason) {
+            *why = QStringLiteral("its member %1 %2").arg(m.name, reason);
+            return false;
+        };
+        zip_file_t* file = zip_fopen_index(handle, m.index, ZIP_FL_COMPRESSED);
+        if (!file) return damaged(QStringLiteral("cannot be read: ") + zipWhy(zip_get_error(handle)));
+        std::vector<char> stored(static_cast<size_t>(m.stored));
+        quint64 got = 0;
+        while (got < m.stored) {
+            const zip_int64_t n = zip_fread(file, stored.data() + got, m.stored - got);
+            if (n <= 0) break;
+            got += static_cast<quint64>(n);
         }
+        const QString reason = zipWhy(zip_file_get_error(file));
+        zip_fclose(file);
+        if (got != m.stored) return damaged(QStringLiteral("is cut short: %1 of %2 stored bytes (%3)").arg(got).arg(m.stored).arg(reason));
+        if (m.size == 0) return true;
+        if (::ftruncate(fd, static_cast<off_t>(m.size)) != 0) return damaged(QStringLiteral("has no room: ") + QString::fromLocal8Bit(std::strerror(errno)));
+        void* out = ::mmap(nullptr, m.size, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_POPULATE, fd, 0);
+        if (out == MAP_FAILED) return damaged(QStringLiteral("has no room: ") + QString::fromLocal8Bit(std::strerror(errno)));
+        const std::unique_ptr<libdeflate_decompressor, decltype(&libdeflate_free_decompressor)> inflater(libdeflate_alloc_decompressor(),
+                                                                                                     libdeflate_free_decompressor);
+        size_t actual = 0;
+        const libdeflate_result result =
+            inflater ? libdeflate_deflate_decompress(inflater.get(), stored.data(), stored.size(), out, m.size, &actual) : LIBDEFLATE_BAD_DATA;
+        const quint32 crc = result == LIBDEFLATE_SUCCESS ? libdeflate_crc32(0, out, actual) : 0;
+        ::munmap(out, m.size);
+        if (result == LIBDEFLATE_INSUFFICIENT_SPACE) return damaged(QStringLiteral("inflates past the %1 bytes it claims").arg(m.size));
+        if (result != LIBDEFLATE_SUCCESS) return damaged(QStringLiteral("is not a valid deflate stream"));
+        if (actual != m.size) return damaged(QStringLiteral("does not inflate to the %1 bytes it claims (%2 came out)").arg(m.size).arg(actual));
+        if (crc != m.crc) return damaged(QStringLiteral("fails its CRC check"));
+        return true;
+    }
+
+    // Inflates a member into `fd`, held to the size it claims and to its check; false with why.
+    bool inflateInto(const ZipVolume::Member& m, int fd, QString* why) {
+        const std::lock_guard lock(mutex);
+        if (m.method == ZIP_CM_DEFLATE && !m.encrypted && m.size <= TakenOutFiles::kInMemory) return inflateWhole(m, fd, why);
+        const quint64 index = m.index, size = m.size;
+        const QString& name = m.name;
         zip_file_t* file = zip_fopen_index(handle, index, 0);
         if (!file) {
             *why = QStringLiteral("its member %1 cannot be read: %2").arg(name, zipWhy(zip_get_error(handle)));
-            copy.remove();
-            return {};
+            return false;
         }
         std::vector<char> buffer(1 << 20);
         quint64 total = 0;
@@ -109,47 +153,43 @@ public:
             if (got == 0) break;
             total += static_cast<quint64>(got);
             // The member's header can lie about its size: the inflated bytes are held to it too.
-            if (total > size || copy.write(buffer.data(), got) != got) {
+            if (total > size || !writeAll(fd, buffer.data(), static_cast<size_t>(got))) {
                 failed = true;
                 break;
             }
         }
         const QString reason = failed ? zipWhy(zip_file_get_error(file)) : QString();
         zip_fclose(file);
-        copy.close();
         if (failed || total != size) {
             *why = QStringLiteral("its member %1 does not inflate to the %2 bytes it claims (%3)")
                        .arg(name)
                        .arg(size)
                        .arg(reason.isEmpty() || reason == QLatin1String("No error") ? QStringLiteral("%1 bytes came out").arg(total) : reason);
-            copy.remove();
-            return {};
+            return false;
         }
-        copies.emplace(index, target);
-        return target;
+        return true;
     }
 
-    // A small member at the collection's top (uploads.json), whole; empty when absent or large.
-    QByteArray small(const QString& name, qint64 most) const {
+    // A small member at the collection's top (uploads.json), whole; empty when absent, large or damaged.
+    QByteArray small(const QString& name, qint64 most) {
         for (const Listed& l : listed) {
             if (l.parts.size() != 1 || l.parts[0].compare(name, Qt::CaseInsensitive) != 0 || l.size > static_cast<quint64>(most)) continue;
-            QString why;
-            const QString copy = const_cast<ZipArchive*>(this)->takenOut(l.index, l.size, l.name, &why);
-            QFile file(copy);
-            if (copy.isEmpty() || !file.open(QIODevice::ReadOnly)) return {};
-            return file.readAll();
+            if (l.stored == 0 || l.size / l.stored > ZipVolume::kMostRatio) return {};
+            const auto file = copies.open(name, nullptr, true, false, l.index, l.size, [&](int fd, QString* why) { return inflateInto(l, fd, why); });
+            return file ? file->readAll() : QByteArray();
         }
         return {};
     }
 
-    QString path, tempFolder;
+    explicit ZipArchive(const QString& temp) : copies(temp) {}
+    QString path;
     zip* handle = nullptr;
     std::mutex mutex;
     std::vector<Listed> listed;
     CollectionLayout layout;
     QStringList refused;
     qint64 refusedCount = 0;
-    std::map<quint64, QString> copies;
+    TakenOutFiles copies;  // by member index
 };
 
 QString ZipVolume::key(const QString& windowsPath) {
@@ -170,11 +210,10 @@ std::shared_ptr<ZipVolume> ZipVolume::open(const QString& path, const QString& t
         zip_error_fini(&error);
         return nullptr;
     }
-    auto archive = std::make_shared<ZipArchive>();
+    auto archive = std::make_shared<ZipArchive>(tempFolder);
     archive->handle = handle;
     archive->path = path;
-    archive->tempFolder = tempFolder;
-    const qint64 archiveSize = QFileInfo(path).size();
+        const qint64 archiveSize = QFileInfo(path).size();
     const auto refuse = [&](const QString& reason) {
         if (archive->refused.size() < kRefusedKept) archive->refused << reason;
         ++archive->refusedCount;
@@ -200,6 +239,9 @@ std::shared_ptr<ZipVolume> ZipVolume::open(const QString& path, const QString& t
         ZipArchive::Listed l;
         l.index = static_cast<quint64>(i);
         l.parts = parts;
+        l.crc = (st.valid & ZIP_STAT_CRC) ? st.crc : 0;
+        l.method = (st.valid & ZIP_STAT_COMP_METHOD) ? st.comp_method : ZIP_CM_STORE;
+        l.encrypted = (st.valid & ZIP_STAT_ENCRYPTION_METHOD) && st.encryption_method != ZIP_EM_NONE;
         l.size = (st.valid & ZIP_STAT_SIZE) ? st.size : 0;
         l.stored = (st.valid & ZIP_STAT_COMP_SIZE) ? st.comp_size : 0;
         if (l.stored > static_cast<quint64>(archiveSize)) {
@@ -242,7 +284,7 @@ ZipVolume::ZipVolume(std::shared_ptr<ZipArchive> archive, size_t volume) : archi
             if (!last) folders_[folderKey];  // a folder, even one only named on the way
         }
         // One file through two accessors (Velociraptor's auto and ntfs): the first is kept.
-        files_.emplace(key(windows), Member{l.index, l.size, l.stored, l.times, l.name});
+        files_.emplace(key(windows), static_cast<const Member&>(l));
     }
     // NTFS keeps a folder's index sorted by upper-cased name, and that is the order Windows lists
     // entries in; the archive's own order is the collector's.
@@ -331,18 +373,10 @@ std::unique_ptr<QIODevice> ZipVolume::openFile(const QString& windowsPath, const
         }
         return nullptr;
     }
-    QString why;
-    const QString copy = archive_->takenOut(m->index, m->size, m->name, &why);
-    if (copy.isEmpty()) {
-        if (findings) findings->note(FindingKind::Damaged, what, why);
-        return nullptr;
-    }
-    auto file = std::make_unique<QFile>(copy);
-    if (!file->open(QIODevice::ReadOnly)) {
-        if (findings) findings->note(FindingKind::Unreadable, what, file->errorString());
-        return nullptr;
-    }
-    return file;
+    const ZipArchive& archive = *archive_;
+    return archive.copies.open(what, findings, true, false, m->index, m->size, [&](int fd, QString* why) {
+        return archive_->inflateInto(*m, fd, why);
+    });
 }
 
 std::vector<DirEntry> ZipVolume::list(const QString& windowsFolder, Findings* findings) const {
@@ -356,16 +390,22 @@ std::vector<DirEntry> ZipVolume::list(const QString& windowsFolder, Findings* fi
 
 std::optional<QString> ZipVolume::localPath(const QString& windowsPath) const {
     const Member* m = member(windowsPath);
+    // Refused members are not taken out for the desktop either.
     if (!m || !openFile(windowsPath, QStringLiteral("file"), nullptr)) return std::nullopt;
-    QString why;
-    const QString copy = archive_->takenOut(m->index, m->size, m->name, &why);
-    // Kept under its own name, for the desktop to open.
-    const QString folder = QStringLiteral("%1/opened").arg(archive_->tempFolder);
-    QDir().mkpath(folder);
-    const QString target = folder + QLatin1Char('/') + QFileInfo(QString(windowsPath).replace(QLatin1Char('\\'), QLatin1Char('/'))).fileName();
-    QFile::remove(target);
-    if (copy.isEmpty() || !QFile::copy(copy, target)) return std::nullopt;
-    return target;
+    return archive_->copies.named(windowsPath, [&](int fd) {
+        QString why;
+        return archive_->inflateInto(*m, fd, &why);
+    });
+}
+
+std::optional<PlainFile> ZipVolume::plainFile(const QString& windowsPath) const {
+    const Member* m = member(windowsPath);
+    if (!m || !openFile(windowsPath, QStringLiteral("file"), nullptr)) return std::nullopt;
+    const QString held = archive_->copies.heldPath(m->index);
+    if (held.isEmpty()) return std::nullopt;
+    PlainFile plain{held, m->size, {}};
+    if (m->size > 0) plain.runs.emplace_back(0, m->size);
+    return plain;
 }
 
 std::optional<FileTimes> ZipVolume::fileTimes(const QString& windowsPath) const {

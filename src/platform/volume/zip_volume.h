@@ -2,8 +2,8 @@
 // folder zipped, or a Velociraptor offline collection (see collection_layout.h for the layouts).
 //
 // The ZIP is read in place through libzip: a file the readers open is taken out, member by member,
-// into the private temporary folder (as an image's files are), once a run, never the whole
-// archive. A member that claims to inflate more than 1000 times its stored size, or more than any
+// into an unnamed file in memory (as an image's files are, see taken_out_files.h), once a run,
+// never the whole archive. A member that claims to inflate more than 1000 times its stored size, or more than any
 // file a reader takes, is refused with the reason (a ZIP bomb); one whose bytes fail their check,
 // or that inflates to another size than it claims, is said to be damaged. Member names are taken
 // as UTF-8 where they say so and as CP437 otherwise (libzip's guess), and a name that climbs out
@@ -37,6 +37,8 @@ public:
     std::unique_ptr<QIODevice> openFile(const QString& windowsPath, const QString& label, Findings* findings) const override;
     std::vector<DirEntry> list(const QString& windowsFolder, Findings* findings) const override;
     std::optional<QString> localPath(const QString& windowsPath) const override;
+    // A member taken out, to be read where it lies in memory (SQLite reads a database so).
+    std::optional<PlainFile> plainFile(const QString& windowsPath) const override;
     std::optional<FileTimes> fileTimes(const QString& windowsPath) const override;
     std::optional<qint64> fileSize(const QString& windowsPath) const override;
 
@@ -53,13 +55,18 @@ public:
     // Refused: a member inflating more than this many times its stored size.
     static constexpr quint64 kMostRatio = 1000;
 
-private:
+    // A member as the archive's central directory describes it.
     struct Member {
         quint64 index = 0;
         quint64 size = 0, stored = 0;
-        std::optional<FileTimes> times;  // from the member's extra fields, in UTC
-        QString name;         // as listed
+        quint32 crc = 0;
+        qint32 method = 0;       // ZIP_CM_STORE, ZIP_CM_DEFLATE, ...
+        bool encrypted = false;
+        std::optional<FileTimes> times{};  // from the member's extra fields, in UTC
+        QString name{};                    // as listed
     };
+
+private:
     ZipVolume(std::shared_ptr<ZipArchive> archive, size_t volume);
     const Member* member(const QString& windowsPath) const;
     static QString key(const QString& windowsPath);

@@ -1,0 +1,41 @@
+// Triage collections end to end, as responders run them: every trace kind of the traces
+// benchmark's volume (a Chrome History and a Firefox places.sqlite of N visits each) read from a
+// ZIP of it (Info-ZIP, deflated, as collectors write them) against the same run from the folder
+// it was made from. Best of three each, output to /dev/null; peak memory printed beside.
+//
+//   kestrova_collection_bench [VISITS]      (default 1000000)
+#include <QCoreApplication>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <cstdio>
+
+#include "visit_volume.h"
+
+using namespace kestrova;
+
+int main(int argc, char** argv) {
+    QCoreApplication app(argc, argv);
+    const int visits = argc > 1 ? std::atoi(argv[1]) : 1'000'000;
+    QTemporaryDir dir;
+    // KESTROVA_BENCH_KEEP=1: the volume and its ZIP stay, to be looked at.
+    if (std::getenv("KESTROVA_BENCH_KEEP")) {
+        dir.setAutoRemove(false);
+        std::printf("kept in %s\n", qPrintable(dir.path()));
+    }
+    const QString root = dir.filePath("C");
+    if (!bench::writeVisitVolume(root, visits)) return 1;
+    QProcess zip;
+    zip.setWorkingDirectory(root);
+    zip.start("zip", {"-q", "-r", dir.filePath("collection.zip"), "."});
+    if (!zip.waitForFinished(-1) || zip.exitCode() != 0) {
+        std::fprintf(stderr, "zip failed: %s\n", zip.readAllStandardError().constData());
+        return 1;
+    }
+    const QByteArray cli = QCoreApplication::applicationDirPath().toUtf8() + "/kestrova-cli";
+    const bench::ProcessRun folder = bench::bestOfThree({cli, "--root", root.toUtf8(), "traces", "--format", "jsonl"});
+    const bench::ProcessRun zipped = bench::bestOfThree({cli, "--collection", dir.filePath("collection.zip").toUtf8(), "traces", "--format", "jsonl"});
+    std::printf("traces, every kind, from the folder: %.2f s, peak %ld MiB\n", folder.seconds, folder.peakKiB / 1024);
+    std::printf("traces, every kind, from a ZIP of it: %.2f s, peak %ld MiB\n", zipped.seconds, zipped.peakKiB / 1024);
+    std::printf("ratio ZIP / folder: %.2f (target 1.2 or less)\n", zipped.seconds / folder.seconds);
+    return 0;
+}
