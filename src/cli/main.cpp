@@ -3,6 +3,7 @@
 // exactly as it does when categories are clicked one after another. Rows are written as the
 // readers hand them over, never held.
 #include <QCoreApplication>
+#include <QDir>
 #include <QFile>
 #include <QTextStream>
 #include <algorithm>
@@ -19,6 +20,9 @@
 #include "cli/cli_host.h"
 #include "cli/kind_reading.h"
 #include "cli/output.h"
+#include "cli/usage.h"
+#include "cli/case_hosts.h"
+#include "cli/trace_commands.h"
 #include "cli/state_rows.h"
 #include "cli/summary_output.h"
 #include "core/app/session.h"
@@ -38,6 +42,8 @@
 namespace {
 
 using namespace kestrova;
+using cli::chosenFormat;
+using cli::usageError;
 
 constexpr const char* kHelp =
     "usage: kestrova-cli [OPTIONS] COMMAND [ARGUMENTS]\n"
@@ -79,8 +85,12 @@ constexpr const char* kHelp =
     "  --root DIR             the folder standing for C:\\ (a mounted partition or a copy)\n"
     "  --image FILE           a disk image: EWF (.E01 and its segments), raw or split raw (.dd,\n"
     "                         .raw, .img, .000/.001), VHD, VHDX, VMDK or QCOW2\n"
-    "  --collection FILE      a triage collection in a ZIP (KAPE, Velociraptor, a zipped C: tree),\n"
-    "                         read in place\n"
+    "  --collection FILE|DIR  a triage collection: a ZIP (Velociraptor, KAPE, a zipped C: tree, read\n"
+    "                         in place), a KAPE target folder or its .vhdx/.vhd container\n"
+    "  --case DIR             every image, ZIP and collection folder in DIR, each one host\n"
+    "                         (--root, --image and --collection may be given several times too):\n"
+    "                         info, traces, timeline and summary read every host, each record\n"
+    "                         with its host (the computer's name, else the file's)\n"
     "  --partition N          the image's partition to examine (info lists them); default: the\n"
     "                         one that holds a Windows system\n"
     "  --snapshots all|none|N,M\n"
@@ -99,7 +109,8 @@ constexpr const char* kHelp =
     "                         Europe/Berlin\n"
     "  --index-file PATH      the index.dat the Index.dat File category scans (a Windows path on the\n"
     "                         volume or a local file); default: the user's Content.IE5\\index.dat\n"
-    "  -o, --output FILE      write to FILE instead of standard output\n"
+    "  -o, --output FILE      write to FILE instead of standard output; DIR/ (with its \"/\"): one\n"
+    "                         file a host in DIR (traces, timeline, summary)\n"
     "  --verbose              say on standard error why a category came out empty\n"
     "  --tags                 traces and timeline: the examiner's tags and notes of the records, from\n"
     "                         the case file of the evidence, as a tag column (Timesketch's tag)\n"
@@ -110,7 +121,10 @@ constexpr const char* kHelp =
 
 
 struct Options {
-    QString root, image, partition, user, indexFile, tz, output, from, to, kinds, snapshots, collection;
+    QString root, image, partition, user, indexFile, tz, output, from, to, kinds, snapshots, collection, caseFolder;
+    // Every --root, --image and --collection in order: each is one host of the case. root, image
+    // and collection hold the first of each.
+    std::vector<cli::Evidence> evidence;
     std::optional<QString> format, groups;
     bool verbose = false, last = false, help = false, keys = false, version = false, list = false, noLogReplay = false, tags = false;
     QString command;
@@ -118,11 +132,6 @@ struct Options {
 };
 
 // A wrong call: says which and why, and where the usage is.
-int usageError(const QString& why) {
-    std::fprintf(stderr, "kestrova-cli: %s\nTry 'kestrova-cli --help' for the commands and options.\n", qPrintable(why));
-    return 2;
-}
-
 // The arguments as their bytes: a profile or a path whose name is not UTF-8 stays itself.
 std::optional<QString> parse(const QStringList& args, Options& o) {
     const std::pair<const char*, QString*> valued[] = {{"--root", &o.root}, {"--image", &o.image},
@@ -130,7 +139,8 @@ std::optional<QString> parse(const QStringList& args, Options& o) {
                                                        {"--index-file", &o.indexFile}, {"--tz", &o.tz},
                                                        {"-o", &o.output}, {"--output", &o.output},
                                                        {"--from", &o.from}, {"--to", &o.to}, {"--kinds", &o.kinds},
-                                                       {"--snapshots", &o.snapshots}, {"--collection", &o.collection}};
+                                                       {"--snapshots", &o.snapshots}, {"--collection", &o.collection},
+                                                       {"--case", &o.caseFolder}};
     const std::pair<const char*, bool*> flags[] = {{"--verbose", &o.verbose}, {"--last", &o.last}, {"--help", &o.help},
                                                    {"-h", &o.help}, {"--keys", &o.keys},
                                                    {"--version", &o.version}, {"--list", &o.list},
@@ -152,10 +162,12 @@ std::optional<QString> parse(const QStringList& args, Options& o) {
             if (arg != QLatin1String(name)) continue;
             const auto v = value();
             if (!v) return QStringLiteral("%1 needs a value").arg(arg);
-            // One evidence a run: a second image or folder would otherwise be read in the first's
-            // place without a word.
-            if ((target == &o.image || target == &o.root || target == &o.collection) && !target->isEmpty()) {
-                return QStringLiteral("%1 is given twice: one image or folder is examined at a time").arg(arg);
+            if (target == &o.image || target == &o.root || target == &o.collection) {
+                o.evidence.push_back({target == &o.root ? cli::Evidence::Is::Folder : target == &o.image ? cli::Evidence::Is::Image : cli::Evidence::Is::Collection, *v});
+                if (!target->isEmpty()) {
+                    known = true;
+                    continue;
+                }
             }
             *target = *v;
             known = true;
@@ -201,31 +213,19 @@ std::optional<QString> misplaced(const Options& o) {
     if (o.groups && o.command != QLatin1String("report")) return QStringLiteral("--groups goes with the report command");
     if (o.keys && o.command != QLatin1String("categories")) return QStringLiteral("--keys goes with the categories command");
     if (o.last && !o.root.isEmpty()) return QStringLiteral("--last and --root exclude each other");
-    if (!o.image.isEmpty() && !o.root.isEmpty()) return QStringLiteral("--root and --image exclude each other: a folder or an image");
-    if (!o.collection.isEmpty() && (!o.root.isEmpty() || !o.image.isEmpty() || o.last)) {
-        return QStringLiteral("--collection excludes --root, --image and --last: one evidence at a time");
+    if (o.last && (!o.evidence.empty() || !o.caseFolder.isEmpty())) return QStringLiteral("--last excludes --image, --collection and --case");
+    // Several hosts: the commands that read every host into one output. A second image or folder
+    // must never be read in the first's place without a word.
+    const bool manyHosts = o.evidence.size() > 1 || !o.caseFolder.isEmpty();
+    if (o.output.endsWith(QLatin1Char('/')) && !traces && !timeline && !summary) return QStringLiteral("-o DIR/ (a file a host) goes with traces, timeline and summary");
+    if (manyHosts && !traces && !timeline && !summary && o.command != QLatin1String("info")) {
+        return QStringLiteral("%1 examines one host: several --root, --image, --collection or --case go with info, traces, timeline and summary").arg(o.command);
     }
-    if (o.last && !o.image.isEmpty()) return QStringLiteral("--last and --image exclude each other");
-    if (!o.partition.isEmpty() && o.image.isEmpty()) return QStringLiteral("--partition goes with --image");
+    if (!o.partition.isEmpty() && o.image.isEmpty() && o.caseFolder.isEmpty()) return QStringLiteral("--partition goes with --image");
     bool number = false;
     if (!o.partition.isEmpty() && (o.partition.toInt(&number) < 1 || !number)) {
         return QStringLiteral("--partition takes a partition's number (1, 2, ...), not \"%1\"").arg(o.partition);
     }
-    return std::nullopt;
-}
-
-// The format --format names among a command's formats (the first one is the default); nullopt
-// after saying which formats there are.
-template <typename Format>
-std::optional<Format> chosenFormat(const std::optional<QString>& value, std::initializer_list<std::pair<const char*, Format>> known) {
-    const QString name = value.value_or(QLatin1String(known.begin()->first));
-    QStringList names;
-    for (const auto& [text, format] : known) {
-        if (name == QLatin1String(text)) return format;
-        names.append(QLatin1String(text));
-    }
-    const QString last = names.takeLast();
-    usageError(QStringLiteral("unknown format \"%1\": the formats are %2 and %3").arg(name, names.join(QStringLiteral(", ")), last));
     return std::nullopt;
 }
 
@@ -290,20 +290,6 @@ int rows(Environment& env, const Options& o) {
         return 1;
     }
     return host.failed ? 3 : 0;
-}
-
-// kestrova-cli summary: the overview (cli/summary_output.h).
-int summary(Environment& env, const Options& o, const QTimeZone& zone) {
-    const auto format = chosenFormat<cli::SummaryFormat>(o.format, {{"text", cli::SummaryFormat::Text}, {"json", cli::SummaryFormat::Json}, {"html", cli::SummaryFormat::Html}});
-    if (!format) return 2;
-    if (!o.operands.isEmpty()) return usageError(QStringLiteral("summary takes no operands"));
-    cli::SummaryOptions options{*format, o.user, std::nullopt, std::nullopt, o.snapshots, o.verbose};
-    for (const auto& [text, bound, name] : {std::tuple{o.from, &options.from, "--from"}, std::tuple{o.to, &options.to, "--to"}}) {
-        if (text.isEmpty()) continue;
-        *bound = parseIsoTime(text, zone);
-        if (!*bound) return usageError(QStringLiteral("%1 takes an ISO 8601 time such as 2026-11-01T08:00, not \"%2\"").arg(QLatin1String(name), text));
-    }
-    return cli::summary(env, options, zone);
 }
 
 // kestrova-cli report FILE [--groups ie,windows,firefox,chrome,index]: the report window's
@@ -411,108 +397,42 @@ int listTraceKinds(QTextStream& out) {
     return 0;
 }
 
-// The kinds named on the command line, all when none is; nullopt after saying which is unknown.
-std::optional<std::vector<const TraceKind*>> chosenKinds(const QStringList& names) {
-    std::vector<const TraceKind*> kinds;
-    for (const QString& name : names) {
-        const TraceKind* kind = findTraceKind(name.toStdString());
-        if (!kind) {
-            QStringList known;
-            for (const TraceKind& k : traceKinds()) known.append(QLatin1String(k.name));
-            usageError(QStringLiteral("unknown trace kind \"%1\"; the kinds are: %2").arg(name, known.join(' ')));
+// -o DIR/ (a folder, said by its trailing "/"): one file a host in it; "" for -o FILE.
+QString hostFolder(const Options& o) { return o.output.endsWith(QLatin1Char('/')) ? o.output : QString(); }
+
+// The hosts examined: the one volume named (or the sample, or the window's last choice), or
+// every evidence named and in the --case folder, each a host. A host that cannot be examined is
+// said and left out (*leftOut); nullopt when none is left.
+std::optional<std::vector<cli::Host>> openHostsOf(const Options& o, bool tracing, bool* leftOut) {
+    std::vector<cli::Host> hosts;
+    if (o.evidence.size() <= 1 && o.caseFolder.isEmpty()) {
+        // The traces read every user; --user narrows them, it does not choose the classic profile.
+        const QString classicUser = tracing ? QString() : o.user;
+        auto env = !o.collection.isEmpty() ? Environment::createForCollection(o.collection, classicUser, !o.noLogReplay)
+                   : o.image.isEmpty()     ? Environment::create(o.root, classicUser, o.last ? LastChoice::Take : LastChoice::Ignore, !o.noLogReplay)
+                                           : Environment::createForImage(o.image, o.partition.toInt(), classicUser, !o.noLogReplay);
+        hosts.push_back({QString(), std::move(env)});
+        return hosts;
+    }
+    std::vector<cli::Evidence> evidence = o.evidence;
+    if (!o.caseFolder.isEmpty()) {
+        QString why;
+        const auto found = cli::caseFolder(o.caseFolder, &why);
+        if (!found) {
+            std::fprintf(stderr, "kestrova-cli: --case: %s\n", qPrintable(why));
             return std::nullopt;
         }
-        kinds.push_back(kind);
+        evidence.insert(evidence.end(), found->begin(), found->end());
     }
-    if (kinds.empty()) {
-        for (const TraceKind& kind : traceKinds()) kinds.push_back(&kind);
-    }
-    return kinds;
-}
-
-int traces(Environment& env, const Options& o, const QTimeZone& zone) {
-    const auto format = chosenFormat<cli::TraceFormat>(o.format, {{"jsonl", cli::TraceFormat::Jsonl}, {"csv", cli::TraceFormat::Csv},
-                                                                  {"tsv", cli::TraceFormat::Tsv}, {"json", cli::TraceFormat::Json}});
-    if (!format) return 2;
-    const auto kinds = chosenKinds(o.operands);
-    if (!kinds) return 2;
-    cli::KindReading reading(env, o.user, o.verbose);
-    QString why;
-    if (!reading.chooseStates(o.snapshots, &why)) return usageError(why);
-    std::unique_ptr<CaseFile> tags;
-    if (o.tags && !(tags = cli::openCaseFile(env))) return 1;
-    cli::ByteOutput out(STDOUT_FILENO);
-    cli::TracePrinter printer(out, *format, IsoTimeWriter(zone), reading.withStates(), o.tags);
-    std::optional<TaggingSink> tagging;
-    if (tags) tagging.emplace(printer, *tags);
-    for (const TraceKind* kind : *kinds) {
-        printer.begin(*kind);
-        if (!reading.read(*kind, tagging ? static_cast<TraceSink&>(*tagging) : printer)) break;
-    }
-    printer.finish();
-    if (out.failed()) {
-        std::fprintf(stderr, "kestrova-cli: the output could not be written: %s\n", std::strerror(errno));
-        return 1;
-    }
-    return 0;
-}
-
-int timeline(Environment& env, const Options& o, const QTimeZone& zone) {
-    const auto format = chosenFormat<cli::TimelineFormat>(o.format, {{"jsonl", cli::TimelineFormat::Jsonl}, {"csv", cli::TimelineFormat::Csv},
-                                                                     {"body", cli::TimelineFormat::Body}, {"tln", cli::TimelineFormat::Tln}});
-    if (!format) return 2;
-    if (!o.operands.isEmpty()) return usageError(QStringLiteral("timeline takes no operands; name kinds with --kinds"));
-    const auto kinds = chosenKinds(o.kinds.split(QLatin1Char(','), Qt::SkipEmptyParts));
-    if (!kinds) return 2;
-    Timeline events(env.privateTemp.path());
-    std::optional<UtcMicros> from, to;
-    for (const auto& [text, bound, name] : {std::tuple{o.from, &from, "--from"}, std::tuple{o.to, &to, "--to"}}) {
-        if (text.isEmpty()) continue;
-        *bound = parseIsoTime(text, zone);
-        if (!*bound) return usageError(QStringLiteral("%1 takes an ISO 8601 time such as 2026-11-01T08:00, not \"%2\"").arg(QLatin1String(name), text));
-    }
-    events.limit(from, to);
-    cli::KindReading reading(env, o.user, o.verbose);
-    QString why;
-    if (!reading.chooseStates(o.snapshots, &why)) return usageError(why);
-    const bool terminal = ::isatty(STDERR_FILENO) != 0;
-    cli::ByteOutput out(STDOUT_FILENO);
-    // A body file is a line a record, unsorted (mactime sorts): written as the kinds are read.
-    std::optional<cli::BodyFileWriter> body;
-    if (*format == cli::TimelineFormat::Body) body.emplace(out, from, to);
-    std::unique_ptr<CaseFile> tags;
-    if (o.tags && !(tags = cli::openCaseFile(env))) return 1;
-    std::optional<TaggingSink> tagging;
-    if (tags) tagging.emplace(body ? static_cast<TraceSink&>(*body) : events, *tags);
-    TraceSink& sink = tagging ? static_cast<TraceSink&>(*tagging) : body ? static_cast<TraceSink&>(*body) : events;
-    const auto sofar = [&] { return body ? body->lines() : events.events(); };
-    for (const TraceKind* kind : *kinds) {
-        if (terminal) std::fprintf(stderr, "\rtimeline: reading %-24s %lld %s so far", kind->name, static_cast<long long>(sofar()), body ? "lines" : "events");
-        if (!reading.read(*kind, sink, terminal ? "\n" : "") || out.failed()) break;
-    }
-    bool drained = true;
-    if (!body) {
-        if (terminal) std::fprintf(stderr, "\rtimeline: %lld events, sorting%s\n", static_cast<long long>(events.events()),
-                                    events.runs() ? " (merging runs)" : "");
-        cli::TimelinePrinter printer(out, *format, IsoTimeWriter(zone), env.os->ComputerName().toUtf8(), reading.withStates(), o.tags);
-        printer.header();
-        drained = events.drain([&](const TimelineEvent& event) {
-            printer.event(event);
-            return !out.failed();
-        });
-    } else if (terminal) {
-        std::fprintf(stderr, "\n");
-    }
-    out.flush();
-    if (!drained) {
-        std::fprintf(stderr, "kestrova-cli: the timeline could not be sorted: %s\n", qPrintable(events.why()));
-        return 1;
-    }
-    if (out.failed()) {
-        std::fprintf(stderr, "kestrova-cli: the output could not be written: %s\n", std::strerror(errno));
-        return 1;
-    }
-    return 0;
+    hosts = cli::openHosts(evidence, o.partition.toInt(), !o.noLogReplay);
+    std::erase_if(hosts, [&](const cli::Host& host) {
+        const auto problem = host.env->volumeProblem();
+        if (problem) std::fprintf(stderr, "kestrova-cli: host %s left out: %s\n", qPrintable(showEscapedBytes(host.name)), qPrintable(*problem));
+        *leftOut = *leftOut || problem.has_value();
+        return problem.has_value();
+    });
+    if (hosts.empty()) return std::nullopt;
+    return hosts;
 }
 
 // -o FILE: everything the command writes to standard output goes to the file instead.
@@ -525,6 +445,41 @@ bool redirectOutput(const QString& path) {
     ::dup2(fd, STDOUT_FILENO);
     ::close(fd);
     return true;
+}
+
+// kestrova-cli summary: the overview (cli/summary_output.h), a section a host where there are
+// several (json and html: a file a host, with -o DIR/).
+int summaries(std::vector<cli::Host>& hosts, const Options& o, const QTimeZone& zone) {
+    const auto format = chosenFormat<cli::SummaryFormat>(o.format, {{"text", cli::SummaryFormat::Text}, {"json", cli::SummaryFormat::Json}, {"html", cli::SummaryFormat::Html}});
+    if (!format) return 2;
+    if (!o.operands.isEmpty()) return usageError(QStringLiteral("summary takes no operands"));
+    cli::SummaryOptions options{*format, o.user, std::nullopt, std::nullopt, o.snapshots, o.verbose};
+    for (const auto& [text, bound, name] : {std::tuple{o.from, &options.from, "--from"}, std::tuple{o.to, &options.to, "--to"}}) {
+        if (text.isEmpty()) continue;
+        *bound = parseIsoTime(text, zone);
+        if (!*bound) return usageError(QStringLiteral("%1 takes an ISO 8601 time such as 2026-11-01T08:00, not \"%2\"").arg(QLatin1String(name), text));
+    }
+    const QString folder = hostFolder(o);
+    if (hosts.size() == 1 && folder.isEmpty()) return cli::summary(*hosts.front().env, options, zone);
+    if (folder.isEmpty() && *format != cli::SummaryFormat::Text) {
+        return usageError(QStringLiteral("the summaries of several hosts as json or html go one file a host: -o DIR/"));
+    }
+    int status = 0;
+    for (cli::Host& host : hosts) {
+        std::fflush(stdout);
+        if (!folder.isEmpty()) {
+            const QString extension = *format == cli::SummaryFormat::Text ? QStringLiteral("txt") : *o.format;
+            QDir().mkpath(folder);
+            if (!redirectOutput(QDir(folder).filePath(cli::hostFileName(host.name.isEmpty() ? host.env->system->computerName() : host.name) + QLatin1Char('.') + extension))) {
+                status = 1;
+                continue;
+            }
+        } else {
+            std::printf("%s== host %s ==\n", &host == &hosts.front() ? "" : "\n", qPrintable(showEscapedBytes(host.name)));
+        }
+        status = std::max(status, cli::summary(*host.env, options, zone));
+    }
+    return status;
 }
 
 }  // namespace
@@ -549,7 +504,7 @@ int main(int argc, char** argv) {
         return usageError(QStringLiteral("unknown command \"%1\": the commands are %2").arg(o.command, commands.join(", ")));
     }
     if (const auto wrong = misplaced(o)) return usageError(*wrong);
-    if (!o.output.isEmpty() && !redirectOutput(o.output)) return 1;
+    if (!o.output.isEmpty() && hostFolder(o).isEmpty() && !redirectOutput(o.output)) return 1;
 
     QTextStream out(stdout);
     if (o.command == QLatin1String("categories")) return categories(out, o.keys);
@@ -559,41 +514,55 @@ int main(int argc, char** argv) {
     }
     const bool tracing = o.command == QLatin1String("traces") || o.command == QLatin1String("timeline") || o.command == QLatin1String("summary");
     if (o.command == QLatin1String("traces") && o.list) return listTraceKinds(out);
-    // The traces read every user; --user narrows them, it does not choose the classic profile.
-    const QString classicUser = tracing ? QString() : o.user;
-    auto env = !o.collection.isEmpty() ? Environment::createForCollection(o.collection, classicUser, !o.noLogReplay)
-               : o.image.isEmpty()     ? Environment::create(o.root, classicUser, o.last ? LastChoice::Take : LastChoice::Ignore, !o.noLogReplay)
-                                       : Environment::createForImage(o.image, o.partition.toInt(), classicUser, !o.noLogReplay);
+    bool leftOut = false;
+    auto hosts = openHostsOf(o, tracing, &leftOut);
+    if (!hosts) return 1;
+    // A host left out fails the run, whatever the others give: its records are not there.
+    const auto failedIf = [&](int status) { return leftOut ? std::max(status, 1) : status; };
+    const bool manyHosts = hosts->size() > 1 || !o.caseFolder.isEmpty();
+    Environment& env = *hosts->front().env;
     // Nothing named: the built-in sample system is examined, and a user who forgot --root must
     // not take its rows for the evidence's.
-    if (env->source.origin == QLatin1String("sample")) {
+    if (env.source.origin == QLatin1String("sample")) {
         std::fprintf(stderr, "kestrova-cli: no --root or --image given: examining the built-in sample system (%s)\n",
-                     qPrintable(env->source.root));
+                     qPrintable(env.source.root));
     }
     if (o.verbose && o.command != QLatin1String("info")) {
-        for (const QString& line : env->system->hiveReplays()) std::fprintf(stderr, "%s\n", qPrintable(showEscapedBytes(line)));
+        for (const cli::Host& host : *hosts) {
+            for (const QString& line : host.env->system->hiveReplays()) std::fprintf(stderr, "%s\n", qPrintable(showEscapedBytes(line)));
+        }
     }
     QString why;
     // Exact times are written in UTC unless a zone is asked for; the categories' local times in
-    // this computer's zone.
+    // this computer's zone (the first host's, of several).
     const QString tz = tracing && o.tz.isEmpty() ? QStringLiteral("UTC") : o.tz;
-    const auto zone = resolveZone(tz, env->system->registry(), &why);
+    const auto zone = resolveZone(tz, env.system->registry(), &why);
     if (!zone) {
         std::fprintf(stderr, "kestrova-cli: --tz: %s\n", qPrintable(why));
         return 2;
     }
     applyZone(*zone);
     if (o.verbose) std::fprintf(stderr, "times in: %s (%s)\n", qPrintable(zone->name), qPrintable(zoneInForce()));
-    if (o.command == QLatin1String("info")) return info(*env, out, o.verbose);
+    if (o.command == QLatin1String("info")) {
+        int status = 0;
+        for (const cli::Host& host : *hosts) {
+            if (manyHosts) out << (&host == &hosts->front() ? "" : "\n") << "host: " << showEscapedBytes(host.name) << '\n';
+            status = std::max(status, info(*host.env, out, o.verbose));
+        }
+        return failedIf(status);
+    }
     if (tracing) {
-        if (const auto problem = env->volumeProblem()) {
+        if (const auto problem = env.volumeProblem(); problem && !manyHosts) {
             std::fprintf(stderr, "kestrova-cli: %s\n", qPrintable(*problem));
             return 1;
         }
-        if (o.command == QLatin1String("summary")) return summary(*env, o, zone->zone);
-        return o.command == QLatin1String("timeline") ? timeline(*env, o, zone->zone) : traces(*env, o, zone->zone);
+        if (o.command == QLatin1String("summary")) return failedIf(summaries(*hosts, o, zone->zone));
+        if (o.command == QLatin1String("timeline") && !o.operands.isEmpty()) return usageError(QStringLiteral("timeline takes no operands; name kinds with --kinds"));
+        const cli::TraceRun run{.format = o.format, .kinds = o.command == QLatin1String("timeline") ? o.kinds.split(QLatin1Char(','), Qt::SkipEmptyParts) : o.operands,
+                                .user = o.user, .snapshots = o.snapshots, .from = o.from, .to = o.to, .folder = hostFolder(o), .verbose = o.verbose, .tags = o.tags};
+        return failedIf(o.command == QLatin1String("timeline") ? cli::timeline(*hosts, run, zone->zone) : cli::traces(*hosts, run, zone->zone));
     }
-    if (!sourceUsable(*env, out)) return 1;
-    if (o.command == QLatin1String("report")) return report(*env, o);
-    return rows(*env, o);
+    if (!sourceUsable(env, out)) return 1;
+    if (o.command == QLatin1String("report")) return report(env, o);
+    return rows(env, o);
 }

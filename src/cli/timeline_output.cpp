@@ -31,12 +31,15 @@ void appendNumber(std::string& out, int64_t n) {
 
 }  // namespace
 
-TimelinePrinter::TimelinePrinter(ByteOutput& out, TimelineFormat format, IsoTimeWriter times, QByteArray hostname, bool withStates, bool withTags)
-    : out_(out), format_(format), times_(std::move(times)), hostname_(std::move(hostname)), withStates_(withStates), withTags_(withTags) {}
+TimelinePrinter::TimelinePrinter(ByteOutput& out, TimelineFormat format, IsoTimeWriter times, QByteArray hostname, ExtraColumns extra)
+    : out_(out), format_(format), times_(std::move(times)), hostname_(std::move(hostname)), withStates_(extra.states), withTags_(extra.tags),
+      withHost_(extra.host) {}
 
 void TimelinePrinter::header() {
     if (format_ == TimelineFormat::Csv) {
-        out_.put("datetime,timestamp,timestamp_desc,message,kind,user,browser,profile,hostname,source,source_part,");
+        out_.put("datetime,timestamp,timestamp_desc,message,kind,user,browser,profile,hostname,");
+        if (withHost_) out_.put("host,");
+        out_.put("source,source_part,");
         if (withStates_) out_.put("snapshot,seen_in,snapshot_note,");
         if (withTags_) out_.put("tag,");
         out_.put("fields\n");
@@ -52,6 +55,7 @@ void TimelinePrinter::event(const TimelineEvent& e) {
     appendEventSubject(message_, kind, e.values);
     char when[IsoTimeWriter::kMaxSize];
     const std::string_view datetime(when, static_cast<size_t>(times_.write(when, e.time) - when));
+    const std::string_view hostname = e.from.host.isEmpty() ? view(hostname_) : view(e.from.host);
     if (format_ == TimelineFormat::Tln) {
         std::string& line = pairs_;
         line.clear();
@@ -59,7 +63,7 @@ void TimelinePrinter::event(const TimelineEvent& e) {
         line += '|';
         line += kind.name;
         line += '|';
-        appendPlain(line, view(hostname_));
+        appendPlain(line, hostname);
         line += '|';
         appendPlain(line, view(e.from.user));
         line += '|';
@@ -108,7 +112,8 @@ void TimelinePrinter::event(const TimelineEvent& e) {
     field("user", view(e.from.user), true);
     field("browser", view(e.from.browser), true);
     field("profile", view(e.from.profile), true);
-    field("hostname", view(hostname_), true);
+    field("hostname", hostname, true);
+    if (withHost_) field("host", view(e.from.host), true);
     field("source", view(e.from.source), true);
     field("source_part", view(e.from.part), true);
     if (json || withStates_) {

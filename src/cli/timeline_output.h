@@ -26,11 +26,14 @@ enum class TimelineFormat { Jsonl, Csv, Body, Tln };
 // BodyFileWriter's.
 class TimelinePrinter {
 public:
-    // withStates: shadow copies are read too; csv gets the snapshot, seen_in and snapshot_note
+    // hostname: the examined computer's name, for events that carry no host of their own.
+    // extra.states: shadow copies are read too; csv gets the snapshot, seen_in and snapshot_note
     // columns (JSON objects have them wherever a record has them).
-    // withTags: csv gets a tag column; JSON carries a tagged event's "tag" as Timesketch imports it
-    // (a list of labels) and its note as "tag_note".
-    TimelinePrinter(ByteOutput& out, TimelineFormat format, IsoTimeWriter times, QByteArray hostname, bool withStates = false, bool withTags = false);
+    // extra.tags: csv gets a tag column; JSON carries a tagged event's "tag" as Timesketch imports
+    // it (a list of labels) and its note as "tag_note".
+    // extra.host: several hosts are read: each event's hostname is its host's, and csv and JSON
+    // get a "host" field too (Timesketch keeps one timeline a host, with the host a field).
+    TimelinePrinter(ByteOutput& out, TimelineFormat format, IsoTimeWriter times, QByteArray hostname, ExtraColumns extra = {});
     void header();
     void event(const TimelineEvent& event);
 
@@ -41,6 +44,7 @@ private:
     QByteArray hostname_;
     bool withStates_ = false;
     bool withTags_ = false;
+    bool withHost_ = false;
     std::string message_;  // reused from event to event
     std::string pairs_;
 };

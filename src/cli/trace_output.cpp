@@ -17,7 +17,7 @@ Format escaping(TraceFormat format) {
 
 void TracePrinter::begin(const TraceKind& kind) {
     kind_ = &kind;
-    columns_ = outputColumns(kind, withStates_, withTags_);
+    columns_ = outputColumns(kind, extra_);
     jsonKeys_.clear();
     for (const OutputColumn& column : columns_) jsonKeys_.push_back(std::string(",\"") + column.name + "\":");
     if (format_ != TraceFormat::Csv && format_ != TraceFormat::Tsv) return;

@@ -20,11 +20,9 @@ enum class TraceFormat { Jsonl, Json, Csv, Tsv };
 
 class TracePrinter : public TraceSink {
 public:
-    // withStates: shadow copies are read too; each kind gets the snapshot, seen_in and
-    // snapshot_note columns.
-    // withTags: each kind gets the examiner's tag column last.
-    TracePrinter(ByteOutput& out, TraceFormat format, IsoTimeWriter times, bool withStates = false, bool withTags = false)
-        : out_(out), format_(format), times_(std::move(times)), withStates_(withStates), withTags_(withTags) {}
+    // extra: the columns beyond each kind's own (see outputColumns).
+    TracePrinter(ByteOutput& out, TraceFormat format, IsoTimeWriter times, ExtraColumns extra = {})
+        : out_(out), format_(format), times_(std::move(times)), extra_(extra) {}
     ~TracePrinter() override { finish(); }
 
     // A kind's records follow (the header of its table).
@@ -40,8 +38,7 @@ private:
     ByteOutput& out_;
     TraceFormat format_;
     IsoTimeWriter times_;
-    bool withStates_ = false;
-    bool withTags_ = false;
+    ExtraColumns extra_;
     const TraceKind* kind_ = nullptr;
     std::vector<OutputColumn> columns_;
     std::vector<std::string> jsonKeys_;  // "\"name\":" of each column, written once

@@ -11,7 +11,7 @@ constexpr int kTagColumn = -9;  // outputColumns' tag
 void TraceTableModel::start(const TraceKind& kind, const QTimeZone& zone, bool withStates) {
     beginResetModel();
     kind_ = &kind;
-    columns_ = outputColumns(kind, withStates, true);
+    columns_ = outputColumns(kind, {.states = withStates, .tags = true});
     identities_.clear();
     whats_.clear();
     times_ = IsoTimeWriter(zone);

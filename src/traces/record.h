@@ -54,6 +54,9 @@ struct Provenance {
     // The examiner's tag of the record and its note ("suspicious: copied to the USB disk"), from
     // the case file, where it is asked for (--tags).
     QByteArray tag{};
+    // The host the record was read from, where a case holds several (its computer's name, else
+    // its evidence file's); empty when one host is examined.
+    QByteArray host{};
 };
 
 // A record whose texts it owns: for sources that decode their texts (a registry value, a shell
@@ -104,6 +107,22 @@ public:
     virtual ~TraceSink() = default;
     // One record of the kind, its values in the kind's field order. False: stop reading.
     virtual bool record(const TraceKind& kind, const Provenance& from, std::span<const Value> values) = 0;
+};
+
+// Passes every record on with the host it was read from: the evidence layer's host, set where
+// records leave a host's reading, so no source knows of hosts.
+class HostSink : public TraceSink {
+public:
+    HostSink(TraceSink& next, QByteArray host) : next_(next), host_(std::move(host)) {}
+    bool record(const TraceKind& kind, const Provenance& from, std::span<const Value> values) override {
+        Provenance withHost = from;
+        withHost.host = host_;
+        return next_.record(kind, withHost, values);
+    }
+
+private:
+    TraceSink& next_;
+    QByteArray host_;
 };
 
 }  // namespace kestrova

@@ -39,7 +39,7 @@ private:
 }  // namespace
 
 void appendRecordBody(std::string& out, const Provenance& from, std::span<const Value> values) {
-    for (const QByteArray* text : {&from.user, &from.browser, &from.profile, &from.source, &from.part, &from.snapshot, &from.seenIn, &from.snapshotNote, &from.tag}) {
+    for (const QByteArray* text : {&from.user, &from.browser, &from.profile, &from.source, &from.part, &from.snapshot, &from.seenIn, &from.snapshotNote, &from.tag, &from.host}) {
         putText(out, std::string_view(text->constData(), static_cast<size_t>(text->size())));
     }
     for (const Value& v : values) {
@@ -65,7 +65,7 @@ std::string_view sizedRecordAt(const std::string& arena, uint32_t offset) {
 
 void decodeRecordBody(std::string_view body, const TraceKind& kind, Provenance& from, std::vector<Value>& values) {
     Reader in(body);
-    for (QByteArray* text : {&from.user, &from.browser, &from.profile, &from.source, &from.part, &from.snapshot, &from.seenIn, &from.snapshotNote, &from.tag}) {
+    for (QByteArray* text : {&from.user, &from.browser, &from.profile, &from.source, &from.part, &from.snapshot, &from.seenIn, &from.snapshotNote, &from.tag, &from.host}) {
         const std::string_view t = in.text();
         *text = QByteArray::fromRawData(t.data(), static_cast<qsizetype>(t.size()));
     }

@@ -49,18 +49,23 @@ struct TraceKind {
 std::span<const TraceKind> traceKinds();
 const TraceKind* findTraceKind(std::string_view name);
 
-// A kind's columns as written: the provenance fields it carries, its own fields, then source
-// and source_part; where states of the volume are read (withStates), then snapshot, seen_in and
-// snapshot_note; where tags are asked for, tag.
+// A kind's columns as written: where several hosts are read, host; the provenance fields it
+// carries, its own fields, then source and source_part; where states of the volume are read,
+// then snapshot, seen_in and snapshot_note; where tags are asked for, tag.
 struct OutputColumn {
     const char* name;
     FieldType type;
     // index into the record's values; -1 user, -2 browser, -3 profile, -4 source, -5 part,
-    // -6 snapshot, -7 seen_in, -8 snapshot_note, -9 tag
+    // -6 snapshot, -7 seen_in, -8 snapshot_note, -9 tag, -10 host
     int field;
 };
-// withTags: the examiner's tag and note last.
-std::vector<OutputColumn> outputColumns(const TraceKind& kind, bool withStates = false, bool withTags = false);
+// The columns beyond a kind's own that a reading asks for.
+struct ExtraColumns {
+    bool states = false;  // shadow copies are read too
+    bool tags = false;    // the examiner's tag and note, last
+    bool host = false;    // several hosts are read: which one, first
+};
+std::vector<OutputColumn> outputColumns(const TraceKind& kind, ExtraColumns extra = {});
 
 // The provenance value of a column (field < 0).
 std::string_view provenanceValue(const Provenance& from, int field);

@@ -177,8 +177,9 @@ const TraceKind* findTraceKind(std::string_view name) {
     return nullptr;
 }
 
-std::vector<OutputColumn> outputColumns(const TraceKind& kind, bool withStates, bool withTags) {
+std::vector<OutputColumn> outputColumns(const TraceKind& kind, ExtraColumns extra) {
     std::vector<OutputColumn> columns;
+    if (extra.host) columns.push_back({"host", FieldType::Text, -10});
     if (has(kind.carries, Carries::User)) columns.push_back({"user", FieldType::Text, -1});
     if (has(kind.carries, Carries::Browser)) {
         columns.push_back({"browser", FieldType::Text, -2});
@@ -187,12 +188,12 @@ std::vector<OutputColumn> outputColumns(const TraceKind& kind, bool withStates, 
     for (size_t i = 0; i < kind.fields.size(); ++i) columns.push_back({kind.fields[i].name, kind.fields[i].type, static_cast<int>(i)});
     columns.push_back({"source", FieldType::Path, -4});
     columns.push_back({"source_part", FieldType::Text, -5});
-    if (withStates) {
+    if (extra.states) {
         columns.push_back({"snapshot", FieldType::Text, -6});
         columns.push_back({"seen_in", FieldType::Text, -7});
         columns.push_back({"snapshot_note", FieldType::Text, -8});
     }
-    if (withTags) columns.push_back({"tag", FieldType::Text, -9});
+    if (extra.tags) columns.push_back({"tag", FieldType::Text, -9});
     return columns;
 }
 
@@ -207,6 +208,7 @@ std::string_view provenanceValue(const Provenance& from, int field) {
     case -6: bytes = &from.snapshot; break;
     case -7: bytes = &from.seenIn; break;
     case -8: bytes = &from.snapshotNote; break;
+    case -10: bytes = &from.host; break;
     default: bytes = &from.tag; break;
     }
     return std::string_view(bytes->constData(), static_cast<size_t>(bytes->size()));

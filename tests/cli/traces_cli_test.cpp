@@ -54,7 +54,7 @@ TEST_F(TracesCli, CsvIsOneTableAKindAndANamedZoneShiftsTheTexts) {
     EXPECT_EQ(downloads.size(), 1 + 8);
     EXPECT_TRUE(downloads[1].contains(",2026-11-01T09:01:40.000000+01:00,2026-11-01T09:02:40.000000+01:00,")) << downloads[1].toStdString();
     const QStringList cookies = tables[1].split('\n', Qt::SkipEmptyParts);
-    EXPECT_TRUE(cookies[0].startsWith("user,host,name,value,path,created,"));
+    EXPECT_TRUE(cookies[0].startsWith("user,domain,name,value,path,created,"));
     EXPECT_EQ(cookies.size(), 1 + 2);
 }
 

@@ -205,7 +205,7 @@ TEST_F(Collections, EveryLayoutGivesTheRecordsOfTheFolderItWasMadeFrom) {
     }
     const CliRun info = runCli({"--collection", dir_.filePath("velo.zip"), "info"});
     EXPECT_EQ(info.exitCode, 0) << info.err.toStdString();
-    for (const char* line : {"collection: Velociraptor offline collection, a ZIP\n", "host: WKS-01\n", "collected at: 2026-11-20T10:00:00+00:00\n",
+    for (const char* line : {"collection: Velociraptor offline collection, a ZIP\n", "collected from: WKS-01\n", "collected at: 2026-11-20T10:00:00+00:00\n",
                              "volume C:: ", " files under uploads/auto/C%3A\n", "root: " }) {
         EXPECT_TRUE(info.out.contains(QString::fromUtf8(line))) << line << "\n" << info.out.toStdString();
     }

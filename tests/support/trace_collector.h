@@ -22,7 +22,7 @@ class TraceCollector : public TraceSink {
 public:
     bool record(const TraceKind& kind, const Provenance& from, std::span<const Value> values) override {
         TraceRecord r{QLatin1String(kind.name), {}};
-        for (const OutputColumn& column : outputColumns(kind, true)) {
+        for (const OutputColumn& column : outputColumns(kind, {.states = true})) {
             if (column.field < 0) {
                 const std::string_view text = provenanceValue(from, column.field);
                 if (!text.empty()) r.fields[QLatin1String(column.name)] = QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));

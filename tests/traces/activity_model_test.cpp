@@ -48,7 +48,7 @@ TEST(ActivityModel, BurstsOfTheUsersOwnRecordsAreInferredPeriods) {
         visits(model, "bob", day + 14 * kHour, day + 15 * kHour);
     }
     // A cookie's expiry is no activity of the user's.
-    feed(model, "browser.cookies", "bob", {{"expires", Value::time(kDay1 + 20 * kHour)}, {"host", txt("news.example")}});
+    feed(model, "browser.cookies", "bob", {{"expires", Value::time(kDay1 + 20 * kHour)}, {"domain", txt("news.example")}});
     model.finish();
     ASSERT_EQ(model.users().size(), 1u);
     const UserActivity& bob = model.users().front();

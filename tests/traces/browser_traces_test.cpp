@@ -117,7 +117,7 @@ TEST_F(TraceVolumeTest, EveryVisitDownloadAndCookieOfEveryProfileComesOutOnceUnd
             EXPECT_EQ(download[0]["state"], "complete");
             EXPECT_EQ(download[0]["danger_type"], "not dangerous");
         }
-        const auto cookie = tagged(cookies, "host", p.tag);
+        const auto cookie = tagged(cookies, "domain", p.tag);
         ASSERT_EQ(cookie.size(), p.firefox ? 1u : 2u);
         EXPECT_EQ(cookie[0]["created"], "2026-11-01T08:00:10.000000+00:00");
         EXPECT_EQ(cookie[0]["last_access"], "2026-11-01T08:00:20.000000+00:00");

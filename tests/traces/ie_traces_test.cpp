@@ -107,7 +107,7 @@ TEST(IeTraces, WebCacheContainersAreReadAsHistoryCacheAndCookies) {
 
     const auto cookies = got.of("ie.cookies");
     ASSERT_EQ(cookies.size(), 1u);
-    EXPECT_EQ(cookies[0]["host"], "example.org");
+    EXPECT_EQ(cookies[0]["domain"], "example.org");
     EXPECT_EQ(cookies[0]["path"], "/shop");
     EXPECT_EQ(cookies[0]["created"], "2026-10-31T12:00:00.000000+00:00");
     EXPECT_EQ(cookies[0]["expires"], "2027-11-01T00:00:00.000000+00:00");

@@ -257,7 +257,7 @@ TEST(SystemProfile, AnAccountWhoseValuesAreCutSaysWhatIsNotKnown) {
 // Every kind's own field names stay apart from the columns every output adds (a JSON object with
 // "kind" twice is read as either), and from each other.
 TEST(TraceKinds, FieldNamesNeverRepeatAnOutputColumn) {
-    const QStringList reserved{"kind", "user", "browser", "profile", "hostname", "source", "source_part", "snapshot", "seen_in",
+    const QStringList reserved{"kind", "user", "browser", "profile", "hostname", "host", "source", "source_part", "snapshot", "seen_in",
                                "snapshot_note", "datetime", "timestamp", "timestamp_desc", "message", "fields"};
     for (const TraceKind& kind : traceKinds()) {
         QStringList seen;

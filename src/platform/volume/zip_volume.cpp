@@ -321,7 +321,7 @@ std::vector<std::pair<QString, QString>> ZipVolume::metadata() const {
     for (const char* name : {"Hostname", "hostname", "Fqdn"}) {
         const QString host = client.value(QLatin1String(name)).toString();
         if (!host.isEmpty()) {
-            said.emplace_back(QStringLiteral("host"), host);
+            said.emplace_back(QStringLiteral("collected from"), host);
             break;
         }
     }

@@ -44,7 +44,7 @@ public:
 
     const CollectionLayout& layout() const;
     const CollectedVolume& collected() const;
-    // What the collector recorded of itself ("collected by", "collected at", "host", "files
+    // What the collector recorded of itself ("collected by", "collected at", "collected from", "files
     // listed"), in the order found; empty for a plain ZIP.
     std::vector<std::pair<QString, QString>> metadata() const;
     // Members refused while listing (names that climb out, unreadable entries), with why; the

@@ -33,7 +33,7 @@ inline constexpr FieldSpec kFields[Count] = {
 namespace cookies {
 enum Field { Host, Name, CookieValue, Path, Created, Expires, LastAccess, Secure, HttpOnly, Count };
 inline constexpr FieldSpec kFields[Count] = {
-    {"host", FieldType::Text},   {"name", FieldType::Text},
+    {"domain", FieldType::Text}, {"name", FieldType::Text},
     {"value", FieldType::Text},  {"path", FieldType::Text},
     {"created", FieldType::Time, "Cookie Created"}, {"expires", FieldType::Time, "Cookie Expires"},
     {"last_access", FieldType::Time, "Cookie Last Accessed"}, {"secure", FieldType::Bool},
