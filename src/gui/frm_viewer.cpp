@@ -488,6 +488,7 @@ void FrmViewer::chooseSystem() {
     env_.settings.SaveSetting(kSourceSection, QStringLiteral("Root"), chosen.root);
     env_.settings.SaveSetting(kSourceSection, QStringLiteral("User"), chosen.user);
     env_.settings.SaveSetting(kSourceSection, QStringLiteral("Image"), chosen.image);
+    env_.settings.SaveSetting(kSourceSection, QStringLiteral("Collection"), QString());
     if (chosen.image.isEmpty()) {
         env_.select(chooseSource(chosen.root, chosen.user, env_.settings, chosen.root));
         env_.source.origin = QStringLiteral("kr.ini");
@@ -504,9 +505,24 @@ void FrmViewer::openImage(const QString& path) {
         return;
     }
     env_.settings.SaveSetting(kSourceSection, QStringLiteral("Image"), path);
+    env_.settings.SaveSetting(kSourceSection, QStringLiteral("Collection"), QString());
     env_.settings.SaveSetting(kSourceSection, QStringLiteral("Root"), QString());
     env_.settings.SaveSetting(kSourceSection, QStringLiteral("User"), QString());
     env_.select(Source{.origin = QStringLiteral("kr.ini"), .image = path});
+    systemChanged();
+}
+
+void FrmViewer::openCollection(const QString& path) {
+    const CollectionSource collection = kestrova::openCollection(path, env_.privateTemp.path());
+    if (!collection.volume) {
+        QMessageBox::warning(this, QStringLiteral("Kestrova"), collection.problem);
+        return;
+    }
+    env_.settings.SaveSetting(kSourceSection, QStringLiteral("Collection"), path);
+    env_.settings.SaveSetting(kSourceSection, QStringLiteral("Image"), QString());
+    env_.settings.SaveSetting(kSourceSection, QStringLiteral("Root"), QString());
+    env_.settings.SaveSetting(kSourceSection, QStringLiteral("User"), QString());
+    env_.select(Source{.origin = QStringLiteral("kr.ini"), .collection = path});
     systemChanged();
 }
 

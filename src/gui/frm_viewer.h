@@ -100,6 +100,7 @@ public:
     QLabel* Label1;
     QAction* mnuChooseSystem;
     QAction* mnuOpenImage;  // File > Open Disk Image...
+    QAction* mnuOpenCollection;  // File > Open Collection...
     QAction* mnuOptions;
     QAction* mnuExit;
     QAction* mnuCreate;
@@ -195,6 +196,9 @@ private:
     void chooseSystem();
     // Examines a disk image (its Windows partition); says why and changes nothing when it cannot.
     void openImage(const QString& path);
+    // Examines a triage collection (a ZIP, a KAPE container); says why and changes nothing when
+    // it cannot.
+    void openCollection(const QString& path);
     void systemChanged();
     void updateTitle();
     // Puts the zone kr.ini names in force (this computer's where it names none or one that

@@ -34,6 +34,12 @@ void FrmViewer::buildMenus() {
         if (!chosen.isEmpty()) openImage(chosen);
     });
     mnuOpenImage->setShortcut(QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_O));
+    mnuOpenCollection = file->addAction(QStringLiteral("Open C&ollection..."), this, [this] {
+        if (refuseWhileRunning()) return;
+        const QString chosen = openFileDialog(QStringLiteral("Open Collection"), QStringLiteral("Triage collections (*.zip *.ZIP *.vhdx *.vhd);;All files (*)"));
+        if (!chosen.isEmpty()) openCollection(chosen);
+    });
+    mnuOpenCollection->setShortcut(QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_O));
     mnuOptions = file->addAction(QStringLiteral("Options"), this, [this] {
         FrmOptions options(*services_.reportFolder, env_.settings, *env_.os, this);
         options.exec();

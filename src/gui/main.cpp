@@ -30,15 +30,18 @@ public:
 }  // namespace
 
 constexpr const char* kUsage =
-    "usage: kestrova [--root DIR | --image FILE [--partition N] | FILE | DIR] [--user NAME]\n"
+    "usage: kestrova [--root DIR | --image FILE [--partition N] | --collection FILE | FILE | DIR] [--user NAME]\n"
     "  --root DIR       the folder standing for C:\\ (default: the system chosen last, or the sample)\n"
     "  --image FILE     a disk image: EWF (.E01), raw or split raw, VHD, VHDX, VMDK or QCOW2\n"
     "  --partition N    the image's partition to examine (default: the one that holds Windows)\n"
-    "  FILE, DIR        an image file, or a folder standing for C:\\ (as a file manager opens one)\n"
+    "  --collection FILE  a triage collection: a ZIP (Velociraptor, KAPE, a zipped C: tree), a KAPE\n"
+    "                   folder or its .vhdx container\n"
+    "  FILE, DIR        an image file or a ZIP, or a folder standing for C:\\ (as a file manager\n"
+    "                   opens one)\n"
     "  --user NAME      the profile to examine\n"
     "  --version        the version, the commit and the libraries' versions\n"
     "  -h, --help       this text\n"
-    "File > Open Disk Image... examines a disk image.\n";
+    "File > Open Disk Image... examines a disk image, File > Open Collection... a triage collection.\n";
 
 int main(int argc, char** argv) {
     // Answered before any window (or display) is needed.
@@ -52,7 +55,7 @@ int main(int argc, char** argv) {
             std::fputs(kUsage, stdout);
             return 0;
         }
-        if (arg == "--root" || arg == "--user" || arg == "--image" || arg == "--partition") {
+        if (arg == "--root" || arg == "--user" || arg == "--image" || arg == "--partition" || arg == "--collection") {
             if (i + 1 >= argc) {
                 std::fprintf(stderr, "kestrova: %s needs a value\n%s", arg.constData(), kUsage);
                 return 2;
@@ -64,29 +67,31 @@ int main(int argc, char** argv) {
         }
     }
     QApplication app(argc, argv);
-    QString root, user, image, partition;
+    QString root, user, image, partition, collection;
     const QStringList args = app.arguments();
     for (int i = 1; i < args.size(); ++i) {
         const QString& arg = args[i];
         const bool valued = arg == QLatin1String("--root") || arg == QLatin1String("--user") || arg == QLatin1String("--image") ||
-                            arg == QLatin1String("--partition");
+                            arg == QLatin1String("--partition") || arg == QLatin1String("--collection");
         if (valued && i + 1 < args.size()) {
             const QString value = args[++i];
             if (arg == QLatin1String("--root")) root = value;
             else if (arg == QLatin1String("--user")) user = value;
             else if (arg == QLatin1String("--image")) image = value;
+            else if (arg == QLatin1String("--collection")) collection = value;
             else partition = value;
         } else if (!arg.startsWith(QLatin1Char('-'))) {
             // What a file manager or the desktop entry's %f hands over: a folder is a volume's
-            // root, anything else an image.
-            (QFileInfo(arg).isDir() ? root : image) = arg;
+            // root, a ZIP a collection, anything else an image.
+            (QFileInfo(arg).isDir() ? root : arg.endsWith(QLatin1String(".zip"), Qt::CaseInsensitive) ? collection : image) = arg;
         }
     }
     bool numbered = true;
     const int partitionNumber = partition.isEmpty() ? 0 : partition.toInt(&numbered);
-    if (!numbered || partitionNumber < 0 || (!partition.isEmpty() && image.isEmpty()) || (!root.isEmpty() && !image.isEmpty())) {
+    const int named = !root.isEmpty() + !image.isEmpty() + !collection.isEmpty();
+    if (!numbered || partitionNumber < 0 || (!partition.isEmpty() && image.isEmpty()) || named > 1) {
         std::fprintf(stderr, "kestrova: %s\n%s",
-                     !root.isEmpty() && !image.isEmpty() ? "give a folder or an image, not both"
+                     named > 1 ? "give a folder, an image or a collection, one of them"
                      : !numbered || partitionNumber < 0  ? "--partition takes a partition's number"
                                                          : "--partition goes with an image",
                      kUsage);
@@ -97,8 +102,9 @@ int main(int argc, char** argv) {
     kestrova::SingleInstance instance;
     if (!instance.acquire()) return 0;
 
-    auto env = image.isEmpty() ? kestrova::Environment::create(root, user)
-                               : kestrova::Environment::createForImage(image, partitionNumber, user);
+    auto env = !collection.isEmpty() ? kestrova::Environment::createForCollection(collection, user)
+               : image.isEmpty()     ? kestrova::Environment::create(root, user)
+                                     : kestrova::Environment::createForImage(image, partitionNumber, user);
     const auto problem = env->problem();
     if (problem && env->source.origin == QLatin1String("command line")) {
         // A wrong --root or --user would otherwise look like a system without traces.

@@ -34,6 +34,7 @@
 #include <unistd.h>
 
 #include "browsers/trace_volume.h"
+#include "collections/collection_writer.h"
 #include "core/app/startup.h"
 #include "core/app/viewer_layout.h"
 #include "gui/frm_choose_system.h"
@@ -912,6 +913,42 @@ private slots:
         QVERIFY2(said.contains("holds no partition table and no file system"), qPrintable(said));
         QCOMPARE(w->window->windowTitle(), title);
         QCOMPARE(w->env->settings.GetSetting("source", "Image"), QString("unknown value"));
+    }
+
+    // File > Open Collection: a Velociraptor ZIP of the volume is examined as the volume is, and
+    // remembered; a ZIP that holds no Windows volume says why and changes nothing.
+    void openCollectionExaminesAZipAndSaysWhyOneCannotBe() {
+        auto w = makeWorld();
+        QTemporaryDir dir;
+        QString why;
+        QVERIFY2(tools::writeCollection(w->volume.root(), dir.filePath("Collection-WKS.zip"), tools::CollectionLayoutKind::Velociraptor, &why), qPrintable(why));
+        QVERIFY2(tools::writeZip(dir.filePath("photos.zip"), {{.name = "photos/a.jpg", .content = "x"}}, &why), qPrintable(why));
+        w->window->selectKey("b3");
+        const int rows = w->window->model()->rowCount();
+        QString chosen = dir.filePath("photos.zip");
+        w->window->openFileDialog = [&](const QString& title, const QString& filter) {
+            [&] {
+                QCOMPARE(title, QString("Open Collection"));
+                QVERIFY(filter.contains("*.zip") && filter.contains("*.vhdx"));
+            }();
+            return chosen;
+        };
+        QString said;
+        acceptNextMessageBox(&said);
+        const QString title = w->window->windowTitle();
+        w->window->mnuOpenCollection->trigger();
+        QVERIFY2(said.contains("holds no Windows volume"), qPrintable(said));
+        QCOMPARE(w->window->windowTitle(), title);
+
+        chosen = dir.filePath("Collection-WKS.zip");
+        said.clear();
+        acceptNextMessageBox(&said);
+        w->window->mnuOpenCollection->trigger();
+        QVERIFY2(said.isEmpty(), qPrintable(said));
+        QVERIFY2(w->window->windowTitle().contains("Collection-WKS.zip (Velociraptor offline collection"), qPrintable(w->window->windowTitle()));
+        QCOMPARE(w->env->settings.GetSetting("source", "Collection"), chosen);
+        w->window->selectKey("b3");
+        QCOMPARE(w->window->model()->rowCount(), rows);
     }
 
     // Opening an image, another image, then a folder: each reader child ends when the window

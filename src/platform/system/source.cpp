@@ -20,6 +20,12 @@ Source chooseSource(const QString& cliRoot, const QString& cliUser, const IniFil
     const QString iniRoot = takeLast ? ini.GetSetting(kSourceSection, QStringLiteral("Root")) : QString();
     const QString iniUser = takeLast ? ini.GetSetting(kSourceSection, QStringLiteral("User")) : QString();
     const QString iniImage = takeLast ? ini.GetSetting(kSourceSection, QStringLiteral("Image")) : QString();
+    const QString iniCollection = takeLast ? ini.GetSetting(kSourceSection, QStringLiteral("Collection")) : QString();
+    if (cliRoot.isEmpty() && isSet(iniCollection)) {
+        // The window's last choice was a triage collection: opened, as an image is, when examined.
+        return Source{.user = cliUser.isEmpty() && isSet(iniUser) ? iniUser : cliUser, .origin = QStringLiteral("kr.ini"),
+                      .collection = iniCollection};
+    }
     if (cliRoot.isEmpty() && isSet(iniImage)) {
         // The window's last choice was a disk image: its profiles are looked up when it is opened.
         return Source{.user = cliUser.isEmpty() && isSet(iniUser) ? iniUser : cliUser, .origin = QStringLiteral("kr.ini"),
