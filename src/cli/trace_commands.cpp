@@ -133,6 +133,18 @@ const char* extensionOf(TimelineFormat format) {
     return "txt";
 }
 
+// Every host into standard output, or (folder) each host into its own file there; the exit status.
+template <typename Write>
+int writeEach(const std::vector<std::unique_ptr<HostReading>>& readings, const QString& folder, const char* extension, const Write& write) {
+    if (folder.isEmpty()) return write(std::span(readings), STDOUT_FILENO);
+    int status = 0;
+    for (const auto& reading : readings) {
+        const Destination to(folder, reading->host().name, extension);
+        status = std::max(status, to.opened() ? write(std::span(&reading, 1), to.fd()) : 1);
+    }
+    return status;
+}
+
 }  // namespace
 
 int traces(std::vector<Host>& hosts, const TraceRun& run, const QTimeZone& zone) {
@@ -160,12 +172,7 @@ int traces(std::vector<Host>& hosts, const TraceRun& run, const QTimeZone& zone)
         out.flush();
         return Destination::status(out);
     };
-    if (run.folder.isEmpty()) return write(*readings, STDOUT_FILENO);
-    for (const auto& reading : *readings) {
-        const Destination to(run.folder, reading->host().name, extensionOf(*format));
-        status = std::max(status, to.opened() ? write(std::span(&reading, 1), to.fd()) : 1);
-    }
-    return status;
+    return writeEach(*readings, run.folder, extensionOf(*format), write);
 }
 
 int timeline(std::vector<Host>& hosts, const TraceRun& run, const QTimeZone& zone) {
@@ -223,12 +230,7 @@ int timeline(std::vector<Host>& hosts, const TraceRun& run, const QTimeZone& zon
         }
         return Destination::status(out);
     };
-    if (run.folder.isEmpty()) return write(*readings, STDOUT_FILENO);
-    for (const auto& reading : *readings) {
-        const Destination to(run.folder, reading->host().name, extensionOf(*format));
-        status = std::max(status, to.opened() ? write(std::span(&reading, 1), to.fd()) : 1);
-    }
-    return status;
+    return writeEach(*readings, run.folder, extensionOf(*format), write);
 }
 
 }  // namespace kestrova::cli

@@ -504,11 +504,16 @@ void FrmViewer::openImage(const QString& path) {
         QMessageBox::warning(this, QStringLiteral("Kestrova"), image.problem);
         return;
     }
-    env_.settings.SaveSetting(kSourceSection, QStringLiteral("Image"), path);
-    env_.settings.SaveSetting(kSourceSection, QStringLiteral("Collection"), QString());
+    examine(Source{.origin = QStringLiteral("kr.ini"), .image = path});
+}
+
+void FrmViewer::examine(const Source& chosen) {
+    // One choice is remembered: the others are cleared, so the next start opens this one.
+    env_.settings.SaveSetting(kSourceSection, QStringLiteral("Image"), chosen.image);
+    env_.settings.SaveSetting(kSourceSection, QStringLiteral("Collection"), chosen.collection);
     env_.settings.SaveSetting(kSourceSection, QStringLiteral("Root"), QString());
     env_.settings.SaveSetting(kSourceSection, QStringLiteral("User"), QString());
-    env_.select(Source{.origin = QStringLiteral("kr.ini"), .image = path});
+    env_.select(chosen);
     systemChanged();
 }
 
@@ -518,12 +523,7 @@ void FrmViewer::openCollection(const QString& path) {
         QMessageBox::warning(this, QStringLiteral("Kestrova"), collection.problem);
         return;
     }
-    env_.settings.SaveSetting(kSourceSection, QStringLiteral("Collection"), path);
-    env_.settings.SaveSetting(kSourceSection, QStringLiteral("Image"), QString());
-    env_.settings.SaveSetting(kSourceSection, QStringLiteral("Root"), QString());
-    env_.settings.SaveSetting(kSourceSection, QStringLiteral("User"), QString());
-    env_.select(Source{.origin = QStringLiteral("kr.ini"), .collection = path});
-    systemChanged();
+    examine(Source{.origin = QStringLiteral("kr.ini"), .collection = path});
 }
 
 void FrmViewer::openCaseFile() {

@@ -199,6 +199,8 @@ private:
     // Examines a triage collection (a ZIP, a KAPE container); says why and changes nothing when
     // it cannot.
     void openCollection(const QString& path);
+    // Examines an image or a collection the user opened, and remembers it in kr.ini.
+    void examine(const Source& chosen);
     void systemChanged();
     void updateTitle();
     // Puts the zone kr.ini names in force (this computer's where it names none or one that
