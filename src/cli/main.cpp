@@ -21,7 +21,7 @@
 #include "cli/kind_reading.h"
 #include "cli/output.h"
 #include "cli/usage.h"
-#include "cli/case_hosts.h"
+#include "platform/system/case_hosts.h"
 #include "cli/trace_commands.h"
 #include "cli/state_rows.h"
 #include "cli/summary_output.h"
@@ -124,7 +124,7 @@ struct Options {
     QString root, image, partition, user, indexFile, tz, output, from, to, kinds, snapshots, collection, caseFolder;
     // Every --root, --image and --collection in order: each is one host of the case. root, image
     // and collection hold the first of each.
-    std::vector<cli::Evidence> evidence;
+    std::vector<Evidence> evidence;
     std::optional<QString> format, groups;
     bool verbose = false, last = false, help = false, keys = false, version = false, list = false, noLogReplay = false, tags = false;
     QString command;
@@ -163,7 +163,7 @@ std::optional<QString> parse(const QStringList& args, Options& o) {
             const auto v = value();
             if (!v) return QStringLiteral("%1 needs a value").arg(arg);
             if (target == &o.image || target == &o.root || target == &o.collection) {
-                o.evidence.push_back({target == &o.root ? cli::Evidence::Is::Folder : target == &o.image ? cli::Evidence::Is::Image : cli::Evidence::Is::Collection, *v});
+                o.evidence.push_back({target == &o.root ? Evidence::Is::Folder : target == &o.image ? Evidence::Is::Image : Evidence::Is::Collection, *v});
                 if (!target->isEmpty()) {
                     known = true;
                     continue;
@@ -403,8 +403,8 @@ QString hostFolder(const Options& o) { return o.output.endsWith(QLatin1Char('/')
 // The hosts examined: the one volume named (or the sample, or the window's last choice), or
 // every evidence named and in the --case folder, each a host. A host that cannot be examined is
 // said and left out (*leftOut); nullopt when none is left.
-std::optional<std::vector<cli::Host>> openHostsOf(const Options& o, bool tracing, bool* leftOut) {
-    std::vector<cli::Host> hosts;
+std::optional<std::vector<Host>> openHostsOf(const Options& o, bool tracing, bool* leftOut) {
+    std::vector<Host> hosts;
     if (o.evidence.size() <= 1 && o.caseFolder.isEmpty()) {
         // The traces read every user; --user narrows them, it does not choose the classic profile.
         const QString classicUser = tracing ? QString() : o.user;
@@ -414,18 +414,18 @@ std::optional<std::vector<cli::Host>> openHostsOf(const Options& o, bool tracing
         hosts.push_back({QString(), std::move(env)});
         return hosts;
     }
-    std::vector<cli::Evidence> evidence = o.evidence;
+    std::vector<Evidence> evidence = o.evidence;
     if (!o.caseFolder.isEmpty()) {
         QString why;
-        const auto found = cli::caseFolder(o.caseFolder, &why);
+        const auto found = caseFolder(o.caseFolder, &why);
         if (!found) {
             std::fprintf(stderr, "kestrova-cli: --case: %s\n", qPrintable(why));
             return std::nullopt;
         }
         evidence.insert(evidence.end(), found->begin(), found->end());
     }
-    hosts = cli::openHosts(evidence, o.partition.toInt(), !o.noLogReplay);
-    std::erase_if(hosts, [&](const cli::Host& host) {
+    hosts = openHosts(evidence, o.partition.toInt(), !o.noLogReplay);
+    std::erase_if(hosts, [&](const Host& host) {
         const auto problem = host.env->volumeProblem();
         if (problem) std::fprintf(stderr, "kestrova-cli: host %s left out: %s\n", qPrintable(showEscapedBytes(host.name)), qPrintable(*problem));
         *leftOut = *leftOut || problem.has_value();
@@ -449,7 +449,7 @@ bool redirectOutput(const QString& path) {
 
 // kestrova-cli summary: the overview (cli/summary_output.h), a section a host where there are
 // several (json and html: a file a host, with -o DIR/).
-int summaries(std::vector<cli::Host>& hosts, const Options& o, const QTimeZone& zone) {
+int summaries(std::vector<Host>& hosts, const Options& o, const QTimeZone& zone) {
     const auto format = chosenFormat<cli::SummaryFormat>(o.format, {{"text", cli::SummaryFormat::Text}, {"json", cli::SummaryFormat::Json}, {"html", cli::SummaryFormat::Html}});
     if (!format) return 2;
     if (!o.operands.isEmpty()) return usageError(QStringLiteral("summary takes no operands"));
@@ -465,12 +465,12 @@ int summaries(std::vector<cli::Host>& hosts, const Options& o, const QTimeZone& 
         return usageError(QStringLiteral("the summaries of several hosts as json or html go one file a host: -o DIR/"));
     }
     int status = 0;
-    for (cli::Host& host : hosts) {
+    for (Host& host : hosts) {
         std::fflush(stdout);
         if (!folder.isEmpty()) {
             const QString extension = *format == cli::SummaryFormat::Text ? QStringLiteral("txt") : *o.format;
             QDir().mkpath(folder);
-            if (!redirectOutput(QDir(folder).filePath(cli::hostFileName(host.name.isEmpty() ? host.env->system->computerName() : host.name) + QLatin1Char('.') + extension))) {
+            if (!redirectOutput(QDir(folder).filePath(hostFileName(host.name.isEmpty() ? host.env->system->computerName() : host.name) + QLatin1Char('.') + extension))) {
                 status = 1;
                 continue;
             }
@@ -528,7 +528,7 @@ int main(int argc, char** argv) {
                      qPrintable(env.source.root));
     }
     if (o.verbose && o.command != QLatin1String("info")) {
-        for (const cli::Host& host : *hosts) {
+        for (const Host& host : *hosts) {
             for (const QString& line : host.env->system->hiveReplays()) std::fprintf(stderr, "%s\n", qPrintable(showEscapedBytes(line)));
         }
     }
@@ -545,7 +545,7 @@ int main(int argc, char** argv) {
     if (o.verbose) std::fprintf(stderr, "times in: %s (%s)\n", qPrintable(zone->name), qPrintable(zoneInForce()));
     if (o.command == QLatin1String("info")) {
         int status = 0;
-        for (const cli::Host& host : *hosts) {
+        for (const Host& host : *hosts) {
             if (manyHosts) out << (&host == &hosts->front() ? "" : "\n") << "host: " << showEscapedBytes(host.name) << '\n';
             status = std::max(status, info(*host.env, out, o.verbose));
         }

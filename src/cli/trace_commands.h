@@ -10,7 +10,7 @@
 #include <optional>
 #include <vector>
 
-#include "cli/case_hosts.h"
+#include "platform/system/case_hosts.h"
 
 namespace kestrova::cli {
 

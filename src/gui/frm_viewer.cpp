@@ -485,6 +485,7 @@ void FrmViewer::chooseSystem() {
     FrmChooseSystem dialog(env_.source, this);
     if (dialog.exec() != QDialog::Accepted) return;
     const Source chosen = dialog.chosen();
+    caseHosts_.clear();
     env_.settings.SaveSetting(kSourceSection, QStringLiteral("Root"), chosen.root);
     env_.settings.SaveSetting(kSourceSection, QStringLiteral("User"), chosen.user);
     env_.settings.SaveSetting(kSourceSection, QStringLiteral("Image"), chosen.image);
@@ -507,7 +508,36 @@ void FrmViewer::openImage(const QString& path) {
     examine(Source{.origin = QStringLiteral("kr.ini"), .image = path});
 }
 
+void FrmViewer::openCase(const QString& folder) {
+    QString why;
+    const auto evidence = caseFolder(folder, &why);
+    if (!evidence) {
+        QMessageBox::warning(this, QStringLiteral("Kestrova"), why);
+        return;
+    }
+    std::vector<Host> hosts = openHosts(*evidence, 0, env_.replayLogs);
+    QStringList leftOut;
+    std::erase_if(hosts, [&](const Host& host) {
+        const auto problem = host.env->volumeProblem();
+        if (problem) leftOut << host.name + QStringLiteral(": ") + *problem;
+        return problem.has_value();
+    });
+    if (hosts.empty()) {
+        QMessageBox::warning(this, QStringLiteral("Kestrova"), QStringLiteral("No host of %1 can be examined:\n%2").arg(folder, leftOut.join(QLatin1Char('\n'))));
+        return;
+    }
+    // Every record must be accounted for: a host left out is said, not passed over.
+    if (!leftOut.isEmpty()) {
+        QMessageBox::warning(this, QStringLiteral("Kestrova"), QStringLiteral("Left out of the case:\n%1").arg(leftOut.join(QLatin1Char('\n'))));
+    }
+    // The classic categories examine the first host; the traces read them all.
+    env_.select(hosts.front().env->source);
+    caseHosts_ = std::move(hosts);
+    systemChanged();
+}
+
 void FrmViewer::examine(const Source& chosen) {
+    caseHosts_.clear();
     // One choice is remembered: the others are cleared, so the next start opens this one.
     env_.settings.SaveSetting(kSourceSection, QStringLiteral("Image"), chosen.image);
     env_.settings.SaveSetting(kSourceSection, QStringLiteral("Collection"), chosen.collection);
@@ -558,10 +588,14 @@ void FrmViewer::systemChanged() {
 void FrmViewer::updateTitle() {
     const QString computer = env_.os->ComputerName();
     // The zone every local time of the list is in: the examiner must be able to tell.
-    setWindowTitle(QStringLiteral("Kestrova %1 - %2 on %3 (%4) - times in %5")
+    // A case: the classic categories show its first host; the traces read every host.
+    const QString inCase = caseHosts_.empty() ? QString()
+                           : caseHosts_.size() == 1 ? QStringLiteral(" - a case of 1 host")
+                                                    : QStringLiteral(" - a case of %1 hosts").arg(caseHosts_.size());
+    setWindowTitle(QStringLiteral("Kestrova %1 - %2 on %3 (%4)%5 - times in %6")
                        .arg(static_cast<double>(kProgramVersion))
                        .arg(showEscapedBytes(env_.source.user.isEmpty() ? QStringLiteral("no user") : env_.source.user),
-                            computer.isEmpty() ? QStringLiteral("unknown computer") : computer, env_.system->volume().description(),
+                            computer.isEmpty() ? QStringLiteral("unknown computer") : computer, env_.system->volume().description(), inCase,
                             zoneInForce()));
 }
 

@@ -12,6 +12,8 @@
 
 #include "core/app/services.h"
 #include "core/app/session.h"
+#include "gui/responsive_sink.h"
+#include "platform/system/case_hosts.h"
 #include "platform/system/environment.h"
 
 class QAction;
@@ -101,6 +103,7 @@ public:
     QAction* mnuChooseSystem;
     QAction* mnuOpenImage;  // File > Open Disk Image...
     QAction* mnuOpenCollection;  // File > Open Collection...
+    QAction* mnuOpenCase;        // File > Open Case...
     QAction* mnuOptions;
     QAction* mnuExit;
     QAction* mnuCreate;
@@ -177,7 +180,16 @@ private:
     void showTracePane(QWidget* pane);
     // Reads into a trace pane: shows it, runs `read` under the run control with a context on the
     // examined system, and writes the outcome panel: what `read` counted, Cancel, the findings.
-    void runTraces(QWidget* pane, const QString& reading, const std::function<QString(KindReading&)>& read);
+    // What a trace pane reads through: every kind of the examined volume, or of every host of the
+    // case opened, each record with its host.
+    struct TraceReading {
+        KindReader read;
+        bool withStates = false;
+        bool withHosts = false;
+        std::function<QString()> emptyReason;  // why the last kind read gave nothing
+        std::function<bool()> anyFinding;      // whether the last kind read noted a finding
+    };
+    void runTraces(QWidget* pane, const QString& reading, const std::function<QString(const TraceReading&)>& read);
     // Fills View > Snapshots with the stores of the image examined, checked as kr.ini says.
     void fillSnapshotsMenu();
     // Forgets the case file of the system examined before (another is opened when needed), and
@@ -199,6 +211,12 @@ private:
     // Examines a triage collection (a ZIP, a KAPE container); says why and changes nothing when
     // it cannot.
     void openCollection(const QString& path);
+    // Opens every image, ZIP and collection folder in a folder as the hosts of one case: the trace
+    // tables, the Timeline and the Overview read them all (the Timeline's Hosts menu chooses which
+    // are shown); the classic categories examine the first. Says why and changes nothing when no
+    // host can be examined.
+    void openCase(const QString& folder);
+    std::vector<Host> caseHosts_;
     // Examines an image or a collection the user opened, and remembers it in kr.ini.
     void examine(const Source& chosen);
     void systemChanged();

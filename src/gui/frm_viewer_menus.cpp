@@ -40,6 +40,12 @@ void FrmViewer::buildMenus() {
         if (!chosen.isEmpty()) openCollection(chosen);
     });
     mnuOpenCollection->setShortcut(QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_O));
+    mnuOpenCase = file->addAction(QStringLiteral("Open Cas&e..."), this, [this] {
+        if (refuseWhileRunning()) return;
+        const QString chosen = folderDialog(QStringLiteral("Open Case: the folder of the hosts' images and collections"));
+        if (!chosen.isEmpty()) openCase(chosen);
+    });
+    mnuOpenCase->setShortcut(QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_E));
     mnuOptions = file->addAction(QStringLiteral("Options"), this, [this] {
         FrmOptions options(*services_.reportFolder, env_.settings, *env_.os, this);
         options.exec();

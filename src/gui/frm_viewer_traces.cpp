@@ -27,7 +27,20 @@ void FrmViewer::showTracePane(QWidget* pane) {
     if (pane) URLs->hide();
 }
 
-void FrmViewer::runTraces(QWidget* pane, const QString& reading, const std::function<QString(KindReading&)>& read) {
+namespace {
+
+// Reads through the states chosen; a merge that fails is said as a finding of the volume.
+qint64 readThrough(KindReading& kinds, Findings& findings, const TraceKind& kind, TraceSink& sink) {
+    bool goOn = true;
+    QString why;
+    const qint64 records = kinds.read(kind, sink, &goOn, &why);
+    if (!why.isEmpty()) findings.note(FindingKind::Unreadable, QLatin1String(kind.name), why);
+    return records;
+}
+
+}  // namespace
+
+void FrmViewer::runTraces(QWidget* pane, const QString& reading, const std::function<QString(const TraceReading&)>& read) {
     if (run_.running) return;
     {
         const RunningScope running(run_);
@@ -35,22 +48,49 @@ void FrmViewer::runTraces(QWidget* pane, const QString& reading, const std::func
         showTracePane(pane);
         showOutcome(reading);
         Command1->show();
-        env_.system->findings().clear();
-        KindReading kinds(env_, QString());
+        // The volume examined, or every host of the case opened.
+        std::vector<std::pair<QString, Environment*>> hosts;
+        if (caseHosts_.empty()) hosts.emplace_back(QString(), &env_);
+        for (Host& host : caseHosts_) hosts.emplace_back(host.name, host.env.get());
+        std::vector<std::unique_ptr<KindReading>> kinds;
+        QStringList said;
+        for (const auto& [name, env] : hosts) {
+            env->system->findings().clear();
+            kinds.push_back(std::make_unique<KindReading>(*env, QString()));
+        }
         // The shadow copies View > Snapshots names; a choice that no longer fits the image (fewer
         // stores) is said, and the volume is read as it is.
-        QStringList said;
         QString why;
-        const QString snapshots = env_.image ? env_.settings.GetSetting(QStringLiteral("general"), kSnapshotsKey) : QString();
-        if (snapshots != kUnknownValue && !kinds.chooseStates(snapshots, &said, &why)) said << QStringLiteral("snapshots: ") + why;
-        const QString counted = read(kinds);
+        const QString snapshots = caseHosts_.empty() && env_.image ? env_.settings.GetSetting(QStringLiteral("general"), kSnapshotsKey) : QString();
+        if (snapshots != kUnknownValue && !kinds.front()->chooseStates(snapshots, &said, &why)) said << QStringLiteral("snapshots: ") + why;
+        const bool named = !caseHosts_.empty();
+        TraceReading traces;
+        traces.withStates = kinds.front()->withStates();
+        traces.withHosts = named;
+        traces.read = [&](const TraceKind& kind, TraceSink& sink) {
+            qint64 records = 0;
+            for (size_t h = 0; h < hosts.size() && !run_.stopRequested; ++h) {
+                std::optional<HostSink> host;
+                TraceSink& to = named ? host.emplace(sink, hosts[h].first.toUtf8()) : sink;
+                records += readThrough(*kinds[h], hosts[h].second->system->findings(), kind, to);
+            }
+            return records;
+        };
+        traces.emptyReason = [&] { return kinds.front()->context().emptyReason(); };
+        traces.anyFinding = [&] {
+            return std::any_of(hosts.begin(), hosts.end(), [](const auto& host) { return !host.second->system->findings().all().empty(); });
+        };
+        const QString counted = read(traces);
         Command1->hide();
         QStringList outcome{counted + (run_.stopRequested ? QStringLiteral(", stopped by Cancel") : QString())};
         outcome.append(said);
-        for (const Finding& finding : env_.system->findings().all()) outcome.append(showEscapedBytes(finding.text()));
-        for (const StateReading& state : kinds.states()) {
-            for (const Finding& finding : state.state->system->findings().all()) {
-                outcome.append(QString::fromUtf8(state.state->name) + QStringLiteral(": ") + showEscapedBytes(finding.text()));
+        for (size_t h = 0; h < hosts.size(); ++h) {
+            const QString prefix = named ? hosts[h].first + QStringLiteral(": ") : QString();
+            for (const Finding& finding : hosts[h].second->system->findings().all()) outcome.append(prefix + showEscapedBytes(finding.text()));
+            for (const StateReading& state : kinds[h]->states()) {
+                for (const Finding& finding : state.state->system->findings().all()) {
+                    outcome.append(prefix + QString::fromUtf8(state.state->name) + QStringLiteral(": ") + showEscapedBytes(finding.text()));
+                }
             }
         }
         showOutcome(outcome.join(QStringLiteral("; ")), outcome.join(QLatin1Char('\n')));
@@ -58,30 +98,14 @@ void FrmViewer::runTraces(QWidget* pane, const QString& reading, const std::func
     if (!pendingKey_.isEmpty()) runKey(std::exchange(pendingKey_, QString()));
 }
 
-namespace {
-
-// Reads through the states chosen; a merge that fails is said as a finding of the volume.
-KindReader readerOf(KindReading& kinds, Findings& findings) {
-    return [&kinds, &findings](const TraceKind& kind, TraceSink& sink) {
-        bool goOn = true;
-        QString why;
-        const qint64 records = kinds.read(kind, sink, &goOn, &why);
-        if (!why.isEmpty()) findings.note(FindingKind::Unreadable, QLatin1String(kind.name), why);
-        return records;
-    };
-}
-
-}  // namespace
-
 void FrmViewer::runTraceKind(const TraceKind& kind) {
     caseFile();
-    runTraces(tracePane, QStringLiteral("Reading %1...").arg(QLatin1String(kind.name)), [&](KindReading& kinds) {
-        TraceContext& context = kinds.context();
-        const qint64 records = tracePane->fill(kind, readerOf(kinds, env_.system->findings()), kinds.withStates(), traceZone(), run_);
+    runTraces(tracePane, QStringLiteral("Reading %1...").arg(QLatin1String(kind.name)), [&](const TraceReading& traces) {
+        const qint64 records = tracePane->fill(kind, traces.read, {.states = traces.withStates, .host = traces.withHosts}, traceZone(), run_);
         // An empty table says why, as an empty category does: a finding when there is one, else
         // what the kind looked for.
-        if (records == 0 && env_.system->findings().all().empty() && !run_.stopRequested) {
-            return QStringLiteral("%1: Nothing found: %2").arg(QLatin1String(kind.name), context.emptyReason());
+        if (records == 0 && !traces.anyFinding() && !run_.stopRequested) {
+            return QStringLiteral("%1: Nothing found: %2").arg(QLatin1String(kind.name), traces.emptyReason());
         }
         return QStringLiteral("%1: %2 records").arg(QLatin1String(kind.name)).arg(records);
     });
@@ -89,15 +113,15 @@ void FrmViewer::runTraceKind(const TraceKind& kind) {
 
 void FrmViewer::runTimeline() {
     caseFile();
-    runTraces(timelinePane, QStringLiteral("Reading every trace into the timeline..."), [&](KindReading& kinds) {
-        const qint64 events = timelinePane->fill(readerOf(kinds, env_.system->findings()), traceZone(), env_.system->computerName(), run_);
+    runTraces(timelinePane, QStringLiteral("Reading every trace into the timeline..."), [&](const TraceReading& traces) {
+        const qint64 events = timelinePane->fill(traces.read, traceZone(), env_.system->computerName(), run_);
         return QStringLiteral("timeline: %1 events").arg(events);
     });
 }
 
 void FrmViewer::runOverview() {
-    runTraces(overviewPane, QStringLiteral("Reading every trace into the overview..."), [&](KindReading& kinds) {
-        const qint64 records = overviewPane->fill(readerOf(kinds, env_.system->findings()), traceZone(), run_);
+    runTraces(overviewPane, QStringLiteral("Reading every trace into the overview..."), [&](const TraceReading& traces) {
+        const qint64 records = overviewPane->fill(traces.read, traceZone(), run_);
         return QStringLiteral("overview: %1 records read").arg(records);
     });
     mnuExport->setEnabled(false);  // the overview is exported as the case report (kestrova-cli summary --format html)

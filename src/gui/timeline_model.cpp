@@ -47,6 +47,7 @@ QString TimelineModel::cell(size_t event, int column) const {
     case Description: return QString::fromLatin1(store_->meaning(e));
     case Kind: return QString::fromLatin1(store_->kindOf(e).name);
     case User: return e.user < store_->users().size() ? store_->users()[e.user] : QString();
+    case Host: return e.host < store_->hosts().size() ? store_->hosts()[e.host] : QString();
     case Message: {
         const std::string m = store_->message(e);
         return QString::fromUtf8(m.data(), static_cast<qsizetype>(m.size()));
@@ -76,7 +77,7 @@ QVariant TimelineModel::data(const QModelIndex& index, int role) const {
 
 QVariant TimelineModel::headerData(int section, Qt::Orientation orientation, int role) const {
     if (role != Qt::DisplayRole || orientation != Qt::Horizontal) return {};
-    static const char* const kNames[] = {"datetime", "timestamp_desc", "kind", "user", "message", "source", "tag"};
+    static const char* const kNames[] = {"datetime", "timestamp_desc", "kind", "user", "message", "source", "tag", "host"};
     return section >= 0 && section < ColumnCount ? QString::fromLatin1(kNames[section]) : QVariant();
 }
 

@@ -16,7 +16,8 @@ namespace kestrova {
 class TimelineModel : public QAbstractTableModel {
     Q_OBJECT
 public:
-    enum Column { DateTime, Description, Kind, User, Message, Source, Tag, ColumnCount };
+    // Host is shown where a case of several hosts is read.
+    enum Column { DateTime, Description, Kind, User, Message, Source, Tag, Host, ColumnCount };
 
     explicit TimelineModel(QObject* parent = nullptr) : QAbstractTableModel(parent) {}
     void setStore(const TimelineStore* store, const QTimeZone& zone);

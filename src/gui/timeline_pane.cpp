@@ -20,21 +20,41 @@
 #include "traces/trace_context.h"
 
 namespace kestrova {
+namespace {
+
+// A button whose menu checks names on and off (the kinds, users or hosts shown).
+QToolButton* filterButton(QWidget* parent, const QString& text, QMenu** menu) {
+    auto* button = new QToolButton(parent);
+    button->setText(text);
+    button->setPopupMode(QToolButton::InstantPopup);
+    *menu = new QMenu(button);
+    button->setMenu(*menu);
+    return button;
+}
+
+// What a filter menu lets through, by each entry's index (its data); empty when every entry is
+// checked (nothing is filtered out).
+std::vector<bool> checkedOf(const QMenu* menu, size_t count) {
+    const QList<QAction*> actions = menu->actions();
+    if (std::all_of(actions.begin(), actions.end(), [](const QAction* a) { return a->isChecked(); })) return {};
+    std::vector<bool> checked(count, false);
+    for (const QAction* a : actions) {
+        const auto at = static_cast<size_t>(a->data().toInt());
+        if (at < count) checked[at] = a->isChecked();
+    }
+    return checked;
+}
+
+}  // namespace
 
 TimelinePane::TimelinePane(QWidget* parent) : QWidget(parent) {
     filter = new QLineEdit(this);
     filter->setPlaceholderText(QStringLiteral("Filter: any text of the events"));
     filter->setClearButtonEnabled(true);
-    kindsButton_ = new QToolButton(this);
-    kindsButton_->setText(QStringLiteral("Kinds"));
-    kindsButton_->setPopupMode(QToolButton::InstantPopup);
-    kindsMenu_ = new QMenu(kindsButton_);
-    kindsButton_->setMenu(kindsMenu_);
-    usersButton_ = new QToolButton(this);
-    usersButton_->setText(QStringLiteral("Users"));
-    usersButton_->setPopupMode(QToolButton::InstantPopup);
-    usersMenu_ = new QMenu(usersButton_);
-    usersButton_->setMenu(usersMenu_);
+    kindsButton_ = filterButton(this, QStringLiteral("Kinds"), &kindsMenu_);
+    usersButton_ = filterButton(this, QStringLiteral("Users"), &usersMenu_);
+    hostsButton_ = filterButton(this, QStringLiteral("Hosts"), &hostsMenu_);
+    hostsButton_->hide();
     auto* whole = new QPushButton(QStringLiteral("Whole range"), this);
     count = new QLabel(this);
     outsideButton = new QPushButton(this);
@@ -64,6 +84,7 @@ TimelinePane::TimelinePane(QWidget* parent) : QWidget(parent) {
     bar->addWidget(filter, 1);
     bar->addWidget(kindsButton_);
     bar->addWidget(usersButton_);
+    bar->addWidget(hostsButton_);
     bar->addWidget(whole);
     bar->addWidget(count);
     bar->addWidget(outsideButton);
@@ -163,6 +184,7 @@ qint64 TimelinePane::fill(const KindReader& read, const QTimeZone& zone, const Q
 void TimelinePane::rebuildMenus() {
     kindsMenu_->clear();
     usersMenu_->clear();
+    hostsMenu_->clear();
     std::vector<bool> present(traceKinds().size(), false);
     for (size_t i = 0; i < store_->size(); ++i) present[store_->event(i).kind] = true;
     for (size_t k = 0; k < present.size(); ++k) {
@@ -181,6 +203,25 @@ void TimelinePane::rebuildMenus() {
         a->setData(static_cast<int>(u));
         connect(a, &QAction::toggled, this, [this] { refilter(); });
     }
+    // A case of several hosts: which hosts to show, and the host column.
+    const bool hosts = store_->hosts().size() > 1;
+    for (qsizetype h = 0; hosts && h < store_->hosts().size(); ++h) {
+        QAction* a = hostsMenu_->addAction(store_->hosts()[h]);
+        a->setCheckable(true);
+        a->setChecked(true);
+        a->setData(static_cast<int>(h));
+        connect(a, &QAction::toggled, this, [this] { refilter(); });
+    }
+    hostsButton_->setVisible(hosts);
+    table->setColumnHidden(TimelineModel::Host, !hosts);
+}
+
+void TimelinePane::setHosts(const QStringList& hosts) {
+    for (QAction* a : hostsMenu_->actions()) {
+        const QSignalBlocker one(a);
+        a->setChecked(hosts.isEmpty() || hosts.contains(a->text()));
+    }
+    refilter();
 }
 
 void TimelinePane::setKinds(const QStringList& kinds) {
@@ -220,17 +261,9 @@ void TimelinePane::refilter(bool keepRange) {
     if (!store_) return;
     TimelineStore::Filter f;
     f.text = filter->text();
-    bool allKinds = true, allUsers = true;
-    for (QAction* a : kindsMenu_->actions()) allKinds = allKinds && a->isChecked();
-    for (QAction* a : usersMenu_->actions()) allUsers = allUsers && a->isChecked();
-    if (!allKinds) {
-        f.kinds.assign(traceKinds().size(), false);
-        for (QAction* a : kindsMenu_->actions()) f.kinds[static_cast<size_t>(a->data().toInt())] = a->isChecked();
-    }
-    if (!allUsers) {
-        f.users.assign(static_cast<size_t>(store_->users().size()), false);
-        for (QAction* a : usersMenu_->actions()) f.users[static_cast<size_t>(a->data().toInt())] = a->isChecked();
-    }
+    f.kinds = checkedOf(kindsMenu_, traceKinds().size());
+    f.users = checkedOf(usersMenu_, static_cast<size_t>(store_->users().size()));
+    f.hosts = checkedOf(hostsMenu_, static_cast<size_t>(store_->hosts().size()));
     filtered_ = store_->select(f);
     if (onlyTagged->isChecked()) std::erase_if(filtered_, [this](uint32_t event) { return !model_->tagged(event); });
     std::vector<int64_t> times;

@@ -43,6 +43,7 @@ public:
     // Shows only these kinds / users (names); empty: all. For the menus and tests.
     void setKinds(const QStringList& kinds);
     void setUsers(const QStringList& users);
+    void setHosts(const QStringList& hosts);
     // Narrows to the events holding `text` ("" any), of `user` ("" any), in [from, to] (either end
     // open): what an item of the Overview stands for.
     void focusOn(const QString& text, const QString& user, std::optional<int64_t> from, std::optional<int64_t> to);
@@ -78,8 +79,10 @@ private:
     TimelineModel* model_;
     QToolButton* kindsButton_;
     QToolButton* usersButton_;
+    QToolButton* hostsButton_;  // shown where a case of several hosts is read
     QMenu* kindsMenu_;
     QMenu* usersMenu_;
+    QMenu* hostsMenu_;
     QTimeZone zone_;
     QString hostname_;
     std::vector<uint32_t> filtered_;        // text, kinds and users applied, in time order

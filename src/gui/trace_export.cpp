@@ -79,7 +79,7 @@ std::vector<Cell> timelineCells(const TimelineModel& timeline, const QString& ho
                             {"user", QString::fromUtf8(from.user)},
                             {"browser", QString::fromUtf8(from.browser)},
                             {"profile", QString::fromUtf8(from.profile)},
-                            {"hostname", hostname},
+                            {"hostname", from.host.isEmpty() ? hostname : QString::fromUtf8(from.host)},
                             {"source", QString::fromUtf8(from.source)},
                             {"source_part", QString::fromUtf8(from.part)}};
     QStringList pairs;

@@ -74,11 +74,11 @@ QString TracePane::openableText(const QModelIndex& shown) const {
     return shown.data(Qt::DisplayRole).toString();
 }
 
-qint64 TracePane::fill(const TraceKind& kind, const KindReader& read, bool withStates, const QTimeZone& zone, RunControl& run) {
+qint64 TracePane::fill(const TraceKind& kind, const KindReader& read, ExtraColumns extra, const QTimeZone& zone, RunControl& run) {
     filter->clear();
     table->horizontalHeader()->setSortIndicator(-1, Qt::AscendingOrder);
     proxy_->sort(-1);
-    model_->start(kind, zone, withStates);
+    model_->start(kind, zone, extra);
     // The window stays responsive while the table fills: records reach the view in batches,
     // events run between them, Cancel ends the reading.
     ResponsiveSink sink(*model_, run, [this] { model_->flush(); });

@@ -26,8 +26,9 @@ public:
 
     // Reads a kind into the table, its times in that zone, the records reaching the view in
     // batches with events run between them; Cancel (run.stopRequested) ends the reading. Returns
-    // how many records were read. withStates: the snapshot columns are shown.
-    qint64 fill(const TraceKind& kind, const KindReader& read, bool withStates, const QTimeZone& zone, RunControl& run);
+    // how many records were read. extra: the snapshot and host columns are shown where states or
+    // several hosts are read.
+    qint64 fill(const TraceKind& kind, const KindReader& read, ExtraColumns extra, const QTimeZone& zone, RunControl& run);
     // Writes the table as shown; the format follows the name (.xlsx, else CSV). nullopt when
     // written, else why not.
     std::optional<QString> exportTo(const QString& path) const;

@@ -8,10 +8,11 @@ namespace {
 constexpr int kTagColumn = -9;  // outputColumns' tag
 }  // namespace
 
-void TraceTableModel::start(const TraceKind& kind, const QTimeZone& zone, bool withStates) {
+void TraceTableModel::start(const TraceKind& kind, const QTimeZone& zone, ExtraColumns extra) {
     beginResetModel();
     kind_ = &kind;
-    columns_ = outputColumns(kind, {.states = withStates, .tags = true});
+    extra.tags = true;
+    columns_ = outputColumns(kind, extra);
     identities_.clear();
     whats_.clear();
     times_ = IsoTimeWriter(zone);

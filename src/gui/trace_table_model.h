@@ -28,7 +28,8 @@ public:
 
     // Empties the table for a kind's records, their times written in that zone. The last column is
     // the examiner's tag (from the case file given to setCaseFile).
-    void start(const TraceKind& kind, const QTimeZone& zone, bool withStates = false);
+    // extra: the snapshot and host columns where states or several hosts are read (the tag column is always there).
+    void start(const TraceKind& kind, const QTimeZone& zone, ExtraColumns extra = {});
     // The examiner's case file the tag column shows (nullptr: none).
     void setCaseFile(CaseFile* tags) { tags_ = tags; }
     CaseFile* caseFile() const { return tags_; }

@@ -46,27 +46,29 @@ std::optional<TimeRange> bulkRange(std::span<const int64_t> sorted) {
     return TimeRange{*first, *last};
 }
 
+uint8_t TimelineStore::Names::indexOf(const QByteArray& name) {
+    if (name == last && !names.isEmpty()) return lastIndex;
+    const QString text = QString::fromUtf8(name);
+    qsizetype at = names.indexOf(text);
+    if (at < 0) {
+        names.append(text);
+        at = names.size() - 1;
+    }
+    last = QByteArray(name.constData(), name.size());  // a copy: the record's bytes are only lent
+    lastIndex = static_cast<uint8_t>(std::min<qsizetype>(at, 255));
+    return lastIndex;
+}
+
 bool TimelineStore::record(const TraceKind& kind, const Provenance& from, std::span<const Value> values) {
     const auto kindIndex = static_cast<uint16_t>(&kind - traceKinds().data());
-    // Records come a source after another: the user is looked up only when it changes.
-    if (from.user != lastUser_ || users_.isEmpty()) {
-        const QString user = QString::fromUtf8(from.user);
-        lastUserIndex_ = users_.indexOf(user);
-        if (lastUserIndex_ < 0) {
-            users_.append(user);
-            lastUserIndex_ = users_.size() - 1;
-        }
-        lastUser_ = QByteArray(from.user.constData(), from.user.size());  // a copy: the record's bytes are only lent
-    }
-    const qsizetype userIndex = lastUserIndex_;
+    const uint8_t user = users_.indexOf(from.user), host = hosts_.indexOf(from.host);
     // Offsets are 32-bit: a timeline of more than 4 GiB of records is more than a window shows.
     if (arena_.size() >= 0xF0000000u) return false;
     const auto body = static_cast<uint32_t>(arena_.size());
     bool any = false;
     for (size_t f = 0; f < kind.fields.size(); ++f) {
         if (!times_.wanted(kind, f, from, values)) continue;
-        events_.push_back(Event{values[f].number, body, records_, kindIndex, static_cast<uint8_t>(f),
-                                static_cast<uint8_t>(std::min<qsizetype>(userIndex, 255))});
+        events_.push_back(Event{values[f].number, body, records_, kindIndex, static_cast<uint8_t>(f), user, host});
         any = true;
     }
     ++records_;
@@ -111,6 +113,7 @@ std::vector<uint32_t> TimelineStore::select(const Filter& filter) const {
         if (filter.to && e.time > *filter.to) return false;
         if (!filter.kinds.empty() && (e.kind >= filter.kinds.size() || !filter.kinds[e.kind])) return false;
         if (!filter.users.empty() && (e.user >= filter.users.size() || !filter.users[e.user])) return false;
+        if (!filter.hosts.empty() && (e.host >= filter.hosts.size() || !filter.hosts[e.host])) return false;
         // The text is looked for in the record's bytes (its texts, as stored) and its kind's name.
         return contains(sizedRecordAt(arena_, e.body), needle, searcher) || contains(kindOf(e).name, needle, searcher);
     };

@@ -34,6 +34,7 @@ public:
         uint16_t kind;
         uint8_t field;
         uint8_t user;     // index into users(); 255: more users than a byte names
+        uint8_t host;     // index into hosts(), likewise
     };
 
     bool record(const TraceKind& kind, const Provenance& from, std::span<const Value> values) override;
@@ -49,12 +50,15 @@ public:
     std::string message(const Event& e) const;
     // What the time means ("Visit Time").
     const char* meaning(const Event& e) const;
-    const QStringList& users() const { return users_; }
+    const QStringList& users() const { return users_.names; }
+    // The hosts the events were read from ("" for one host examined alone).
+    const QStringList& hosts() const { return hosts_.names; }
 
     struct Filter {
         QString text;                      // any field, provenance included; ASCII letters in any case
         std::vector<bool> kinds;           // by kind index; empty: every kind
         std::vector<bool> users;           // by users() index; empty: every user
+        std::vector<bool> hosts;           // by hosts() index; empty: every host
         std::optional<int64_t> from, to;   // inclusive
     };
     // The events that pass, as indexes in time order.
@@ -63,9 +67,15 @@ public:
 private:
     std::string arena_;  // u32 size + body, a record after another
     std::vector<Event> events_;
-    QStringList users_;
-    QByteArray lastUser_;
-    qsizetype lastUserIndex_ = -1;
+    // Names kept once, each event naming its own by a byte: records come a source after another,
+    // so the last name is tried first.
+    struct Names {
+        QStringList names;
+        QByteArray last;
+        uint8_t lastIndex = 0;
+        uint8_t indexOf(const QByteArray& name);
+    };
+    Names users_, hosts_;
     uint32_t records_ = 0;
     EventTimes times_;
 };

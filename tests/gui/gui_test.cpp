@@ -951,6 +951,55 @@ private slots:
         QCOMPARE(w->window->model()->rowCount(), rows);
     }
 
+    // File > Open Case: every host of a folder read into the trace tables and the Timeline, each
+    // record with its host; the Timeline's Hosts menu shows the hosts chosen; the classic
+    // categories examine the first host.
+    void openCaseReadsEveryHostAndTheHostsMenuChoosesWhichAreShown() {
+        auto w = makeWorld();
+        QTemporaryDir dir;
+        QString why;
+        QVERIFY2(tools::writeCollection(w->volume.root(), dir.filePath("case/WKS-02.zip"), tools::CollectionLayoutKind::Velociraptor, &why), qPrintable(why));
+        QVERIFY2(tools::writeTraceVolume(dir.filePath("case/profiles"), {}, nullptr, &why), qPrintable(why));
+        w->window->folderDialog = [&](const QString& title) {
+            [&] { QVERIFY(title.startsWith("Open Case")); }();
+            return dir.filePath("case");
+        };
+        QString said;
+        acceptNextMessageBox(&said);
+        w->window->mnuOpenCase->trigger();
+        QVERIFY2(said.isEmpty(), qPrintable(said));
+        QVERIFY2(w->window->windowTitle().contains(" - a case of 2 hosts"), qPrintable(w->window->windowTitle()));
+
+        w->window->mnuMoreTraces->trigger();
+        w->window->runTraceKind(*findTraceKind("browser.history"));
+        QAbstractItemModel* table = w->window->tracePane->table->model();
+        QCOMPARE(table->headerData(0, Qt::Horizontal).toString(), QString("host"));
+        QSet<QString> hosts;
+        for (int r = 0; r < table->rowCount(); ++r) hosts.insert(table->index(r, 0).data().toString());
+        QCOMPARE(hosts, QSet<QString>{"profiles"});  // the sample's volume here has no browser
+
+        w->window->mnuTimeline->trigger();
+        TimelinePane* pane = w->window->timelinePane;
+        QAbstractItemModel* shown = pane->table->model();
+        const int all = shown->rowCount();
+        hosts.clear();
+        for (int r = 0; r < all; ++r) hosts.insert(shown->index(r, TimelineModel::Host).data().toString());
+        QCOMPARE(hosts, (QSet<QString>{"KESTROVA-SAMPLE", "profiles"}));
+        QVERIFY(!pane->table->isColumnHidden(TimelineModel::Host));
+        pane->setHosts({"profiles"});
+        QVERIFY(shown->rowCount() > 0 && shown->rowCount() < all);
+        for (int r = 0; r < shown->rowCount(); ++r) QCOMPARE(shown->index(r, TimelineModel::Host).data().toString(), QString("profiles"));
+        pane->setHosts({});
+        QCOMPARE(shown->rowCount(), all);
+
+        // Another system chosen ends the case: one host, no host column.
+        w->window->openFileDialog = [&](const QString&, const QString&) { return dir.filePath("case/WKS-02.zip"); };
+        w->window->mnuOpenCollection->trigger();
+        QVERIFY(!w->window->windowTitle().contains("a case of"));
+        w->window->mnuTimeline->trigger();
+        QVERIFY(pane->table->isColumnHidden(TimelineModel::Host));
+    }
+
     // Opening an image, another image, then a folder: each reader child ends when the window
     // leaves its image, however many were started, and the window answers between them. A window
     // that waited for a child kept alive by another child's copy of its socket froze for good; a

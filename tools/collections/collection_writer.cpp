@@ -107,6 +107,7 @@ bool writeZip(const QString& path, const std::vector<ZipMember>& members, QStrin
     put(out, static_cast<quint64>(central.size()), 4);
     put(out, centralAt, 4);
     put(out, 0, 2);
+    QDir().mkpath(QFileInfo(path).path());
     QFile file(path);
     if (!file.open(QIODevice::WriteOnly) || file.write(out) != out.size()) {
         *why = QStringLiteral("%1: %2").arg(path, file.errorString());

@@ -1,4 +1,4 @@
-#include "cli/case_hosts.h"
+#include "platform/system/case_hosts.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -6,7 +6,7 @@
 
 #include "platform/volume/collection_layout.h"
 
-namespace kestrova::cli {
+namespace kestrova {
 namespace {
 
 bool imageName(const QString& name) {
@@ -82,4 +82,4 @@ QString hostFileName(const QString& host) {
     return name;
 }
 
-}  // namespace kestrova::cli
+}  // namespace kestrova

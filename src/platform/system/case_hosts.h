@@ -1,7 +1,7 @@
-// The hosts of a case: each folder, image or collection named on the command line (--root,
-// --image, --collection, as often as needed) or found in a case folder (--case DIR) is one host,
-// examined as a system of its own and named by its computer's name (the SYSTEM hive's
-// ComputerName), else by its file's name.
+// The hosts of a case: each folder, image or collection named (on the command line: --root,
+// --image, --collection, as often as needed) or found in a case folder (--case DIR, the window's
+// File > Open Case...) is one host, examined as a system of its own and named by its computer's
+// name (the SYSTEM hive's ComputerName), else by its file's name.
 #pragma once
 
 #include <QString>
@@ -11,7 +11,7 @@
 
 #include "platform/system/environment.h"
 
-namespace kestrova::cli {
+namespace kestrova {
 
 struct Evidence {
     enum class Is { Folder, Image, Collection };
@@ -36,4 +36,4 @@ std::vector<Host> openHosts(const std::vector<Evidence>& evidence, int partition
 // A host's name as a file name: what a file system refuses in a name is replaced by "_".
 QString hostFileName(const QString& host);
 
-}  // namespace kestrova::cli
+}  // namespace kestrova
