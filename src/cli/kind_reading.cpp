@@ -17,7 +17,7 @@ bool KindReading::chooseStates(const QString& snapshots, QString* why) {
     QStringList said;
     const bool chosen = reading_.chooseStates(snapshots, &said, why);
     for (const QString& line : said) std::fprintf(stderr, "kestrova-cli: %s\n", qPrintable(line));
-    if (!chosen && !env_.image) *why = QStringLiteral("--snapshots reads the shadow copies of a disk image's volume: name the image with --image");
+    if (!chosen && !env_.image && !env_.collection) *why = QStringLiteral("--snapshots reads the shadow copies of a disk image's volume: name the image with --image");
     return chosen;
 }
 

@@ -13,6 +13,7 @@
 #include "core/app/startup.h"
 #include "core/time/iso_time.h"
 #include "gui/frm_choose_system.h"
+#include "platform/system/volume_states.h"
 #include "gui/frm_create_report.h"
 #include "gui/frm_options.h"
 #include "gui/timeline_pane.h"
@@ -148,7 +149,10 @@ void FrmViewer::buildMenus() {
 
 void FrmViewer::fillSnapshotsMenu() {
     mnuSnapshots->clear();
-    const std::vector<ShadowStore> stores = env_.image ? env_.image->summary().stores : std::vector<ShadowStore>{};
+    // An image's shadow copies, or the copies a collection's collector took of them.
+    const std::vector<ShadowStore> stores = env_.image                                ? env_.image->summary().stores
+                                            : env_.collection && env_.collection->zip ? collectionStores(*env_.collection->zip)
+                                                                                      : std::vector<ShadowStore>{};
     mnuSnapshots->setEnabled(!stores.empty());
     QString choice = env_.settings.GetSetting(QStringLiteral("general"), kSnapshotsKey);
     if (choice.isEmpty() || choice == kUnknownValue) choice = QStringLiteral("none");

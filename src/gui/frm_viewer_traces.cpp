@@ -61,7 +61,8 @@ void FrmViewer::runTraces(QWidget* pane, const QString& reading, const std::func
         // The shadow copies View > Snapshots names; a choice that no longer fits the image (fewer
         // stores) is said, and the volume is read as it is.
         QString why;
-        const QString snapshots = caseHosts_.empty() && env_.image ? env_.settings.GetSetting(QStringLiteral("general"), kSnapshotsKey) : QString();
+        const bool stores = env_.image || (env_.collection && env_.collection->zip);
+        const QString snapshots = caseHosts_.empty() && stores ? env_.settings.GetSetting(QStringLiteral("general"), kSnapshotsKey) : QString();
         if (snapshots != kUnknownValue && !kinds.front()->chooseStates(snapshots, &said, &why)) said << QStringLiteral("snapshots: ") + why;
         const bool named = !caseHosts_.empty();
         TraceReading traces;

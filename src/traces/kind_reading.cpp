@@ -9,6 +9,15 @@ KindReading::KindReading(Environment& env, const QString& user) : env_(env), con
 
 bool KindReading::chooseStates(const QString& snapshots, QStringList* said, QString* why) {
     if (snapshots.isEmpty() || snapshots == QLatin1String("none")) return true;
+    if (env_.collection && env_.collection->zip) {
+        // A collection's shadow copies, as its collector copied them.
+        const auto stores = chosenStores(snapshots, collectionStores(*env_.collection->zip), why);
+        if (!stores) return false;
+        if (stores->empty()) return true;
+        states_ = openCollectionStates(env_.collection->zip, *stores, env_.replayLogs);
+        readings_ = startStateReadings(states_, env_.privateTemp.path(), context_.onlyUser(), env_.replayLogs);
+        return true;
+    }
     if (!env_.image) {
         *why = QStringLiteral("shadow copies are read from a disk image's volume: examine the image itself");
         return false;

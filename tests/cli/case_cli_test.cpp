@@ -55,7 +55,9 @@ TEST_F(CaseCli, EveryRecordAndEventCarriesItsHostAndTheTimelineIsOneTimeOrder) {
     for (size_t i = 0; i < events.size(); ++i) {
         hosts.insert(events[i]["host"].toString());
         EXPECT_EQ(events[i]["hostname"], events[i]["host"]);
-        if (i > 0) ASSERT_LE(events[i - 1]["timestamp"].toDouble(), events[i]["timestamp"].toDouble()) << "event " << i;
+        if (i > 0) {
+            ASSERT_LE(events[i - 1]["timestamp"].toDouble(), events[i]["timestamp"].toDouble()) << "event " << i;
+        }
     }
     EXPECT_EQ(hosts, (std::set<QString>{"KESTROVA-SAMPLE", "profiles"}));
     // CSV: one table a kind, the host first after the kind's provenance starts.

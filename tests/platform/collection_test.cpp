@@ -6,9 +6,12 @@
 #include <QRegularExpression>
 #include <QTimeZone>
 #include <QFile>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
 
+#include "browsers/trace_volume.h"
 #include "collections/collection_writer.h"
 #include "mksample/sample_system.h"
 #include "platform/system/collection_source.h"
@@ -210,6 +213,35 @@ TEST_F(Collections, EveryLayoutGivesTheRecordsOfTheFolderItWasMadeFrom) {
         EXPECT_TRUE(info.out.contains(QString::fromUtf8(line))) << line << "\n" << info.out.toStdString();
     }
     EXPECT_TRUE(runCli({"--collection", dir_.filePath("kape"), "info"}).out.contains("collection: KAPE collection, a folder\n"));
+}
+
+TEST_F(Collections, AVelociraptorCollectionsShadowCopiesAreItsSnapshots) {
+    // The shadow copy holds another tree: browser profiles the current volume no longer has.
+    QString why;
+    ASSERT_TRUE(tools::writeTraceVolume(dir_.filePath("earlier"), {}, nullptr, &why)) << why.toStdString();
+    ASSERT_TRUE(tools::writeCollection(tree(), dir_.filePath("velo.zip"), tools::CollectionLayoutKind::Velociraptor, &why, "auto", "WKS-01",
+                                       {dir_.filePath("earlier")}))
+        << why.toStdString();
+    const QString zip = dir_.filePath("velo.zip");
+    const CliRun info = runCli({"--collection", zip, "info"});
+    EXPECT_TRUE(info.out.contains("shadow copy 1: ")) << info.out.toStdString();
+    EXPECT_TRUE(info.out.contains("under uploads/ntfs/%5C%5C%3F%5CGLOBALROOT%5CDevice%5CHarddiskVolumeShadowCopy1\n")) << info.out.toStdString();
+
+    const CliRun current = runCli({"--collection", zip, "traces", "browser.history"});
+    const CliRun states = runCli({"--collection", zip, "traces", "browser.history", "--snapshots", "all"});
+    ASSERT_EQ(states.exitCode, 0) << states.err.toStdString();
+    qsizetype gone = 0, now = 0;
+    for (const QString& line : states.out.split('\n', Qt::SkipEmptyParts)) {
+        const QJsonObject record = QJsonDocument::fromJson(line.toUtf8()).object();
+        if (record["snapshot"] == "current") ++now;
+        if (record["snapshot"] == "1" && record["snapshot_note"] == "gone from the current volume") ++gone;
+    }
+    EXPECT_EQ(now, current.out.count('\n'));
+    EXPECT_GT(gone, 0);
+    EXPECT_EQ(now + gone, states.out.count('\n'));
+    const CliRun wrong = runCli({"--collection", zip, "traces", "--snapshots", "2"});
+    EXPECT_EQ(wrong.exitCode, 2);
+    EXPECT_TRUE(wrong.err.contains("no shadow copy 2")) << wrong.err.toStdString();
 }
 
 TEST_F(Collections, AKapeContainerIsReadThroughItsNtfs) {

@@ -116,9 +116,10 @@ bool writeZip(const QString& path, const std::vector<ZipMember>& members, QStrin
     return true;
 }
 
-bool writeCollection(const QString& volume, const QString& out, CollectionLayoutKind kind, QString* why, const QString& accessor, const QString& host) {
-    const QStringList files = filesOf(volume);
+bool writeCollection(const QString& volume, const QString& out, CollectionLayoutKind kind, QString* why, const QString& accessor, const QString& host,
+                     const QStringList& shadows) {
     if (kind == CollectionLayoutKind::Kape) {
+        const QStringList files = filesOf(volume);
         for (const QString& file : files) {
             const QString target = out + QStringLiteral("/C/") + file;
             QDir().mkpath(QFileInfo(target).path());
@@ -138,27 +139,34 @@ bool writeCollection(const QString& volume, const QString& out, CollectionLayout
     }
     std::vector<ZipMember> members;
     QByteArray uploads;
-    const QByteArray volumePart = accessor == QLatin1String("ntfs") ? QByteArray("%5C%5C.%5CC%3A") : QByteArray("C%3A");
-    for (const QString& file : files) {
-        QFile in(volume + QLatin1Char('/') + file);
-        if (!in.open(QIODevice::ReadOnly)) {
-            *why = QStringLiteral("cannot read %1").arg(in.fileName());
-            return false;
+    // Each tree's files under its volume's name: the volume, then its shadow copies.
+    std::vector<std::pair<QString, QByteArray>> trees{{volume, accessor == QLatin1String("ntfs") ? QByteArray("%5C%5C.%5CC%3A") : QByteArray("C%3A")}};
+    for (qsizetype i = 0; i < shadows.size(); ++i) {
+        trees.emplace_back(shadows[i], "%5C%5C%3F%5CGLOBALROOT%5CDevice%5CHarddiskVolumeShadowCopy" + QByteArray::number(i + 1));
+    }
+    for (const auto& [tree, volumePart] : trees) {
+        const QByteArray through = &tree == &trees.front().first ? accessor.toUtf8() : QByteArray("ntfs");
+        for (const QString& file : filesOf(tree)) {
+            QFile in(tree + QLatin1Char('/') + file);
+            if (!in.open(QIODevice::ReadOnly)) {
+                *why = QStringLiteral("cannot read %1").arg(in.fileName());
+                return false;
+            }
+            ZipMember m;
+            m.content = in.readAll();
+            m.modified = filetimeOf(QFileInfo(in).lastModified());
+            if (kind == CollectionLayoutKind::PlainTree) {
+                m.name = file.toUtf8();
+            } else {
+                m.name = "uploads/" + through + '/' + volumePart;
+                for (const QString& part : file.split(QLatin1Char('/'))) m.name += '/' + encodedPart(part);
+                uploads += QStringLiteral("{\"Timestamp\":\"2026-11-20T10:00:00Z\",\"vfs_path\":\"C:\\\\%1\",\"file_size\":%2,\"uploaded_size\":%2}\n")
+                               .arg(QString(file).replace(QLatin1Char('/'), QStringLiteral("\\\\")))
+                               .arg(m.content.size())
+                               .toUtf8();
+            }
+            members.push_back(std::move(m));
         }
-        ZipMember m;
-        m.content = in.readAll();
-        m.modified = filetimeOf(QFileInfo(in).lastModified());
-        if (kind == CollectionLayoutKind::PlainTree) {
-            m.name = file.toUtf8();
-        } else {
-            m.name = "uploads/" + accessor.toUtf8() + '/' + volumePart;
-            for (const QString& part : file.split(QLatin1Char('/'))) m.name += '/' + encodedPart(part);
-            uploads += QStringLiteral("{\"Timestamp\":\"2026-11-20T10:00:00Z\",\"vfs_path\":\"C:\\\\%1\",\"file_size\":%2,\"uploaded_size\":%2}\n")
-                           .arg(QString(file).replace(QLatin1Char('/'), QStringLiteral("\\\\")))
-                           .arg(m.content.size())
-                           .toUtf8();
-        }
-        members.push_back(std::move(m));
     }
     if (kind == CollectionLayoutKind::Velociraptor) {
         members.push_back({.name = "uploads.json", .content = uploads});

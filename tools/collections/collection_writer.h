@@ -8,6 +8,7 @@
 
 #include <QByteArray>
 #include <QString>
+#include <QStringList>
 #include <optional>
 #include <vector>
 
@@ -27,9 +28,12 @@ bool writeZip(const QString& path, const std::vector<ZipMember>& members, QStrin
 enum class CollectionLayoutKind { Kape, Velociraptor, PlainTree };
 
 // The tree `volume` (C:\'s contents) as a collection at `out`: a folder for Kape (out/C/...), a ZIP
-// for the others. Velociraptor's collection names the volume through `accessor` ("auto", "ntfs")
-// and records `host` in client_info.json. false with why.
+// for the others. Velociraptor's collection names the volume through `accessor` ("auto", "ntfs"),
+// records `host` in client_info.json and holds the trees `shadows` as the volume's shadow copies
+// 1, 2, ... (\\?\GLOBALROOT\Device\HarddiskVolumeShadowCopyN, through the ntfs accessor). false
+// with why.
 bool writeCollection(const QString& volume, const QString& out, CollectionLayoutKind kind, QString* why,
-                     const QString& accessor = QStringLiteral("auto"), const QString& host = QStringLiteral("WKS-01"));
+                     const QString& accessor = QStringLiteral("auto"), const QString& host = QStringLiteral("WKS-01"),
+                     const QStringList& shadows = {});
 
 }  // namespace kestrova::tools

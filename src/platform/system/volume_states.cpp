@@ -21,7 +21,7 @@ std::optional<ServedVolume::Identity> WatchedVolume::identity(const QString& pat
         const std::lock_guard lock(mutex_);
         if (const auto known = identities_.find(path); known != identities_.end()) return known->second;
     }
-    const auto identity = inner_->identity(path);
+    const auto identity = served_ ? served_->identity(path) : std::nullopt;
     const std::lock_guard lock(mutex_);
     identities_.emplace(path, identity);
     return identity;
@@ -42,8 +42,8 @@ std::unique_ptr<VolumeState> stateOf(ImageSource image, bool replayLogs) {
     for (const ShadowStore& s : image.summary().stores) {
         if (s.number == state->store) state->name = stateName(s);
     }
+    state->volume = std::make_shared<WatchedVolume>(image.volume);
     state->image = std::move(image);
-    state->volume = std::make_shared<WatchedVolume>(state->image.volume);
     state->system = std::make_unique<VolumeSystem>(state->volume, QString(), replayLogs);
     return state;
 }
@@ -63,6 +63,38 @@ std::vector<std::unique_ptr<VolumeState>> openVolumeStates(const ImageSource& cu
         ImageSource image = servedSource(server, imagePath, tempFolder);
         if (image.volume) states.push_back(stateOf(std::move(image), replayLogs));
         else problems->append(QStringLiteral("shadow copy %1: %2").arg(server->summary().store).arg(image.problem));
+    }
+    return states;
+}
+
+std::vector<ShadowStore> collectionStores(const ZipVolume& collection) {
+    std::vector<ShadowStore> stores;
+    for (const CollectedVolume& v : collection.layout().volumes) {
+        if (v.store <= 0) continue;
+        ShadowStore store;
+        store.number = v.store;
+        store.identifier = v.name;
+        stores.push_back(store);
+    }
+    return stores;
+}
+
+std::vector<std::unique_ptr<VolumeState>> openCollectionStates(const std::shared_ptr<ZipVolume>& current, const std::vector<int>& stores, bool replayLogs) {
+    std::vector<std::unique_ptr<VolumeState>> states;
+    const auto stateOf = [&](std::shared_ptr<Volume> volume, int store) {
+        auto state = std::make_unique<VolumeState>();
+        state->store = store;
+        state->name = store > 0 ? QByteArray::number(store) : QByteArray("current");
+        state->volume = std::make_shared<WatchedVolume>(std::move(volume));
+        state->system = std::make_unique<VolumeSystem>(state->volume, QString(), replayLogs);
+        states.push_back(std::move(state));
+    };
+    stateOf(current, 0);
+    const auto& volumes = current->layout().volumes;
+    for (const int store : stores) {
+        for (size_t i = 0; i < volumes.size(); ++i) {
+            if (volumes[i].store == store) stateOf(current->sibling(i), store);
+        }
     }
     return states;
 }

@@ -1,8 +1,9 @@
-// The states of an image's volume an examination reads: the volume as it is and the shadow copies
-// asked for, each served by a reader child of its own and examined as a system of its own. Each
-// state's volume notes the paths the readers touch, so that what a reader read in one state can
-// be recognised unchanged in another (by each file's MFT reference, sequence number, size and
-// times) and not read twice.
+// The states of a volume an examination reads: the volume as it is and the shadow copies asked
+// for, each examined as a system of its own. An image's states are each served by a reader child
+// of its own; a collection's are the copies its collector took of each shadow copy. Each state's
+// volume notes the paths the readers touch, so that what a reader read in one state can be
+// recognised unchanged in another (an image's files by their MFT reference, sequence number, size
+// and times; a collection keeps none of these, and its states are always read) and not read twice.
 #pragma once
 
 #include <QByteArray>
@@ -16,13 +17,16 @@
 
 #include "platform/system/image_source.h"
 #include "platform/system/volume_system.h"
+#include "platform/volume/zip_volume.h"
 
 namespace kestrova {
 
 // A volume that notes every path asked of it.
 class WatchedVolume : public Volume {
 public:
-    explicit WatchedVolume(std::shared_ptr<ServedVolume> inner) : inner_(std::move(inner)) {}
+    explicit WatchedVolume(std::shared_ptr<ServedVolume> inner) : inner_(inner), served_(std::move(inner)) {}
+    // A volume that keeps no identities (a collection's): nothing is recognised unchanged.
+    explicit WatchedVolume(std::shared_ptr<Volume> inner) : inner_(std::move(inner)) {}
     QString description() const override { return inner_->description(); }
     bool exists(const QString& windowsPath) const override { return touch(windowsPath), inner_->exists(windowsPath); }
     std::unique_ptr<QIODevice> openFile(const QString& windowsPath, const QString& label, Findings* findings) const override {
@@ -41,12 +45,14 @@ public:
     // The paths touched since the last call, lower-cased (NTFS matches them so), each once.
     std::set<QString> takeTouched();
     // A path's identity (see ServedVolume::Identity), asked of the child once: the evidence does
-    // not change while it is examined. `path` as takeTouched gives it.
+    // not change while it is examined. `path` as takeTouched gives it. nullopt where the volume
+    // keeps none.
     std::optional<ServedVolume::Identity> identity(const QString& path) const;
 
 private:
     void touch(const QString& windowsPath) const;
-    std::shared_ptr<ServedVolume> inner_;
+    std::shared_ptr<Volume> inner_;
+    std::shared_ptr<ServedVolume> served_;  // the same volume, where an image's child serves it
     mutable std::mutex mutex_;
     mutable std::set<QString> touched_;
     mutable std::map<QString, std::optional<ServedVolume::Identity>> identities_;
@@ -55,7 +61,7 @@ private:
 struct VolumeState {
     int store = 0;          // the shadow copy, 0: the volume as it is
     QByteArray name;        // "current", or the store's number and creation time: "1 (2013-12-03T06:35:09Z)"
-    ImageSource image;      // its reader child
+    std::optional<ImageSource> image;  // its reader child, for an image's state
     std::shared_ptr<WatchedVolume> volume;
     std::unique_ptr<VolumeSystem> system;
 };
@@ -66,6 +72,12 @@ struct VolumeState {
 // (one line each).
 std::vector<std::unique_ptr<VolumeState>> openVolumeStates(const ImageSource& current, const QString& imagePath, const std::vector<int>& stores,
                                                            const QString& tempFolder, bool replayLogs, QStringList* problems);
+
+// A collection's states: the volume examined first, then the shadow copies `stores` names, as the
+// collector copied them.
+std::vector<std::unique_ptr<VolumeState>> openCollectionStates(const std::shared_ptr<ZipVolume>& current, const std::vector<int>& stores, bool replayLogs);
+// The shadow copies a collection holds, numbered as its collector numbered them.
+std::vector<ShadowStore> collectionStores(const ZipVolume& collection);
 
 // The most shadow copies read at once: as many as Windows keeps of a volume.
 constexpr size_t kMostStores = 64;
