@@ -249,6 +249,17 @@ TEST_F(Collections, AKapeContainerIsReadThroughItsNtfs) {
     if (!missing.isEmpty()) GTEST_SKIP() << "NTFS fixtures need FUSE and ntfs-3g: " << missing.toStdString();
     QString why;
     ASSERT_TRUE(tools::writeCollection(tree(), dir_.filePath("kape"), tools::CollectionLayoutKind::Kape, &why)) << why.toStdString();
+    // KAPE takes the volume's own $MFT beside its files: here, that of the tree on an NTFS of its own.
+    ASSERT_TRUE(test::makeNtfs(dir_.filePath("windows.ntfs"), tree(), 48 << 20, "Windows", &why)) << why.toStdString();
+    QProcess cat;
+    cat.setStandardOutputFile(dir_.filePath("kape/C/$MFT"));
+    cat.start("ntfscat", {dir_.filePath("windows.ntfs"), "$MFT"});
+    ASSERT_TRUE(cat.waitForFinished(60000) && cat.exitCode() == 0) << cat.readAllStandardError().toStdString();
+    const CliRun fromImage = runCli({"--image", dir_.filePath("windows.ntfs"), "traces", "file.mft"});
+    const CliRun fromKape = runCli({"--collection", dir_.filePath("kape"), "traces", "file.mft"});
+    ASSERT_EQ(fromKape.exitCode, 0) << fromKape.err.toStdString();
+    EXPECT_GT(fromKape.out.count('\n'), 100);
+    EXPECT_EQ(fromKape.out, fromImage.out);
     ASSERT_TRUE(test::makeNtfs(dir_.filePath("kape.ntfs"), dir_.filePath("kape"), 48 << 20, "KAPE", &why)) << why.toStdString();
     ASSERT_TRUE(test::runTool("qemu-img", {"convert", "-O", "vhdx", dir_.filePath("kape.ntfs"), dir_.filePath("kape.vhdx")}, &why)) << why.toStdString();
     const QString folder = everything({"--collection", dir_.filePath("kape")});

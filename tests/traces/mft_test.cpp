@@ -167,6 +167,16 @@ TEST(Mft, EntriesThatLieAreSaidAndPassedOver) {
         << all.toStdString();
     EXPECT_TRUE(all.contains("it ends 100 bytes into an entry of 1024")) << all.toStdString();
 
+    // A table copied through a file system driver holds its entries with the update sequence
+    // applied: read as they lie and said, while a torn entry among raw ones stays damaged.
+    QByteArray applied = craft({.name = "applied.txt"});
+    for (int i = 1; i <= 2; ++i) std::memcpy(applied.data() + i * 512 - 2, applied.constData() + 48 + i * 2, 2);
+    const test::KindRead copied = readMft(craftedTable({applied, craft({.name = "fine.txt"})}));
+    ASSERT_EQ(copied.records.size(), 4u) << copied.findings.join("\n").toStdString();
+    EXPECT_EQ(copied.records[2]["path"], "C:\\applied.txt");
+    EXPECT_TRUE(copied.findings.join("\n").contains("$MFT: 1 of its entries were copied with their update sequence applied"))
+        << copied.findings.join("\n").toStdString();
+
     const test::KindRead garbage = readMft(QByteArray(8192, 'G'));
     EXPECT_TRUE(garbage.records.empty());
     EXPECT_EQ(garbage.findings.filter("$MFT: not an MFT").size(), 1) << garbage.findings.join("\n").toStdString();

@@ -24,8 +24,9 @@ bool allZero(std::span<const uint8_t> bytes) {
 }
 
 // Puts back the bytes the update sequence stands in for; false (and why) where a 512-byte stretch
-// does not end in the sequence value: the entry was torn in writing or altered since.
-bool applyFixups(std::span<uint8_t> bytes, QString* why) {
+// does not end in the sequence value: the entry was torn in writing or altered since, unless every
+// stretch already ends in the bytes the array keeps (*before: the sequence was applied already).
+bool applyFixups(std::span<uint8_t> bytes, bool* before, QString* why) {
     const ByteView view(bytes.data(), bytes.size());
     const size_t offset = view.u16(4), count = view.u16(6);
     if (count == 0) return true;  // nothing protected (seen in NT4's tables)
@@ -34,12 +35,17 @@ bool applyFixups(std::span<uint8_t> bytes, QString* why) {
         return false;
     }
     const uint16_t value = view.u16(offset);
+    size_t kept = 0;  // stretches that end in the bytes the array keeps
+    for (size_t i = 1; i < count; ++i) kept += view.u16(i * kStride - 2) == view.u16(offset + i * 2) ? 1 : 0;
     for (size_t i = 1; i < count; ++i) {
         const size_t end = i * kStride - 2;
-        if (view.u16(end) != value) {
-            *why = QStringLiteral("its update sequence does not match at byte %1 (a torn or altered entry)").arg(end);
-            return false;
-        }
+        if (view.u16(end) == value) continue;
+        // A value that equals what it stands for cannot tell the two copies apart; otherwise
+        // every stretch must show the same.
+        *before = kept == count - 1;
+        if (*before) return true;
+        *why = QStringLiteral("its update sequence does not match at byte %1 (a torn or altered entry)").arg(end);
+        return false;
     }
     for (size_t i = 1; i < count; ++i) {
         const size_t end = i * kStride - 2;
@@ -75,7 +81,9 @@ MftEntryRead decodeMftEntry(std::span<uint8_t> bytes, MftEntry* entry, QString* 
         *why = QStringLiteral("it does not begin with FILE");
         return MftEntryRead::Damaged;
     }
-    if (!applyFixups(bytes, why)) return MftEntryRead::Damaged;
+    bool before = false;
+    if (!applyFixups(bytes, &before, why)) return MftEntryRead::Damaged;
+    entry->fixedUpBefore = before;
     const ByteView view(bytes.data(), bytes.size());
     entry->sequence = view.u16(16);
     const uint16_t flags = view.u16(22);

@@ -63,6 +63,10 @@ struct MftEntry {
     int dataStreams = 0;             // $DATA streams begun here (their first pieces)
     std::optional<uint64_t> dataSize;  // the unnamed $DATA's size, where its first piece is here
     bool attributeList = false;
+    // Its update sequence was applied before it was read: every protected stretch already ends in
+    // the bytes the sequence array keeps, not in the sequence value. A table copied through a file
+    // system driver (ntfs-3g's ntfscat) is so; one copied raw, as collectors copy it, is not.
+    bool fixedUpBefore = false;
 
     void clear();  // keeps the names' room for the next entry
 };

@@ -191,7 +191,7 @@ bool MftTable::forEach(TraceContext& context, const std::function<bool(uint64_t,
     std::vector<uint8_t> block;
     MftEntry entry;
     QString why;
-    uint64_t damaged = 0, unread = 0;
+    uint64_t damaged = 0, unread = 0, fixedUp = 0;
     QString firstDamage;
     bool finished = true;
     for (uint64_t first = 0; first < entries_ && finished; first += perBlock) {
@@ -205,6 +205,7 @@ bool MftTable::forEach(TraceContext& context, const std::function<bool(uint64_t,
             const std::span<uint8_t> bytes(block.data() + i * entrySize_, entrySize_);
             const MftEntryRead read = decodeMftEntry(bytes, &entry, &why);
             if (read == MftEntryRead::Damaged && damaged++ == 0) firstDamage = QStringLiteral("entry %1: %2").arg(first + i).arg(why);
+            if (read == MftEntryRead::Entry && entry.fixedUpBefore) ++fixedUp;
             if (read == MftEntryRead::Entry && !each(first + i, entry)) {
                 finished = false;
                 break;
@@ -216,6 +217,12 @@ bool MftTable::forEach(TraceContext& context, const std::function<bool(uint64_t,
                      QStringLiteral("%1 of its %2 entries are damaged and not read (the first: %3)").arg(damaged).arg(entries_).arg(firstDamage));
     }
     if (unread > 0) context.note(FindingKind::Damaged, what, QStringLiteral("%1 of its %2 entries could not be read from the volume").arg(unread).arg(entries_));
+    if (fixedUp > 0) {
+        context.note(FindingKind::AsItLies, what,
+                     QStringLiteral("%1 of its entries were copied with their update sequence applied (through a file system driver, not raw): "
+                                    "a torn entry cannot be told among them")
+                         .arg(fixedUp));
+    }
     return finished;
 }
 
