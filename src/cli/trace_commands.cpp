@@ -58,11 +58,12 @@ public:
         return true;
     }
     bool withStates() const { return reading_.withStates(); }
-    bool read(const TraceKind& kind, TraceSink& target, const char* stderrBreak = "") {
+    // stamped: the target keeps the host itself (the timeline's keys), records need not carry it.
+    bool read(const TraceKind& kind, TraceSink& target, const char* stderrBreak = "", bool stamped = false) {
         if (verbose_ && named_) std::fprintf(stderr, "%shost %s:\n", stderrBreak, qPrintable(showEscapedBytes(host_.name)));
         TraceSink* sink = &target;
         std::optional<HostSink> host;
-        if (named_) sink = &host.emplace(*sink, host_.name.toUtf8());
+        if (named_ && !stamped) sink = &host.emplace(*sink, host_.name.toUtf8());
         std::optional<TaggingSink> tagging;
         if (tags_) sink = &tagging.emplace(*sink, *tags_);
         return reading_.read(kind, *sink, verbose_ && named_ ? "" : stderrBreak);
@@ -206,7 +207,11 @@ int timeline(std::vector<Host>& hosts, const TraceRun& run, const QTimeZone& zon
         bool goOn = true;
         for (const TraceKind* kind : *kinds) {
             if (terminal) std::fprintf(stderr, "\rtimeline: reading %-24s %lld %s so far", kind->name, static_cast<long long>(sofar()), body ? "lines" : "events");
-            for (const auto& reading : readingsFrom) goOn = goOn && reading->read(*kind, sink, terminal ? "\n" : "") && !out.failed();
+            for (const auto& reading : readingsFrom) {
+                // The timeline keeps each event's host in its key rather than in every record.
+                const bool stamped = !body && hosts.size() > 1 && events.setHost(reading->host().name.toUtf8());
+                goOn = goOn && reading->read(*kind, sink, terminal ? "\n" : "", stamped) && !out.failed();
+            }
             if (!goOn) break;
         }
         bool drained = true;

@@ -12,7 +12,7 @@ namespace {
 
 // A record in the arena: u32 size, then its body (record_body.h). An event in a run: u32 size,
 // its key (i64 time, u64 sequence, u16 kind, u8 field: 19 bytes), then its record's body.
-constexpr size_t kKeyBytes = 19;
+constexpr size_t kKeyBytes = 20;
 
 template <typename T>
 void put(std::string& out, T value) { out.append(reinterpret_cast<const char*>(&value), sizeof value); }
@@ -32,13 +32,14 @@ bool before(const Timeline::Key& a, const Timeline::Key& b) {
 }
 
 // Decodes a body into the event handed to `out`; `values` is reused from event to event.
-bool hand(const Timeline::Key& key, std::string_view body, std::vector<Value>& values,
+bool hand(const Timeline::Key& key, std::string_view body, const std::vector<QByteArray>& hosts, std::vector<Value>& values,
           const std::function<bool(const TimelineEvent&)>& out) {
     const std::span<const TraceKind> kinds = traceKinds();
     if (key.kind >= kinds.size()) return true;
     const TraceKind& kind = kinds[key.kind];
     Provenance from;
     decodeRecordBody(body, kind, from, values);
+    if (from.host.isEmpty() && key.host < hosts.size()) from.host = hosts[key.host];
     return out(TimelineEvent{&kind, key.field, key.time, from, values});
 }
 
@@ -55,6 +56,7 @@ public:
         key_.sequence = read<uint64_t>(event_.data() + 8);
         key_.kind = read<uint16_t>(event_.data() + 16);
         key_.field = read<uint8_t>(event_.data() + 18);
+        key_.host = read<uint8_t>(event_.data() + 19);
         return true;
     }
     bool ok() const { return ok_; }
@@ -85,6 +87,14 @@ bool EventTimes::wanted(const TraceKind& kind, size_t field, const Provenance& f
 Timeline::Timeline(QString tempFolder, size_t budget) : tempFolder_(std::move(tempFolder)), budget_(budget) {}
 Timeline::~Timeline() = default;
 
+bool Timeline::setHost(const QByteArray& host) {
+    const auto known = std::find(hosts_.begin(), hosts_.end(), host);
+    if (known == hosts_.end() && hosts_.size() >= kMostHosts) return false;
+    if (known == hosts_.end()) hosts_.push_back(host);
+    host_ = static_cast<uint8_t>(std::find(hosts_.begin(), hosts_.end(), host) - hosts_.begin());
+    return true;
+}
+
 bool Timeline::record(const TraceKind& kind, const Provenance& from, std::span<const Value> values) {
     const auto kindIndex = static_cast<uint16_t>(&kind - traceKinds().data());
     const uint64_t sequence = sequence_++;
@@ -93,7 +103,7 @@ bool Timeline::record(const TraceKind& kind, const Provenance& from, std::span<c
         const Value& v = values[f];
         if (!times_.wanted(kind, f, from, values)) continue;
         if ((from_ && v.number < *from_) || (to_ && v.number > *to_)) continue;
-        held_.push_back(Key{v.number, sequence, static_cast<uint32_t>(arena_.size()), kindIndex, static_cast<uint8_t>(f)});
+        held_.push_back(Key{v.number, sequence, static_cast<uint32_t>(arena_.size()), kindIndex, static_cast<uint8_t>(f), host_});
         ++kept;
     }
     if (kept == 0) return true;
@@ -129,6 +139,7 @@ bool Timeline::spill() {
         put(chunk, key.sequence);
         put(chunk, key.kind);
         put(chunk, key.field);
+        put(chunk, key.host);
         chunk.append(body);
         if (chunk.size() >= (size_t{1} << 20)) {
             written = written && file.write(chunk.data(), static_cast<qint64>(chunk.size())) == static_cast<qint64>(chunk.size());
@@ -152,7 +163,7 @@ bool Timeline::drain(const std::function<bool(const TimelineEvent&)>& out) {
     if (runs_.empty()) {
         std::sort(held_.begin(), held_.end(), before);
         for (const Key& key : held_) {
-            if (!hand(key, sizedRecordAt(arena_, key.body), values, out)) break;
+            if (!hand(key, sizedRecordAt(arena_, key.body), hosts_, values, out)) break;
         }
         return true;
     }
@@ -173,7 +184,7 @@ bool Timeline::drain(const std::function<bool(const TimelineEvent&)>& out) {
     while (!queue.empty()) {
         const size_t i = queue.top();
         queue.pop();
-        if (!hand(readers[i]->key(), readers[i]->body(), values, out)) return true;
+        if (!hand(readers[i]->key(), readers[i]->body(), hosts_, values, out)) return true;
         if (readers[i]->next()) queue.push(i);
     }
     return true;

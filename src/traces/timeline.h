@@ -65,7 +65,14 @@ public:
         uint32_t body;
         uint16_t kind;
         uint8_t field;
+        uint8_t host;  // index into the hosts named (setHost), in the key's padding
     };
+
+    // The host the records that follow were read from, where a case holds several: kept with each
+    // event in its key, not copied into every record. False when more hosts are named than a key
+    // can tell apart (then the records must carry their host themselves).
+    bool setHost(const QByteArray& host);
+    static constexpr size_t kMostHosts = 255;
 
 private:
     bool spill();
@@ -78,6 +85,8 @@ private:
     std::vector<QString> runs_;
     qint64 events_ = 0;
     uint64_t sequence_ = 0;
+    std::vector<QByteArray> hosts_;
+    uint8_t host_ = 0;
     QString why_;
     EventTimes times_;
 };

@@ -70,6 +70,11 @@ std::vector<Host> openHosts(const std::vector<Evidence>& evidence, int partition
     for (size_t i = 0; i < hosts.size(); ++i) {
         if (named[hosts[i].name.toLower()] > 1) hosts[i].name += QStringLiteral(" (%1)").arg(QFileInfo(evidence[i].path).fileName());
     }
+    // The same evidence named twice still gives two hosts of two names.
+    std::map<QString, int> seen;
+    for (Host& host : hosts) {
+        if (const int n = ++seen[host.name.toLower()]; n > 1) host.name += QStringLiteral(" #%1").arg(n);
+    }
     return hosts;
 }
 

@@ -9,7 +9,10 @@
 #include <QDateTime>
 #include <QTimeZone>
 #include <algorithm>
+#include <atomic>
+#include <condition_variable>
 #include <mutex>
+#include <thread>
 #include <set>
 #include <cerrno>
 #include <cstring>
@@ -90,12 +93,14 @@ public:
         QStringList parts;
     };
     ~ZipArchive() {
+        stopping = true;
+        if (ahead.joinable()) ahead.join();
         if (handle) zip_discard(handle);
     }
 
     // A deflated member in one call of libdeflate (several times zlib's speed, which libzip
     // streams through), from its stored bytes straight into the copy's pages.
-    bool inflateWhole(const ZipVolume::Member& m, int fd, QString* why) {
+    static bool inflateWhole(zip* handle, const ZipVolume::Member& m, int fd, QString* why) {
         const auto damaged = [&](const QString& reason) {
             *why = QStringLiteral("its member %1 %2").arg(m.name, reason);
             return false;
@@ -130,10 +135,10 @@ public:
         return true;
     }
 
-    // Inflates a member into `fd`, held to the size it claims and to its check; false with why.
-    bool inflateInto(const ZipVolume::Member& m, int fd, QString* why) {
-        const std::lock_guard lock(mutex);
-        if (m.method == ZIP_CM_DEFLATE && !m.encrypted && m.size <= TakenOutFiles::kInMemory) return inflateWhole(m, fd, why);
+    // Inflates a member into `fd` through `handle` (whose user holds it alone), held to the size it
+    // claims and to its check; false with why.
+    static bool inflateInto(zip* handle, const ZipVolume::Member& m, int fd, QString* why) {
+        if (m.method == ZIP_CM_DEFLATE && !m.encrypted && m.size <= TakenOutFiles::kInMemory) return inflateWhole(handle, m, fd, why);
         const quint64 index = m.index, size = m.size;
         const QString& name = m.name;
         zip_file_t* file = zip_fopen_index(handle, index, 0);
@@ -175,13 +180,81 @@ public:
         for (const Listed& l : listed) {
             if (l.parts.size() != 1 || l.parts[0].compare(name, Qt::CaseInsensitive) != 0 || l.size > static_cast<quint64>(most)) continue;
             if (l.stored == 0 || l.size / l.stored > ZipVolume::kMostRatio) return {};
-            const auto file = copies.open(name, nullptr, true, false, l.index, l.size, [&](int fd, QString* why) { return inflateInto(l, fd, why); });
+            const auto file = open(l, name, nullptr);
             return file ? file->readAll() : QByteArray();
         }
         return {};
     }
 
     explicit ZipArchive(const QString& temp) : copies(temp) {}
+
+    // The member taken out (once a run) and opened; nullptr with the reason noted under `what`.
+    // A member the read-ahead is taking out is waited for, not taken out twice.
+    std::unique_ptr<QIODevice> open(const ZipVolume::Member& m, const QString& what, Findings* findings) {
+        {
+            std::unique_lock lock(busyMutex);
+            busyDone.wait(lock, [&] { return !busy.count(m.index); });
+            busy.insert(m.index);
+        }
+        auto file = copies.open(what, findings, true, false, m.index, m.size, [&](int fd, QString* why) {
+            const std::lock_guard lock(mutex);
+            return inflateInto(handle, m, fd, why);
+        });
+        {
+            const std::lock_guard lock(busyMutex);
+            busy.erase(m.index);
+        }
+        busyDone.notify_all();
+        return file;
+    }
+
+    // Takes the volume's large members out ahead of need, largest first, on a core of its own and
+    // through a handle of its own, while the readers parse what they already have: a collection's
+    // large files are the databases, logs and tables its readers read. What fails here is taken
+    // out again, and said, when a reader opens it.
+    void readAhead(const CollectedVolume& volume) {
+        if (std::thread::hardware_concurrency() < 2) return;
+        std::vector<const Listed*> large;
+        for (const Listed& l : listed) {
+            if (l.size < kAheadFrom || l.size > kAheadMost || l.size / std::max<quint64>(l.stored, 1) > ZipVolume::kMostRatio) continue;
+            const bool inVolume = std::any_of(volume.prefixes.begin(), volume.prefixes.end(), [&](const QString& prefix) {
+                return prefix.isEmpty() || l.name.startsWith(prefix + QLatin1Char('/'));
+            });
+            if (inVolume) large.push_back(&l);
+        }
+        std::stable_sort(large.begin(), large.end(), [](const Listed* a, const Listed* b) { return a->size > b->size; });
+        quint64 total = 0;
+        std::vector<const Listed*> chosen;
+        for (const Listed* l : large) {
+            if (total + l->size > kAheadBudget) continue;
+            total += l->size;
+            chosen.push_back(l);
+        }
+        if (chosen.empty()) return;
+        int code = 0;
+        zip* own = zip_open(toFileNameBytes(path).constData(), ZIP_RDONLY, &code);
+        if (!own) return;
+        ahead = std::thread([this, own, chosen = std::move(chosen)] {
+            for (const Listed* l : chosen) {
+                if (stopping) break;
+                {
+                    const std::lock_guard lock(busyMutex);
+                    if (busy.count(l->index) || !copies.heldPath(l->index).isEmpty()) continue;
+                    busy.insert(l->index);
+                }
+                copies.open(l->name, nullptr, true, false, l->index, l->size, [&](int fd, QString* why) { return inflateInto(own, *l, fd, why); });
+                {
+                    const std::lock_guard lock(busyMutex);
+                    busy.erase(l->index);
+                }
+                busyDone.notify_all();
+            }
+            zip_discard(own);
+        });
+    }
+    static constexpr quint64 kAheadFrom = quint64{1} << 20;     // smaller ones are quick to take when asked for
+    static constexpr quint64 kAheadMost = quint64{256} << 20;   // a larger one would hold up the program's end
+    static constexpr quint64 kAheadBudget = quint64{512} << 20;  // memory the read-ahead may fill
     QString path;
     zip* handle = nullptr;
     std::mutex mutex;
@@ -190,6 +263,11 @@ public:
     QStringList refused;
     qint64 refusedCount = 0;
     TakenOutFiles copies;  // by member index
+    std::mutex busyMutex;
+    std::condition_variable busyDone;
+    std::set<quint64> busy;  // members being taken out, by either thread
+    std::thread ahead;
+    std::atomic<bool> stopping{false};
 };
 
 QString ZipVolume::key(const QString& windowsPath) {
@@ -261,6 +339,7 @@ std::shared_ptr<ZipVolume> ZipVolume::open(const QString& path, const QString& t
         return nullptr;
     }
     archive->layout = *layout;
+    archive->readAhead(layout->volumes.front());
     return std::shared_ptr<ZipVolume>(new ZipVolume(archive, 0));
 }
 
@@ -373,10 +452,7 @@ std::unique_ptr<QIODevice> ZipVolume::openFile(const QString& windowsPath, const
         }
         return nullptr;
     }
-    const ZipArchive& archive = *archive_;
-    return archive.copies.open(what, findings, true, false, m->index, m->size, [&](int fd, QString* why) {
-        return archive_->inflateInto(*m, fd, why);
-    });
+    return archive_->open(*m, what, findings);
 }
 
 std::vector<DirEntry> ZipVolume::list(const QString& windowsFolder, Findings* findings) const {
@@ -394,7 +470,8 @@ std::optional<QString> ZipVolume::localPath(const QString& windowsPath) const {
     if (!m || !openFile(windowsPath, QStringLiteral("file"), nullptr)) return std::nullopt;
     return archive_->copies.named(windowsPath, [&](int fd) {
         QString why;
-        return archive_->inflateInto(*m, fd, &why);
+        const std::lock_guard lock(archive_->mutex);
+        return ZipArchive::inflateInto(archive_->handle, *m, fd, &why);
     });
 }
 
