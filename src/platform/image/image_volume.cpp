@@ -436,7 +436,21 @@ ServedVolume::ServedVolume(std::shared_ptr<ImageServer> server, QString descript
 
 QString ServedVolume::label() const { return server_->summary().label; }
 
-std::optional<PlainFile> ServedVolume::plainFile(const QString& windowsPath) const { return server_->plainFile(windowsPath); }
+std::optional<PlainFile> ServedVolume::plainFile(const QString& windowsPath) const {
+    if (auto plain = server_->plainFile(windowsPath)) return plain;
+    // Not in place (a container that compresses or maps its blocks, a shadow copy's store): the
+    // file as taken out into memory, read there by its path. SQLite resolves the /proc/self/fd
+    // link it is given, and an unnamed file's leads nowhere: it would copy the database to disk
+    // again at every opening, for every kind that reads it.
+    const auto stat = server_->stat(windowsPath);
+    if (!stat || !stat->exists || stat->folder || windowsPath.indexOf(QLatin1Char(':'), 2) >= 0) return std::nullopt;
+    if (!openFile(windowsPath, QStringLiteral("file"), nullptr)) return std::nullopt;
+    const QString held = takenOut_.heldPath(stat->reference);
+    if (held.isEmpty()) return std::nullopt;
+    PlainFile plain{held, stat->size, {}};
+    if (stat->size > 0) plain.runs.emplace_back(0, stat->size);
+    return plain;
+}
 
 std::optional<FileTimes> ServedVolume::fileTimes(const QString& windowsPath) const {
     const auto stat = server_->stat(windowsPath);
