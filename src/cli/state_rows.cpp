@@ -35,18 +35,14 @@ struct MergedRow {
 
 int rowsOverStates(Environment& env, const StateRowsOptions& o) {
     QString why;
-    if (!env.image) {
-        std::fprintf(stderr, "kestrova-cli: --snapshots reads the shadow copies of a disk image's volume: name the image with --image\n");
-        return 2;
-    }
-    const auto stores = chosenStores(o.snapshots, env.image->summary().stores, &why);
-    if (!stores) {
-        std::fprintf(stderr, "kestrova-cli: %s\n", qPrintable(why));
-        return 2;
-    }
     QStringList problems;
-    const auto states = openVolumeStates(*env.image, env.source.image, *stores, env.privateTemp.path(), env.replayLogs, &problems);
+    const auto chosen = openChosenStates(env, o.snapshots, &problems, &why);
     for (const QString& problem : problems) std::fprintf(stderr, "kestrova-cli: %s\n", qPrintable(problem));
+    if (!chosen) {
+        std::fprintf(stderr, "kestrova-cli: --snapshots: %s\n", qPrintable(why));
+        return 2;
+    }
+    const auto& states = *chosen;
     // The current volume's session is the one every classic command uses; the shadow copies get
     // sessions of their own, on the same user.
     std::vector<StateSession> sessions(std::max<size_t>(1, states.size()));

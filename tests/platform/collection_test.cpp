@@ -239,6 +239,10 @@ TEST_F(Collections, AVelociraptorCollectionsShadowCopiesAreItsSnapshots) {
     EXPECT_EQ(now, current.out.count('\n'));
     EXPECT_GT(gone, 0);
     EXPECT_EQ(now + gone, states.out.count('\n'));
+    // The classic rows too, from each state.
+    const CliRun rows = runCli({"--collection", zip, "rows", "b3", "--snapshots", "all"});
+    ASSERT_EQ(rows.exitCode, 0) << rows.err.toStdString();
+    EXPECT_TRUE(rows.out.startsWith("key\tb3\ncolumns\tStart Menu Run History\tsnapshot\tseen_in\tsnapshot_note\nrow\t")) << rows.out.toStdString();
     const CliRun wrong = runCli({"--collection", zip, "traces", "--snapshots", "2"});
     EXPECT_EQ(wrong.exitCode, 2);
     EXPECT_TRUE(wrong.err.contains("no shadow copy 2")) << wrong.err.toStdString();

@@ -2,6 +2,8 @@
 
 #include <QTimeZone>
 
+#include "platform/system/environment.h"
+
 namespace kestrova {
 
 void WatchedVolume::touch(const QString& windowsPath) const {
@@ -95,6 +97,33 @@ std::vector<std::unique_ptr<VolumeState>> openCollectionStates(const std::shared
         for (size_t i = 0; i < volumes.size(); ++i) {
             if (volumes[i].store == store) stateOf(current->sibling(i), store);
         }
+    }
+    return states;
+}
+
+std::optional<std::vector<std::unique_ptr<VolumeState>>> openChosenStates(const Environment& env, const QString& snapshots, QStringList* said,
+                                                                           QString* why) {
+    std::vector<std::unique_ptr<VolumeState>> states;
+    if (snapshots.isEmpty() || snapshots == QLatin1String("none")) return states;
+    if (env.collection && env.collection->zip) {
+        // A collection's shadow copies, as its collector copied them.
+        const auto stores = chosenStores(snapshots, collectionStores(*env.collection->zip), why);
+        if (!stores) return std::nullopt;
+        if (!stores->empty()) states = openCollectionStates(env.collection->zip, *stores, env.replayLogs);
+        return states;
+    }
+    if (!env.image) {
+        *why = QStringLiteral("shadow copies are read from a disk image's volume or a collection that holds them");
+        return std::nullopt;
+    }
+    const auto stores = chosenStores(snapshots, env.image->summary().stores, why);
+    if (!stores) return std::nullopt;
+    if (!env.image->summary().storesProblem.isEmpty()) *said << QStringLiteral("shadow copies: ") + env.image->summary().storesProblem;
+    if (stores->empty()) return states;
+    states = openVolumeStates(*env.image, env.source.image, *stores, env.privateTemp.path(), env.replayLogs, said);
+    if (states.empty()) {
+        *why = QStringLiteral("the volume cannot be read again beside its shadow copies");
+        return std::nullopt;
     }
     return states;
 }

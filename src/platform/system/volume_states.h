@@ -79,6 +79,14 @@ std::vector<std::unique_ptr<VolumeState>> openCollectionStates(const std::shared
 // The shadow copies a collection holds, numbered as its collector numbered them.
 std::vector<ShadowStore> collectionStores(const ZipVolume& collection);
 
+struct Environment;
+// The states `snapshots` names ("all", "none", "1,3") of the evidence examined: its volume as it
+// is first, then the shadow copies of its image or its collection. Empty when none is named;
+// nullopt with why when the evidence keeps none or the text names one it lacks. What does not
+// stop the reading (a store list that cannot be read, a store that cannot be opened) goes to *said.
+std::optional<std::vector<std::unique_ptr<VolumeState>>> openChosenStates(const Environment& env, const QString& snapshots, QStringList* said,
+                                                                           QString* why);
+
 // The most shadow copies read at once: as many as Windows keeps of a volume.
 constexpr size_t kMostStores = 64;
 
