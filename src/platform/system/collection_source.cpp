@@ -33,11 +33,12 @@ std::optional<CollectionLayout> layoutOfTree(const Lister& children) {
     return recogniseCollection(paths);
 }
 
-void describeVolumes(const CollectionLayout& layout, std::vector<std::pair<QString, QString>>& facts) {
+// counted: what the counts are ("files" of a ZIP; a tree is listed only down to its volumes' tops).
+void describeVolumes(const CollectionLayout& layout, const char* counted, std::vector<std::pair<QString, QString>>& facts) {
     for (const CollectedVolume& v : layout.volumes) {
         const QString where = v.prefixes.size() == 1 && v.prefixes[0].isEmpty() ? QStringLiteral("at the top") : QStringLiteral("under ") + v.prefixes.join(QStringLiteral(", "));
         facts.emplace_back(v.store > 0 ? QStringLiteral("shadow copy %1").arg(v.store) : QStringLiteral("volume %1").arg(v.name),
-                           QStringLiteral("%1 files %2").arg(v.files).arg(where));
+                           QStringLiteral("%1 %2 %3").arg(v.files).arg(QLatin1String(counted), where));
     }
 }
 
@@ -57,7 +58,7 @@ CollectionSource fromFolder(const QString& path) {
         return source;
     }
     source.facts.emplace_back(QStringLiteral("collection"), collectionKindName(layout->kind) + QStringLiteral(", a folder"));
-    describeVolumes(*layout, source.facts);
+    describeVolumes(*layout, "entries at its top", source.facts);
     const QString root = layout->volumes[0].prefixes[0].isEmpty() ? path : path + QLatin1Char('/') + layout->volumes[0].prefixes[0];
     if (layout->volumes[0].prefixes.size() > 1) {
         source.facts.emplace_back(QStringLiteral("read"), QStringLiteral("only %1: unpacked, the volume's other folders are not joined").arg(layout->volumes[0].prefixes[0]));
@@ -90,7 +91,7 @@ CollectionSource fromContainer(const QString& path, const QString& tempFolder) {
         return source;
     }
     source.facts.emplace_back(QStringLiteral("collection"), collectionKindName(layout->kind) + QStringLiteral(", a %1 container").arg(image.summary().format));
-    describeVolumes(*layout, source.facts);
+    describeVolumes(*layout, "entries at its top", source.facts);
     const QString prefix = layout->volumes[0].prefixes[0];
     source.volume = prefix.isEmpty() ? std::shared_ptr<Volume>(served)
                                      : std::make_shared<SubtreeVolume>(served, QStringLiteral("C:\\") + QString(prefix).replace(QLatin1Char('/'), QLatin1Char('\\')),
@@ -121,7 +122,7 @@ CollectionSource openCollection(const QString& path, const QString& tempFolder) 
     const CollectionLayout& layout = source.zip->layout();
     source.facts.emplace_back(QStringLiteral("collection"), collectionKindName(layout.kind) + QStringLiteral(", a ZIP"));
     for (auto& fact : source.zip->metadata()) source.facts.push_back(std::move(fact));
-    describeVolumes(layout, source.facts);
+    describeVolumes(layout, "files", source.facts);
     if (source.zip->refusedCount() > 0) {
         source.facts.emplace_back(QStringLiteral("members refused"), QStringLiteral("%1: %2%3")
                                                                         .arg(source.zip->refusedCount())
