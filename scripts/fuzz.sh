@@ -22,7 +22,7 @@ cmake --build "$dir" -j"$(nproc)" >/dev/null
 seeds="$dir/seeds"
 rm -rf "$seeds"
 mkdir -p "$seeds"/{index_scan,mru,utf8_column,text_file,cookie,ini,registry_path,history_header,cli_escape,partitions,hive_log,shim_cache} \
-         "$seeds"/{destlist,custom_destinations,shell_item_naming,webcache_names,usb_setupapi,userassist,timeline,image_protocol,plain_file_vfs,image_reader,evtx,usn_records,mft_entry,task_files}
+         "$seeds"/{destlist,custom_destinations,shell_item_naming,webcache_names,usb_setupapi,userassist,timeline,image_protocol,plain_file_vfs,image_reader,evtx,usn_records,mft_entry,task_files,zip_collection}
 sample="$(mktemp -d)"
 trap 'rm -rf "$sample"' EXIT
 "$release/bin/kestrova-mksample" "$sample" >/dev/null
@@ -31,6 +31,11 @@ seed() { n=$((n + 1)); cp "$2" "$seeds/$1/seed-$n"; }
 while IFS= read -r -d '' f; do seed index_scan "$f"; { printf '\0\0\x80\0\0\0\0\0'; cat "$f"; } > "$seeds/history_header/seed-$n"; done \
   < <(find "$sample" -iname index.dat -print0)
 while IFS= read -r -d '' f; do seed cookie "$f"; done < <(find "$sample" -iname '*.txt' -path '*ookies*' -print0)
+# Collections: a few of the sample's files as Info-ZIP zips them (deflated, extended times), and as
+# Velociraptor names them (URL-encoded, stored).
+(cd "$sample" && zip -q -r "$seeds/zip_collection/sample.zip" Windows/System32/config/SOFTWARE Users/alice/NTUSER.DAT -x '*.LOG*' 2>/dev/null) || true
+(cd "$sample" && mkdir -p velo/uploads/auto/C%3A/Users/alice && cp Users/alice/NTUSER.DAT velo/uploads/auto/C%3A/Users/alice/ \
+  && cd velo && zip -q -0 -r "$seeds/zip_collection/velo.zip" uploads 2>/dev/null) || true
 while IFS= read -r -d '' f; do seed text_file "$f"; done < <(find "$sample" -iname global_history.dat -print0)
 cp "$release/bin/kr.ini" "$seeds/ini/delivered" 2>/dev/null || printf '[general]\nReportFolder=\nlastcheckupdate=2026-11-01\nCheckInterval=7\n' > "$seeds/ini/delivered"
 printf '[source]\r\nRoot=/mnt/windows\r\nUser=alice\r\n[general]\r\nlastcheckupdate=21 November 2026\r\n' > "$seeds/ini/crlf"
