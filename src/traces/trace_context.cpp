@@ -123,7 +123,12 @@ QStringList firefoxProfiles(const TraceContext& context, const QString& home) {
 }  // namespace
 
 const std::vector<UserProfile>& TraceContext::users() {
-    if (users_) return *users_;
+    if (users_) {
+        // Said for every kind that looks, not only the first one a context reads: what a kind's
+        // reading says must not depend on which kinds the same context read before it.
+        if (users_->empty()) noteNoUsers();
+        return *users_;
+    }
     const QScopedValueRollback discovering(discovering_, true);
     users_.emplace();
     for (const char* parent : {"Users", "Documents and Settings"}) {
@@ -147,17 +152,23 @@ const std::vector<UserProfile>& TraceContext::users() {
             users_->push_back(std::move(user));
         }
     }
-    if (users_->empty()) {
-        note(FindingKind::Absent, QStringLiteral("user profiles"),
-             onlyUser_.isEmpty() ? QStringLiteral("no folder under C:\\Users or C:\\Documents and Settings")
-                                 : QStringLiteral("no profile folder named \"%1\"").arg(onlyUser_));
-    }
+    if (users_->empty()) noteNoUsers();
     return *users_;
 }
 
+void TraceContext::noteNoUsers() const {
+    note(FindingKind::Absent, QStringLiteral("user profiles"),
+         onlyUser_.isEmpty() ? QStringLiteral("no folder under C:\\Users or C:\\Documents and Settings")
+                             : QStringLiteral("no profile folder named \"%1\"").arg(onlyUser_));
+}
+
 const std::vector<BrowserProfile>& TraceContext::browserProfiles() {
-    if (browsers_) return *browsers_;
+    if (browsers_) {
+        for (const auto& [kind, what, why] : profileNotes_) note(kind, what, why);
+        return *browsers_;
+    }
     const QScopedValueRollback discovering(discovering_, true);
+    const QScopedValueRollback capturing(capture_, &profileNotes_);
     const std::vector<UserProfile>& all = users();
     browsers_.emplace();
     for (const UserProfile& user : all) {
@@ -209,9 +220,11 @@ QStringList TraceContext::list(const QString& windowsFolder, bool foldersOnly) c
 std::shared_ptr<HiveFile> TraceContext::hive(const QString& windowsPath) {
     const QString key = windowsPath.toLower();
     if (const auto it = hives_.find(key); it != hives_.end()) {
-        // Asked of the volume again: what each kind relies on is seen by the volume (states of a
-        // volume are compared by it), even where the hive was opened for an earlier kind.
-        for (const QString& path : hiveFiles_[key]) system_.exists(path);
+        // Looked for again, and what opening it said said again: what each kind relies on is seen
+        // by the volume (states of a volume are compared by it) and by the kind's reason for an
+        // empty result, even where the hive was opened for an earlier kind.
+        for (const QString& path : hiveFiles_[key]) exists(path);
+        for (const auto& [kind, what, why] : hiveNotes_[key]) note(kind, what, why);
         return it->second;
     }
     std::shared_ptr<HiveFile>& slot = hives_[key];
@@ -225,28 +238,44 @@ std::shared_ptr<HiveFile> TraceContext::hive(const QString& windowsPath) {
         return exists(windowsPath + suffix) ? system_.openFile(windowsPath + suffix, label) : nullptr;
     };
     OpenedHive opened = openVolumeHive(*file, openLog, replayLogs);
+    std::vector<Finding>& notes = hiveNotes_[key];
     if (!opened.replay.isEmpty()) {
-        note(opened.replayed ? FindingKind::Recovered : FindingKind::Damaged, label + QLatin1Char(' ') + windowsPath, opened.replay);
+        notes.push_back({opened.replayed ? FindingKind::Recovered : FindingKind::Damaged, label + QLatin1Char(' ') + windowsPath, opened.replay});
     }
-    if (!opened.file) note(FindingKind::Damaged, label + QLatin1Char(' ') + windowsPath, QStringLiteral("not a registry hive (%1)").arg(opened.problem));
+    if (!opened.file) notes.push_back({FindingKind::Damaged, label + QLatin1Char(' ') + windowsPath, QStringLiteral("not a registry hive (%1)").arg(opened.problem)});
+    for (const auto& [kind, what, why] : notes) note(kind, what, why);
     slot = std::move(opened.file);
     return slot;
 }
 
-QString TraceContext::emptyReason() const {
-    QStringList missing, read;
-    for (const Looked& l : looked_) (l.found ? read : missing).append(l.path);
+TraceContext::LookedFor TraceContext::lookedFor() const {
+    LookedFor looked;
+    for (const Looked& l : looked_) (l.found ? looked.read : looked.missing).append(l.path);
+    looked.read.removeDuplicates();
+    looked.missing.removeDuplicates();
+    return looked;
+}
+
+void TraceContext::LookedFor::add(const LookedFor& part) {
+    read += part.read;
+    missing += part.missing;
     read.removeDuplicates();
     missing.removeDuplicates();
+}
+
+QString TraceContext::emptyReason(const LookedFor& looked) {
     const auto some = [](const QStringList& paths) {
         constexpr qsizetype kShown = 4;
         QString text = QStringList(paths.mid(0, kShown)).join(QStringLiteral("; "));
         if (paths.size() > kShown) text += QStringLiteral(" and %1 more").arg(paths.size() - kShown);
         return text;
     };
-    if (looked_.empty()) return QStringLiteral("no profile on this volume holds what it reads");
-    if (read.isEmpty()) return QStringLiteral("none of the places it reads is on this volume (looked for %1)").arg(some(missing));
-    return QStringLiteral("what it read holds no records of this kind (%1)").arg(some(read));
+    if (looked.read.isEmpty() && looked.missing.isEmpty()) return QStringLiteral("no profile on this volume holds what it reads");
+    if (looked.read.isEmpty()) return QStringLiteral("none of the places it reads is on this volume (looked for %1)").arg(some(looked.missing));
+    const QString held = QStringLiteral("what it read holds no records of this kind (%1)").arg(some(looked.read));
+    // What it read may only have served the rest (a hive naming the users): the places missing say more.
+    if (looked.missing.isEmpty()) return held;
+    return held + QStringLiteral(", and these are not on this volume: %1").arg(some(looked.missing));
 }
 
 void TraceContext::reportHiveLosses() {

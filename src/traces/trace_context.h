@@ -47,6 +47,11 @@ public:
     void narrowToUser(const QString& name) { onlyUser_ = name; }
     const QString& onlyUser() const { return onlyUser_; }
 
+    // A kind read in parts by several workers (TraceKind::readIn): only the part of that index is
+    // read, the others are left to the other workers; nullopt reads every part.
+    void readPart(std::optional<size_t> part) { part_ = part; }
+    bool readsPart(size_t index) const { return !part_ || *part_ == index; }
+
     const std::vector<UserProfile>& users();
     const std::vector<BrowserProfile>& browserProfiles();
 
@@ -65,7 +70,14 @@ public:
     }
     // Why the kind being read gave no record although nothing was noted: the places it looked
     // for and did not find, or those it read that held nothing of its kind.
-    QString emptyReason() const;
+    QString emptyReason() const { return emptyReason(lookedFor()); }
+    // What it looked for, in the order asked, each once; a kind read in parts adds its parts'.
+    struct LookedFor {
+        QStringList read, missing;
+        void add(const LookedFor& part);
+    };
+    LookedFor lookedFor() const;
+    static QString emptyReason(const LookedFor& looked);
     // The names of a folder's entries, "." and ".." left out; folders only where asked.
     QStringList list(const QString& windowsFolder, bool foldersOnly) const;
     // A file's own times on the volume (nullopt when it has none to tell).
@@ -81,6 +93,7 @@ public:
     void reportHiveLosses();
 
     void note(FindingKind kind, const QString& what, const QString& why = QString()) const {
+        if (capture_) capture_->push_back({kind, what, why});
         if (noteHook_) noteHook_(kind, what, why);
         else system_.findings().note(kind, what, why);
     }
@@ -100,6 +113,7 @@ public:
 private:
     friend qint64 runTraceKind(const TraceKind& kind, TraceContext& context, TraceSink& sink);
     static constexpr size_t kMostLooked = 256;
+    void noteNoUsers() const;
     struct Looked {
         QString path;
         bool found;
@@ -110,11 +124,15 @@ private:
     QString tempFolder_;
     QString onlyUser_;
     bool stopped_ = false;
+    std::optional<size_t> part_;
     std::optional<std::vector<UserProfile>> users_;
     std::optional<std::vector<BrowserProfile>> browsers_;
     std::map<QString, std::shared_ptr<HiveFile>> hives_;  // by lower-cased path; nullptr: none
     // The files each was read from: the path as it was asked for, then its logs.
     QMap<QString, QStringList> hiveFiles_;
+    std::map<QString, std::vector<Finding>> hiveNotes_;  // what opening each said
+    std::vector<Finding> profileNotes_;                  // what finding the browser profiles said
+    mutable std::vector<Finding>* capture_ = nullptr;    // where notes are kept as well
     std::function<void(FindingKind, const QString&, const QString&)> noteHook_;
 };
 

@@ -106,6 +106,23 @@ void Environment::select(const Source& chosen) {
     os->setFolderPicker(folderPicker);
 }
 
+std::unique_ptr<Environment> Environment::sibling() const {
+    auto env = std::make_unique<Environment>();
+    env->desktop = std::make_unique<XdgDesktop>();
+    env->clock = std::make_unique<SystemClock>();
+    env->settings.setPath(settings.path());
+    env->replayLogs = replayLogs;
+    env->source = source;
+    env->image = image;
+    env->collection = collection;
+    const std::shared_ptr<Volume> volume = collection ? collection->volume : image ? std::shared_ptr<Volume>(image->volume) : nullptr;
+    if (volume) env->system = std::make_unique<VolumeSystem>(volume, source.user, replayLogs);
+    else if (collection || image) env->system = std::make_unique<VolumeSystem>(QString(), source.user);
+    else env->system = std::make_unique<VolumeSystem>(source.root, source.user, replayLogs);
+    env->os = std::make_unique<OsApi>(*env->system, *env->desktop);
+    return env;
+}
+
 void Environment::setFolderPicker(FolderPickerFn picker) {
     folderPicker = std::move(picker);
     os->setFolderPicker(folderPicker);

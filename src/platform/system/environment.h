@@ -56,6 +56,10 @@ struct Environment {
                                                        bool replayLogs = true);
     // A triage collection (a ZIP, a KAPE folder or container) as the source.
     static std::unique_ptr<Environment> createForCollection(const QString& collection, const QString& user, bool replayLogs = true);
+    // Another environment on the same evidence, for a thread of its own: the volume (an image's
+    // reader child, a ZIP, and the files taken out of them) is shared, which is safe from several
+    // threads; the analysed system (its hives, findings and caches) is the sibling's own.
+    std::unique_ptr<Environment> sibling() const;
     // Switches to another analysed system.
     void select(const Source& chosen);
     // What keeps the chosen system from being examined, in the user's words; nullopt when nothing.

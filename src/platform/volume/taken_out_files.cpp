@@ -26,24 +26,37 @@ std::unique_ptr<QIODevice> TakenOutFiles::open(const QString& what, Findings* fi
     if (folder) return refuse(FindingKind::Unreadable, QStringLiteral("not a regular file"));
     int copy = -1;
     {
-        const std::lock_guard lock(mutex_);
+        // A file another thread is taking out is waited for: each is taken out once a run.
+        std::unique_lock lock(mutex_);
+        made_.wait(lock, [&] { return !making_.contains(reference); });
         if (const auto it = copies_.find(reference); it != copies_.end()) copy = it->second;
+        else making_.insert(reference);
     }
     if (copy < 0) {
+        const auto done = [&](int made) {
+            {
+                const std::lock_guard lock(mutex_);
+                if (made >= 0) copies_.emplace(reference, made);
+                making_.erase(reference);
+            }
+            made_.notify_all();
+        };
         // Unnamed: nothing is left behind, whatever ends the program.
         copy = size <= kInMemory ? ::memfd_create("kestrova-evidence", MFD_CLOEXEC) : -1;
         if (copy < 0) copy = ::open(QFile::encodeName(folder_).constData(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
         if (copy < 0) {
+            const int error = errno;
+            done(-1);
             return refuse(FindingKind::Unreadable,
-                          QStringLiteral("no room for it in %1 (%2)").arg(folder_, QString::fromLocal8Bit(std::strerror(errno))));
+                          QStringLiteral("no room for it in %1 (%2)").arg(folder_, QString::fromLocal8Bit(std::strerror(error))));
         }
         QString why;
         if (!copyInto(copy, &why)) {
             ::close(copy);
+            done(-1);
             return refuse(FindingKind::Damaged, why);
         }
-        const std::lock_guard lock(mutex_);
-        copies_.emplace(reference, copy);
+        done(copy);
     }
     // Opened anew: each reader has a file position of its own.
     const int fd = ::open(("/proc/self/fd/" + QByteArray::number(copy)).constData(), O_RDONLY | O_CLOEXEC);

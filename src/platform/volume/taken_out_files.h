@@ -8,7 +8,9 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <condition_variable>
 #include <unordered_map>
+#include <unordered_set>
 
 #include "core/common/findings.h"
 
@@ -18,7 +20,7 @@ namespace kestrova {
 // in memory (memfd; one larger than kInMemory goes to the private temporary folder, unnamed
 // too), made the first time the file is opened and
 // shared (each opening with a file position of its own) by the readers that open it after one
-// another, as the Firefox categories all open places.sqlite.
+// another or at once, as the Firefox categories all open places.sqlite.
 class TakenOutFiles {
 public:
     explicit TakenOutFiles(QString folder) : folder_(std::move(folder)) {}
@@ -40,7 +42,9 @@ public:
 private:
     QString folder_;
     mutable std::mutex mutex_;
+    mutable std::condition_variable made_;
     mutable std::unordered_map<quint64, int> copies_;  // by MFT reference, or a ZIP member's index
+    mutable std::unordered_set<quint64> making_;       // being taken out by another thread
 };
 
 }  // namespace kestrova
