@@ -14,6 +14,7 @@
 #include "cli/trace_output.h"
 #include "cli/usage.h"
 #include "core/common/text.h"
+#include "traces/reading_pool.h"
 #include "traces/record_tags.h"
 #include "traces/timeline.h"
 
@@ -40,41 +41,71 @@ std::optional<std::vector<const TraceKind*>> chosenKinds(const QStringList& name
 }
 
 // A host's reading: its states, its case file's tags, and the host its records carry where a
-// case holds several.
+// case holds several. Each worker beyond the first reads through a sibling of the host's
+// environment (its own analysed system over the shared volume), made on first use.
 class HostReading {
 public:
-    HostReading(Host& host, const TraceRun& run, bool named) : host_(host), reading_(*host.env, run.user, run.verbose), named_(named), verbose_(run.verbose) {}
+    HostReading(Host& host, const TraceRun& run, bool named) : host_(host), reading_(*host.env, run.user), run_(run), named_(named) {}
     // False after saying why (the exit status in *status).
-    bool prepare(const TraceRun& run, int* status) {
+    bool prepare(int* status) {
         QString why;
-        if (!reading_.chooseStates(run.snapshots, &why)) {
+        QStringList said;
+        const bool chosen = reading_.chooseStates(run_.snapshots, &said, &why);
+        for (const QString& line : said) std::fprintf(stderr, "kestrova-cli: %s\n", qPrintable(line));
+        if (!chosen) {
             *status = usageError(named_ ? host_.name + QStringLiteral(": ") + why : why);
             return false;
         }
-        if (run.tags && !(tags_ = openCaseFile(*host_.env))) {
+        if (run_.tags && !(tags_ = openCaseFile(*host_.env))) {
             *status = 1;
             return false;
         }
+        siblings_.resize(static_cast<size_t>(std::max(0, run_.jobs - 1)));
         return true;
     }
     bool withStates() const { return reading_.withStates(); }
-    // stamped: the target keeps the host itself (the timeline's keys), records need not carry it.
-    bool read(const TraceKind& kind, TraceSink& target, const char* stderrBreak = "", bool stamped = false) {
-        if (verbose_ && named_) std::fprintf(stderr, "%shost %s:\n", stderrBreak, qPrintable(showEscapedBytes(host_.name)));
-        TraceSink* sink = &target;
-        std::optional<HostSink> host;
-        if (named_ && !stamped) sink = &host.emplace(*sink, host_.name.toUtf8());
-        std::optional<TaggingSink> tagging;
-        if (tags_) sink = &tagging.emplace(*sink, *tags_);
-        return reading_.read(kind, *sink, verbose_ && named_ ? "" : stderrBreak);
-    }
     const Host& host() const { return host_; }
+    bool named() const { return named_; }
+    size_t parts(const TraceKind& kind) { return reading_.parts(kind); }
+
+    // The reading of worker `worker` (from 0): the host's own for the first.
+    cli::KindReading& forWorker(int worker) {
+        if (worker == 0) return reading_;
+        Sibling& sibling = siblings_[static_cast<size_t>(worker - 1)];
+        if (!sibling.reading) {
+            sibling.env = host_.env->sibling();
+            sibling.reading = std::make_unique<cli::KindReading>(*sibling.env, run_.user);
+            QStringList said;
+            QString why;
+            sibling.reading->chooseStates(run_.snapshots, &said, &why);  // as the host's own did
+        }
+        return *sibling.reading;
+    }
+
+    // Where this host's records go on their way to `target`: the tag and (unless the target keeps
+    // the host itself, stamped) the host are added.
+    TraceSink& route(TraceSink& target, bool stamped) {
+        TraceSink* sink = &target;
+        hostSink_.reset();
+        tagging_.reset();
+        if (named_ && !stamped) sink = &hostSink_.emplace(*sink, host_.name.toUtf8());
+        if (tags_) sink = &tagging_.emplace(*sink, *tags_);
+        return *sink;
+    }
 
 private:
+    struct Sibling {
+        std::unique_ptr<Environment> env;
+        std::unique_ptr<cli::KindReading> reading;
+    };
     Host& host_;
     cli::KindReading reading_;
+    const TraceRun& run_;
     std::unique_ptr<CaseFile> tags_;
-    bool named_, verbose_;
+    bool named_;
+    std::vector<Sibling> siblings_;
+    std::optional<HostSink> hostSink_;
+    std::optional<TaggingSink> tagging_;
 };
 
 // Every host's reading prepared; nullopt with the exit status when one cannot be.
@@ -82,9 +113,91 @@ std::optional<std::vector<std::unique_ptr<HostReading>>> prepared(std::vector<Ho
     std::vector<std::unique_ptr<HostReading>> readings;
     for (Host& host : hosts) {
         readings.push_back(std::make_unique<HostReading>(host, run, hosts.size() > 1));
-        if (!readings.back()->prepare(run, status)) return std::nullopt;
+        if (!readings.back()->prepare(status)) return std::nullopt;
     }
     return readings;
+}
+
+// Where the records of a kind of a host go, as the command wants them.
+struct Target {
+    TraceSink* sink;
+    bool stamped = false;  // the sink keeps the host itself (the timeline's keys)
+};
+struct Targets {
+    // Before the first record of a kind of a host; kinds come in the order chosen, and each
+    // kind's hosts one after another.
+    std::function<Target(const TraceKind&, const HostReading&)> start;
+    std::function<bool()> healthy;  // false: stop (the output can no longer be written)
+    const char* stderrBreak = "";   // what goes before what --verbose says
+};
+
+void sayHost(const HostReading& reading, const TraceRun& run, const char* stderrBreak) {
+    if (run.verbose && reading.named()) std::fprintf(stderr, "%shost %s:\n", stderrBreak, qPrintable(showEscapedBytes(reading.host().name)));
+}
+
+// Reads the kinds of the hosts, kind by kind and each host's after the other's, on run.jobs
+// workers; the records reach the targets in that order whatever the number of workers, and
+// what --verbose says of each kind comes after its records. False when reading stopped.
+bool readKinds(std::span<const std::unique_ptr<HostReading>> from, const std::vector<const TraceKind*>& kinds, const TraceRun& run,
+               const Targets& targets) {
+    const char* kindBreak = run.verbose && from.front()->named() ? "" : targets.stderrBreak;
+    if (run.jobs <= 1) {
+        for (const TraceKind* kind : kinds) {
+            for (const auto& reading : from) {
+                sayHost(*reading, run, targets.stderrBreak);
+                const Target target = targets.start(*kind, *reading);
+                const KindOutcome outcome = reading->forWorker(0).read(*kind, reading->route(*target.sink, target.stamped));
+                outcome.say(*kind, run.verbose, kindBreak);
+                if (!outcome.goOn || !targets.healthy()) return false;
+            }
+        }
+        return true;
+    }
+    // A task: a kind of a host, or one browser profile of it.
+    struct Task {
+        const TraceKind* kind;
+        HostReading* reading;
+        std::optional<size_t> part;
+        bool first, last;  // of its kind and host
+    };
+    std::vector<Task> tasks;
+    for (const TraceKind* kind : kinds) {
+        for (const auto& reading : from) {
+            const size_t parts = reading->parts(*kind);
+            if (parts <= 1) tasks.push_back({kind, reading.get(), std::nullopt, true, true});
+            for (size_t i = 0; parts > 1 && i < parts; ++i) tasks.push_back({kind, reading.get(), i, i == 0, i + 1 == parts});
+        }
+    }
+    std::vector<KindOutcome> outcomes(tasks.size());
+    KindOutcome kindOutcome;
+    TraceSink* sink = nullptr;
+    PoolTasks pool;
+    pool.count = tasks.size();
+    pool.kind = [&](size_t t) -> const TraceKind& { return *tasks[t].kind; };
+    pool.read = [&](int worker, size_t t, TraceSink& spool) {
+        outcomes[t] = tasks[t].reading->forWorker(worker).read(*tasks[t].kind, spool, tasks[t].part);
+    };
+    pool.begin = [&](size_t t) {
+        const Task& task = tasks[t];
+        if (task.first) {
+            sayHost(*task.reading, run, targets.stderrBreak);
+            const Target target = targets.start(*task.kind, *task.reading);
+            sink = &task.reading->route(*target.sink, target.stamped);
+            kindOutcome = KindOutcome();
+        }
+        return true;
+    };
+    pool.record = [&](size_t t, const Provenance& p, std::span<const Value> values) { return sink->record(*tasks[t].kind, p, values); };
+    pool.end = [&](size_t t) {
+        kindOutcome.add(outcomes[t]);
+        if (!tasks[t].last) return true;
+        kindOutcome.say(*tasks[t].kind, run.verbose, kindBreak);
+        return kindOutcome.goOn && targets.healthy();
+    };
+    QString why;
+    const bool read = runPool({.workers = run.jobs, .spillFolder = from.front()->host().env->privateTemp.path()}, pool, &why);
+    if (!why.isEmpty()) std::fprintf(stderr, "kestrova-cli: %s\n", qPrintable(why));
+    return read;
 }
 
 // Where the output goes: standard output, or a host's file in the -o folder.
@@ -163,12 +276,12 @@ int traces(std::vector<Host>& hosts, const TraceRun& run, const QTimeZone& zone)
     const auto write = [&](std::span<const std::unique_ptr<HostReading>> from, int fd) {
         ByteOutput out(fd);
         TracePrinter printer(out, *format, IsoTimeWriter(zone), extra);
-        bool goOn = true;
-        for (const TraceKind* kind : *kinds) {
-            printer.begin(*kind);
-            for (const auto& reading : from) goOn = goOn && reading->read(*kind, printer);
-            if (!goOn) break;
-        }
+        const Targets targets{.start = [&](const TraceKind& kind, const HostReading& reading) {
+                                  if (&reading == from.front().get()) printer.begin(kind);
+                                  return Target{&printer};
+                              },
+                              .healthy = [] { return true; }};
+        readKinds(from, *kinds, run, targets);
         printer.finish();
         out.flush();
         return Destination::status(out);
@@ -204,16 +317,15 @@ int timeline(std::vector<Host>& hosts, const TraceRun& run, const QTimeZone& zon
         if (*format == TimelineFormat::Body) body.emplace(out, from, to);
         TraceSink& sink = body ? static_cast<TraceSink&>(*body) : events;
         const auto sofar = [&] { return body ? body->lines() : events.events(); };
-        bool goOn = true;
-        for (const TraceKind* kind : *kinds) {
-            if (terminal) std::fprintf(stderr, "\rtimeline: reading %-24s %lld %s so far", kind->name, static_cast<long long>(sofar()), body ? "lines" : "events");
-            for (const auto& reading : readingsFrom) {
-                // The timeline keeps each event's host in its key rather than in every record.
-                const bool stamped = !body && hosts.size() > 1 && events.setHost(reading->host().name.toUtf8());
-                goOn = goOn && reading->read(*kind, sink, terminal ? "\n" : "", stamped) && !out.failed();
-            }
-            if (!goOn) break;
-        }
+        const Targets targets{.start = [&](const TraceKind& kind, const HostReading& reading) {
+                                  if (terminal) std::fprintf(stderr, "\rtimeline: reading %-24s %lld %s so far", kind.name, static_cast<long long>(sofar()), body ? "lines" : "events");
+                                  // The timeline keeps each event's host in its key rather than in every record.
+                                  const bool stamped = !body && hosts.size() > 1 && events.setHost(reading.host().name.toUtf8());
+                                  return Target{&sink, stamped};
+                              },
+                              .healthy = [&] { return !out.failed(); },
+                              .stderrBreak = terminal ? "\n" : ""};
+        readKinds(readingsFrom, *kinds, run, targets);
         bool drained = true;
         if (!body) {
             if (terminal) std::fprintf(stderr, "\rtimeline: %lld events, sorting%s\n", static_cast<long long>(events.events()), events.runs() ? " (merging runs)" : "");

@@ -20,6 +20,7 @@ struct TraceRun {
     QString user, snapshots, from, to;
     QString folder;     // -o DIR/: one file a host in it; empty: standard output
     bool verbose = false, tags = false;
+    int jobs = 1;       // --jobs: the workers reading at once
 };
 
 // The command's exit status.

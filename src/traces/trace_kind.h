@@ -35,6 +35,11 @@ constexpr bool has(Carries set, Carries one) { return (static_cast<int>(set) & s
 
 using TraceSourceFn = void (*)(TraceContext&, TraceSink&);
 
+// How a kind's reading may be cut, so that several workers read it at once: whole, or each
+// browser profile apart (its source reads the profiles one after another, each only where
+// TraceContext::readsPart says so).
+enum class ReadIn : uint8_t { Whole, BrowserProfiles };
+
 struct TraceKind {
     const char* name;     // "browser.history"
     const char* group;    // the window's group: "Browsers", "Internet Explorer and legacy Edge"
@@ -43,6 +48,7 @@ struct TraceKind {
     std::span<const FieldSpec> fields;
     TraceSourceFn source;
     const char* about;    // one line for `traces --list`
+    ReadIn readIn = ReadIn::Whole;
 };
 
 // Every kind, in listing order.

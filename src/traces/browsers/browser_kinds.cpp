@@ -10,12 +10,14 @@ using ProfileReader = void (*)(TraceContext&, TraceSink&, const BrowserProfile&)
 
 void eachProfile(TraceContext& context, TraceSink& sink, ProfileReader chromium, ProfileReader firefox) {
     const std::vector<BrowserProfile>& profiles = context.browserProfiles();
-    if (profiles.empty() && !context.users().empty()) {
+    if (profiles.empty() && !context.users().empty() && context.readsPart(0)) {
         context.note(FindingKind::Absent, QStringLiteral("browser profiles"),
                      QStringLiteral("no Chromium-family or Firefox profile in any user's application data"));
     }
-    for (const BrowserProfile& profile : profiles) {
+    for (size_t i = 0; i < profiles.size(); ++i) {
         if (context.stopped()) return;
+        if (!context.readsPart(i)) continue;
+        const BrowserProfile& profile = profiles[i];
         const ProfileReader read = profile.engine == BrowserEngine::Chromium ? chromium : firefox;
         if (read) read(context, sink, profile);
     }

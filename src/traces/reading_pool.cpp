@@ -1,0 +1,237 @@
+#include "traces/reading_pool.h"
+
+#include <QFile>
+#include <atomic>
+#include <cerrno>
+#include <condition_variable>
+#include <cstring>
+#include <deque>
+#include <fcntl.h>
+#include <mutex>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+#include "traces/record_body.h"
+
+namespace kestrova {
+namespace {
+
+// Records travel in chunks of about this size: large enough that handing one over costs nothing
+// beside its records, small enough that the writer starts soon after the reading does.
+constexpr size_t kChunk = size_t{1} << 20;
+// What the task being handed on may hold before its reader waits for the writer: formatting can
+// be slower than reading, and the task in hand never goes to the spill file.
+constexpr size_t kHeadHeld = size_t{16} << 20;
+
+struct Chunk {
+    std::string bytes;  // in memory, or empty when spilled
+    off_t at = -1;      // where in the spill file, when spilled
+    size_t size = 0;
+};
+
+struct Spool {
+    std::deque<Chunk> chunks;
+    size_t held = 0;  // bytes of its chunks in memory
+    bool finished = false;
+};
+
+class Pool {
+public:
+    Pool(const PoolOptions& options, const PoolTasks& tasks) : options_(options), tasks_(tasks), spools_(tasks.count) {}
+    ~Pool() {
+        if (spillFd_ >= 0) ::close(spillFd_);
+    }
+
+    bool run(QString* why) {
+        const int workers = std::max(1, std::min<int>(options_.workers, static_cast<int>(tasks_.count)));
+        std::vector<std::thread> threads;
+        for (int w = 0; w < workers && tasks_.count > 0; ++w) threads.emplace_back([this, w] { work(w); });
+        const bool completed = handOn();
+        stop_ = true;
+        spaceFreed_.notify_all();
+        for (std::thread& t : threads) t.join();
+        if (!spillError_.isEmpty()) {
+            *why = spillError_;
+            return false;
+        }
+        return completed;
+    }
+
+    bool stopped() const { return stop_.load(std::memory_order_relaxed); }
+
+    // From a worker: a chunk of the task's records.
+    void push(size_t task, std::string&& bytes) {
+        Chunk chunk;
+        chunk.size = bytes.size();
+        {
+            std::unique_lock lock(mutex_);
+            Spool& spool = spools_[task];
+            if (task == head_) {
+                spaceFreed_.wait(lock, [&] { return spool.held < kHeadHeld || stopped() || task != head_; });
+            }
+            if (task == head_ || held_ + chunk.size <= options_.heldBudget) {
+                held_ += chunk.size;
+                spool.held += chunk.size;
+                chunk.bytes = std::move(bytes);
+                spool.chunks.push_back(std::move(chunk));
+                arrived_.notify_all();
+                return;
+            }
+        }
+        // Read ahead beyond the budget: to the spill file, outside the lock.
+        if (!spill(bytes, &chunk)) {
+            stop_ = true;
+            arrived_.notify_all();
+            return;
+        }
+        const std::lock_guard lock(mutex_);
+        spools_[task].chunks.push_back(std::move(chunk));
+        arrived_.notify_all();
+    }
+
+private:
+    class SpoolSink : public TraceSink {
+    public:
+        SpoolSink(Pool& pool, size_t task) : pool_(pool), task_(task) {}
+        bool record(const TraceKind&, const Provenance& from, std::span<const Value> values) override {
+            if (pool_.stopped()) return false;
+            appendSizedRecord(chunk_, from, values);
+            if (chunk_.size() >= kChunk) handOver();
+            return true;
+        }
+        void handOver() {
+            if (chunk_.empty()) return;
+            pool_.push(task_, std::move(chunk_));
+            chunk_ = std::string();
+            chunk_.reserve(kChunk + 4096);
+        }
+
+    private:
+        Pool& pool_;
+        size_t task_;
+        std::string chunk_;
+    };
+
+    void work(int worker) {
+        while (!stopped()) {
+            const size_t task = next_.fetch_add(1);
+            if (task >= tasks_.count) return;
+            SpoolSink sink(*this, task);
+            tasks_.read(worker, task, sink);
+            sink.handOver();
+            const std::lock_guard lock(mutex_);
+            spools_[task].finished = true;
+            arrived_.notify_all();
+        }
+    }
+
+    bool spill(const std::string& bytes, Chunk* chunk) {
+        const std::lock_guard lock(spillMutex_);
+        if (spillFd_ < 0) {
+            spillFd_ = ::open(QFile::encodeName(options_.spillFolder).constData(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
+            if (spillFd_ < 0) return spillFailed();
+        }
+        for (size_t done = 0; done < bytes.size();) {
+            const ssize_t n = ::pwrite(spillFd_, bytes.data() + done, bytes.size() - done, spillEnd_ + static_cast<off_t>(done));
+            if (n < 0 && errno == EINTR) continue;
+            if (n <= 0) return spillFailed();
+            done += static_cast<size_t>(n);
+        }
+        chunk->at = spillEnd_;
+        spillEnd_ += static_cast<off_t>(bytes.size());
+        return true;
+    }
+    bool spillFailed() {
+        if (spillError_.isEmpty()) {
+            spillError_ = QStringLiteral("the records read ahead could not be kept in %1: %2")
+                              .arg(options_.spillFolder, QString::fromLocal8Bit(std::strerror(errno ? errno : EIO)));
+        }
+        return false;
+    }
+    bool readSpilled(const Chunk& chunk, std::string* into) {
+        into->resize(chunk.size);
+        for (size_t done = 0; done < chunk.size;) {
+            const ssize_t n = ::pread(spillFd_, into->data() + done, chunk.size - done, chunk.at + static_cast<off_t>(done));
+            if (n < 0 && errno == EINTR) continue;
+            if (n <= 0) {
+                const std::lock_guard lock(spillMutex_);
+                return spillFailed();
+            }
+            done += static_cast<size_t>(n);
+        }
+        return true;
+    }
+
+    // The calling thread's part: every task's records in task order.
+    bool handOn() {
+        std::vector<Value> values;
+        Provenance from;
+        std::string spilled;
+        for (size_t task = 0; task < tasks_.count; ++task) {
+            {
+                const std::lock_guard lock(mutex_);
+                head_ = task;
+            }
+            spaceFreed_.notify_all();
+            if (!tasks_.begin(task)) return false;
+            const TraceKind& kind = tasks_.kind(task);
+            while (true) {
+                Chunk chunk;
+                {
+                    std::unique_lock lock(mutex_);
+                    Spool& spool = spools_[task];
+                    arrived_.wait(lock, [&] { return !spool.chunks.empty() || spool.finished || stopped(); });
+                    if (spool.chunks.empty()) {
+                        if (!spool.finished) return false;  // stopped by a worker's failure
+                        break;
+                    }
+                    chunk = std::move(spool.chunks.front());
+                    spool.chunks.pop_front();
+                    if (chunk.at < 0) {
+                        held_ -= chunk.size;
+                        spool.held -= chunk.size;
+                    }
+                }
+                spaceFreed_.notify_all();
+                if (chunk.at >= 0) {
+                    if (!readSpilled(chunk, &spilled)) return false;
+                    chunk.bytes.swap(spilled);
+                }
+                const std::string& bytes = chunk.bytes;
+                for (size_t at = 0; at + 4 <= bytes.size();) {
+                    const std::string_view body = sizedRecordAt(bytes, static_cast<uint32_t>(at));
+                    decodeRecordBody(body, kind, from, values);
+                    if (!tasks_.record(task, from, values)) return false;
+                    at += 4 + body.size();
+                }
+                if (chunk.at >= 0) chunk.bytes.swap(spilled);
+            }
+            if (!tasks_.end(task)) return false;
+        }
+        return true;
+    }
+
+    const PoolOptions& options_;
+    const PoolTasks& tasks_;
+    std::mutex mutex_;
+    std::condition_variable arrived_, spaceFreed_;
+    std::vector<Spool> spools_;
+    size_t head_ = 0;
+    size_t held_ = 0;
+    std::atomic<size_t> next_{0};
+    std::atomic<bool> stop_{false};
+    std::mutex spillMutex_;
+    int spillFd_ = -1;
+    off_t spillEnd_ = 0;
+    QString spillError_;
+};
+
+}  // namespace
+
+bool runPool(const PoolOptions& options, const PoolTasks& tasks, QString* why) {
+    Pool pool(options, tasks);
+    return pool.run(why);
+}
+
+}  // namespace kestrova
