@@ -21,6 +21,7 @@ namespace kestrova::bench {
 struct ProcessRun {
     double seconds = 1e9;
     long peakKiB = 0;
+    double cpuSeconds = 0;  // user and system time of the process
 };
 
 inline ProcessRun runProcess(const std::vector<QByteArray>& args) {
@@ -45,6 +46,7 @@ inline ProcessRun runProcess(const std::vector<QByteArray>& args) {
     ::wait4(pid, &status, 0, &usage);
     result.seconds = timer.nsecsElapsed() / 1e9;
     result.peakKiB = usage.ru_maxrss;
+    result.cpuSeconds = static_cast<double>(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) + (usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
     if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) std::fprintf(stderr, "%s failed (status %d)\n", argv[0], status);
     return result;
 }
@@ -54,6 +56,7 @@ inline ProcessRun bestOfThree(const std::vector<QByteArray>& args) {
     ProcessRun best;
     for (int round = 0; round < 3; ++round) {
         const ProcessRun r = runProcess(args);
+        if (r.seconds < best.seconds) best.cpuSeconds = r.cpuSeconds;
         best.seconds = std::min(best.seconds, r.seconds);
         best.peakKiB = std::max(best.peakKiB, r.peakKiB);
     }

@@ -17,9 +17,9 @@ struct VisitVolume {
     QByteArray places;   // the Firefox places.sqlite
 };
 
-inline std::optional<VisitVolume> writeVisitVolume(const QString& root, int visits) {
-    const QString chrome = root + "/Users/alice/AppData/Local/Google/Chrome/User Data/Default";
-    const QString firefox = root + "/Users/alice/AppData/Roaming/Mozilla/Firefox/Profiles/a.default";
+inline std::optional<VisitVolume> writeVisitVolume(const QString& root, int visits, const QString& user = QStringLiteral("alice")) {
+    const QString chrome = root + "/Users/" + user + "/AppData/Local/Google/Chrome/User Data/Default";
+    const QString firefox = root + "/Users/" + user + "/AppData/Roaming/Mozilla/Firefox/Profiles/a.default";
     QString error;
     std::printf("writing %d visits into each database...\n", visits);
     if (!tools::writeModernChromiumProfile(chrome, "chrome", visits, &error) ||
