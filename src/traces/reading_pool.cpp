@@ -12,6 +12,7 @@
 #include <unistd.h>
 #include <vector>
 
+#include "platform/contained/fork_gate.h"
 #include "traces/record_body.h"
 
 namespace kestrova {
@@ -47,7 +48,11 @@ public:
         const int workers = std::max(1, std::min<int>(options_.workers, static_cast<int>(tasks_.count)));
         std::vector<std::thread> threads;
         for (int w = 0; w < workers && tasks_.count > 0; ++w) threads.emplace_back([this, w] { work(w); });
-        const bool completed = handOn();
+        bool completed = false;
+        {
+            const ForkGate::Member member;
+            completed = handOn();
+        }
         stop_ = true;
         spaceFreed_.notify_all();
         for (std::thread& t : threads) t.join();
@@ -68,7 +73,7 @@ public:
             std::unique_lock lock(mutex_);
             Spool& spool = spools_[task];
             if (task == head_) {
-                spaceFreed_.wait(lock, [&] { return spool.held < kHeadHeld || stopped() || task != head_; });
+                ForkGate::waitParked(lock, spaceFreed_, [&] { return spool.held < kHeadHeld || stopped() || task != head_; });
             }
             if (task == head_ || held_ + chunk.size <= options_.heldBudget) {
                 held_ += chunk.size;
@@ -96,6 +101,7 @@ private:
         SpoolSink(Pool& pool, size_t task) : pool_(pool), task_(task) {}
         bool record(const TraceKind&, const Provenance& from, std::span<const Value> values) override {
             if (pool_.stopped()) return false;
+            ForkGate::instance().safePoint();
             appendSizedRecord(chunk_, from, values);
             if (chunk_.size() >= kChunk) handOver();
             return true;
@@ -114,7 +120,9 @@ private:
     };
 
     void work(int worker) {
+        const ForkGate::Member member;
         while (!stopped()) {
+            ForkGate::instance().safePoint();
             const size_t task = next_.fetch_add(1);
             if (task >= tasks_.count) return;
             SpoolSink sink(*this, task);
@@ -177,11 +185,12 @@ private:
             if (!tasks_.begin(task)) return false;
             const TraceKind& kind = tasks_.kind(task);
             while (true) {
+                ForkGate::instance().safePoint();
                 Chunk chunk;
                 {
                     std::unique_lock lock(mutex_);
                     Spool& spool = spools_[task];
-                    arrived_.wait(lock, [&] { return !spool.chunks.empty() || spool.finished || stopped(); });
+                    ForkGate::waitParked(lock, arrived_, [&] { return !spool.chunks.empty() || spool.finished || stopped(); });
                     if (spool.chunks.empty()) {
                         if (!spool.finished) return false;  // stopped by a worker's failure
                         break;

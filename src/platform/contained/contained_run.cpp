@@ -1,5 +1,7 @@
 #include "platform/contained/contained_run.h"
 
+#include "platform/contained/fork_gate.h"
+
 #include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
@@ -141,7 +143,12 @@ ContainedEnd runContained(const std::function<int(FrameWriter&)>& child,
     int fds[2];
     if (::pipe2(fds, O_CLOEXEC) != 0) return {false, QStringLiteral("could not be started (%1)").arg(QString::fromLocal8Bit(std::strerror(errno)))};
     std::fflush(nullptr);  // nothing buffered is written twice
+    // No other reading thread holds a lock the child would need (the allocator's among them).
+    ForkGate& gate = ForkGate::instance();
+    gate.beginFork();
     const pid_t pid = ::fork();
+    if (pid == 0) gate.forgetInChild();
+    else gate.endFork();
     if (pid < 0) {
         ::close(fds[0]);
         ::close(fds[1]);

@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include "core/common/text.h"
+#include "platform/contained/fork_gate.h"
 
 namespace kestrova {
 
@@ -28,7 +29,7 @@ std::unique_ptr<QIODevice> TakenOutFiles::open(const QString& what, Findings* fi
     {
         // A file another thread is taking out is waited for: each is taken out once a run.
         std::unique_lock lock(mutex_);
-        made_.wait(lock, [&] { return !making_.contains(reference); });
+        ForkGate::waitParked(lock, made_, [&] { return !making_.contains(reference); });
         if (const auto it = copies_.find(reference); it != copies_.end()) copy = it->second;
         else making_.insert(reference);
     }

@@ -1,5 +1,7 @@
 #include "platform/volume/zip_volume.h"
 
+#include "platform/contained/fork_gate.h"
+
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -193,7 +195,7 @@ public:
     std::unique_ptr<QIODevice> open(const ZipVolume::Member& m, const QString& what, Findings* findings) {
         {
             std::unique_lock lock(busyMutex);
-            busyDone.wait(lock, [&] { return !busy.count(m.index); });
+            ForkGate::waitParked(lock, busyDone, [&] { return !busy.count(m.index); });
             busy.insert(m.index);
         }
         auto file = copies.open(what, findings, true, false, m.index, m.size, [&](int fd, QString* why) {
@@ -235,7 +237,9 @@ public:
         zip* own = zip_open(toFileNameBytes(path).constData(), ZIP_RDONLY, &code);
         if (!own) return;
         ahead = std::thread([this, own, chosen = std::move(chosen)] {
+            const ForkGate::Member member;
             for (const Listed* l : chosen) {
+                ForkGate::instance().safePoint();
                 if (stopping) break;
                 {
                     const std::lock_guard lock(busyMutex);
