@@ -7,8 +7,15 @@
 namespace kestrova::cli {
 
 void ByteOutput::flush() {
-    const char* at = buffer_.get();
-    size_t left = used_;
+    writeAll(buffer_.get(), used_);
+    used_ = 0;
+}
+
+void ByteOutput::writeAll(const char* at, size_t left) {
+    if (into_) {
+        into_->append(at, left);
+        return;
+    }
     while (left > 0 && !failed_) {
         const ssize_t written = ::write(fd_, at, left);
         if (written < 0) {
@@ -19,7 +26,11 @@ void ByteOutput::flush() {
         at += written;
         left -= static_cast<size_t>(written);
     }
-    used_ = 0;
+}
+
+void ByteOutput::putFormatted(std::string_view bytes) {
+    flush();
+    writeAll(bytes.data(), bytes.size());
 }
 
 void ByteOutput::makeRoom(size_t n) {

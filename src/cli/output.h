@@ -35,6 +35,8 @@ namespace kestrova::cli {
 class ByteOutput {
 public:
     explicit ByteOutput(int fd) : fd_(fd), buffer_(new char[kCapacity]), capacity_(kCapacity) {}
+    // Into memory: what is flushed is appended to `into` (text formatted on another thread).
+    explicit ByteOutput(std::string& into) : fd_(-1), into_(&into), buffer_(new char[kCapacity]), capacity_(kCapacity) {}
     ByteOutput(const ByteOutput&) = delete;
     ByteOutput& operator=(const ByteOutput&) = delete;
     ~ByteOutput() { flush(); }
@@ -57,13 +59,17 @@ public:
         if (used_ >= kFlushAt) flush();
     }
     void flush();
+    // Bytes already made elsewhere, written through as they are (after what is buffered).
+    void putFormatted(std::string_view bytes);
     bool failed() const { return failed_; }
 
 private:
     static constexpr size_t kFlushAt = 1u << 20;
     static constexpr size_t kCapacity = 2u << 20;
     void makeRoom(size_t n);
+    void writeAll(const char* at, size_t left);
     int fd_;
+    std::string* into_ = nullptr;
     std::unique_ptr<char[]> buffer_;
     size_t used_ = 0;
     size_t capacity_;

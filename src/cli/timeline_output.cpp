@@ -2,8 +2,14 @@
 
 #include <algorithm>
 #include <charconv>
-#include <iterator>
+#include <condition_variable>
 #include <cstring>
+#include <deque>
+#include <iterator>
+#include <mutex>
+#include <thread>
+
+#include "traces/record_body.h"
 
 namespace kestrova::cli {
 namespace {
@@ -245,6 +251,105 @@ bool BodyFileWriter::record(const TraceKind& kind, const Provenance& from, std::
         ++lines_;
     }
     return !out_.failed();
+}
+
+bool writeEvents(Timeline& events, ByteOutput& out, int workers, const std::function<std::unique_ptr<TimelinePrinter>(ByteOutput&)>& printerFor) {
+    if (workers <= 1) {
+        const auto printer = printerFor(out);
+        return events.drain([&](const TimelineEvent& event) {
+            printer->event(event);
+            return !out.failed();
+        });
+    }
+    // A block: events as the merge handed them (keys, their bodies copied), then their text.
+    struct Block {
+        std::vector<Timeline::Key> keys;
+        std::string bodies;
+        std::string text;
+        bool formatted = false;
+    };
+    constexpr size_t kBlockEvents = 8192;
+    const size_t mostInFlight = 3 * static_cast<size_t>(workers);
+    std::mutex mutex;
+    std::condition_variable queued, formatted;
+    std::deque<std::shared_ptr<Block>> order;  // to be written, in order
+    std::deque<std::shared_ptr<Block>> queue;  // to be formatted
+    bool ended = false;
+    std::vector<std::thread> formatters;
+    for (int w = 0; w < workers; ++w) {
+        formatters.emplace_back([&] {
+            std::string text;
+            ByteOutput into(text);
+            const auto printer = printerFor(into);
+            std::vector<Value> values;
+            Provenance from;
+            while (true) {
+                std::shared_ptr<Block> block;
+                {
+                    std::unique_lock lock(mutex);
+                    queued.wait(lock, [&] { return !queue.empty() || ended; });
+                    if (queue.empty()) return;
+                    block = std::move(queue.front());
+                    queue.pop_front();
+                }
+                for (const Timeline::Key& key : block->keys) {
+                    if (const auto event = events.decodeEvent(key, sizedRecordAt(block->bodies, key.body), from, values)) printer->event(*event);
+                }
+                into.flush();
+                {
+                    const std::lock_guard lock(mutex);
+                    block->text = std::move(text);
+                    block->formatted = true;
+                }
+                text = std::string();
+                formatted.notify_all();
+            }
+        });
+    }
+    // Writes the blocks formatted at the front, and waits for more while over `atMost` are left.
+    const auto writeFront = [&](size_t atMost) {
+        while (true) {
+            std::shared_ptr<Block> front;
+            {
+                std::unique_lock lock(mutex);
+                if (order.empty() || (order.size() <= atMost && !order.front()->formatted)) return;
+                formatted.wait(lock, [&] { return order.front()->formatted; });
+                front = std::move(order.front());
+                order.pop_front();
+            }
+            out.putFormatted(front->text);
+        }
+    };
+    auto block = std::make_shared<Block>();
+    const auto submit = [&] {
+        {
+            const std::lock_guard lock(mutex);
+            order.push_back(block);
+            queue.push_back(block);
+        }
+        queued.notify_one();
+        block = std::make_shared<Block>();
+        writeFront(mostInFlight);
+    };
+    const bool drained = events.drainKeyed([&](const Timeline::Key& key, std::string_view body) {
+        Timeline::Key copy = key;
+        copy.body = static_cast<uint32_t>(block->bodies.size());
+        const auto size = static_cast<uint32_t>(body.size());
+        block->bodies.append(reinterpret_cast<const char*>(&size), 4);
+        block->bodies.append(body);
+        block->keys.push_back(copy);
+        if (block->keys.size() >= kBlockEvents) submit();
+        return !out.failed();
+    });
+    if (!block->keys.empty()) submit();
+    {
+        const std::lock_guard lock(mutex);
+        ended = true;
+    }
+    queued.notify_all();
+    writeFront(0);
+    for (std::thread& t : formatters) t.join();
+    return drained;
 }
 
 }  // namespace kestrova::cli

@@ -10,6 +10,8 @@
 //   tln    TLN's five fields: time|source|system|user|description
 #pragma once
 
+#include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <unordered_set>
@@ -48,6 +50,11 @@ private:
     std::string message_;  // reused from event to event
     std::string pairs_;
 };
+
+// Writes every event of the timeline in order: with several workers, this thread merges and
+// writes while they decode and format the events a block at a time, each with a printer of its
+// own (printerFor, over the block's output). False when the timeline could not be drained.
+bool writeEvents(Timeline& events, ByteOutput& out, int workers, const std::function<std::unique_ptr<TimelinePrinter>(ByteOutput&)>& printerFor);
 
 // The body file, written record by record as the kinds read them (mactime sorts). Each time of a
 // record goes to the slot that fits its meaning: a modification or a key's last write to m(time),

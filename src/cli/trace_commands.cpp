@@ -331,12 +331,9 @@ int timeline(std::vector<Host>& hosts, const TraceRun& run, const QTimeZone& zon
             if (terminal) std::fprintf(stderr, "\rtimeline: %lld events, sorting%s\n", static_cast<long long>(events.events()), events.runs() ? " (merging runs)" : "");
             // One host: its computer's name for every event; several: each event's host.
             const QByteArray hostname = hosts.size() > 1 ? QByteArray() : first.os->ComputerName().toUtf8();
-            TimelinePrinter printer(out, *format, IsoTimeWriter(zone), hostname, extra);
-            printer.header();
-            drained = events.drain([&](const TimelineEvent& event) {
-                printer.event(event);
-                return !out.failed();
-            });
+            const auto printerFor = [&](ByteOutput& to) { return std::make_unique<TimelinePrinter>(to, *format, IsoTimeWriter(zone), hostname, extra); };
+            printerFor(out)->header();
+            drained = writeEvents(events, out, run.jobs, printerFor);
         } else if (terminal) {
             std::fprintf(stderr, "\n");
         }

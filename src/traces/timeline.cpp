@@ -32,17 +32,6 @@ bool before(const Timeline::Key& a, const Timeline::Key& b) {
 }
 
 // Decodes a body into the event handed to `out`; `values` is reused from event to event.
-bool hand(const Timeline::Key& key, std::string_view body, const std::vector<QByteArray>& hosts, std::vector<Value>& values,
-          const std::function<bool(const TimelineEvent&)>& out) {
-    const std::span<const TraceKind> kinds = traceKinds();
-    if (key.kind >= kinds.size()) return true;
-    const TraceKind& kind = kinds[key.kind];
-    Provenance from;
-    decodeRecordBody(body, kind, from, values);
-    if (from.host.isEmpty() && key.host < hosts.size()) from.host = hosts[key.host];
-    return out(TimelineEvent{&kind, key.field, key.time, from, values});
-}
-
 // A run file read back event by event, through one buffer.
 class RunReader {
 public:
@@ -158,12 +147,29 @@ bool Timeline::spill() {
 }
 
 bool Timeline::drain(const std::function<bool(const TimelineEvent&)>& out) {
-    if (!why_.isEmpty()) return false;
     std::vector<Value> values;
+    Provenance from;
+    return drainKeyed([&](const Key& key, std::string_view body) {
+        const auto event = decodeEvent(key, body, from, values);
+        return !event || out(*event);
+    });
+}
+
+std::optional<TimelineEvent> Timeline::decodeEvent(const Key& key, std::string_view body, Provenance& from, std::vector<Value>& values) const {
+    const std::span<const TraceKind> kinds = traceKinds();
+    if (key.kind >= kinds.size()) return std::nullopt;
+    const TraceKind& kind = kinds[key.kind];
+    decodeRecordBody(body, kind, from, values);
+    if (from.host.isEmpty() && key.host < hosts_.size()) from.host = hosts_[key.host];
+    return TimelineEvent{&kind, key.field, key.time, from, values};
+}
+
+bool Timeline::drainKeyed(const std::function<bool(const Key&, std::string_view body)>& out) {
+    if (!why_.isEmpty()) return false;
     if (runs_.empty()) {
         std::sort(held_.begin(), held_.end(), before);
         for (const Key& key : held_) {
-            if (!hand(key, sizedRecordAt(arena_, key.body), hosts_, values, out)) break;
+            if (!out(key, sizedRecordAt(arena_, key.body))) break;
         }
         return true;
     }
@@ -184,7 +190,7 @@ bool Timeline::drain(const std::function<bool(const TimelineEvent&)>& out) {
     while (!queue.empty()) {
         const size_t i = queue.top();
         queue.pop();
-        if (!hand(readers[i]->key(), readers[i]->body(), hosts_, values, out)) return true;
+        if (!out(readers[i]->key(), readers[i]->body())) return true;
         if (readers[i]->next()) queue.push(i);
     }
     return true;

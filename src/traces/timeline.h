@@ -54,6 +54,13 @@ public:
     // Hands every event over in order; false from `out` stops. Returns false, with why(), when a
     // run could not be written or read back.
     bool drain(const std::function<bool(const TimelineEvent&)>& out);
+    // The same order as keys and record bodies, not decoded: for a caller that decodes and
+    // formats them on other threads (decodeEvent). A body is valid during its call only.
+    struct Key;
+    bool drainKeyed(const std::function<bool(const Key&, std::string_view body)>& out);
+    // The event of a key and body drainKeyed handed over, its record decoded into from and values
+    // (which it views); nullopt for a key of no kind. Safe from several threads while draining.
+    std::optional<TimelineEvent> decodeEvent(const Key& key, std::string_view body, Provenance& from, std::vector<Value>& values) const;
     qint64 events() const { return events_; }
     int runs() const { return static_cast<int>(runs_.size()); }
     const QString& why() const { return why_; }
