@@ -5,14 +5,19 @@
 //   timeline     timeline jsonl
 // beside each its processor time over its wall time (2.0: both cores busy throughout) and peak
 // memory, and the timeline against its floor: sqlite3 -csv of the visit joins of every database,
-// one after the other.
+// one after the other. Where FUSE is there, the same volume as an EWF image too (NTFS written
+// through ntfs-3g, acquired with ewfacquire's fast compression): every kind and the timeline
+// against the folder, and the rate the databases are taken out at (browser.downloads reads the
+// History and places.sqlite files: its time on the image less its time on the folder).
 //   kestrova_jobs_bench [--visits N]
 #include <QCoreApplication>
 #include <QFile>
+#include <QFileInfo>
 #include <QTemporaryDir>
 #include <cstdio>
 
 #include "visit_volume.h"
+#include "../tests/support/image_fixture.h"
 
 using namespace kestrova;
 
@@ -24,10 +29,12 @@ int main(int argc, char** argv) {
     QTemporaryDir dir(qEnvironmentVariable("KESTROVA_BENCH_KEEP").isEmpty() ? QString() : qEnvironmentVariable("KESTROVA_BENCH_KEEP") + "/XXXXXX");
     dir.setAutoRemove(qEnvironmentVariable("KESTROVA_BENCH_KEEP").isEmpty());
     double floor = 0;
+    qint64 databaseBytes = 0;
     for (const char* user : {"alice", "bob", "carol", "dave"}) {
         const auto volume = bench::writeVisitVolume(dir.filePath("root"), visits, QLatin1String(user));
         if (!volume) return 1;
         floor += bench::chromeReference(*volume).seconds + bench::firefoxReference(*volume).seconds;
+        databaseBytes += QFileInfo(QString::fromUtf8(volume->history)).size() + QFileInfo(QString::fromUtf8(volume->places)).size();
     }
     const QByteArray root = QFile::encodeName(dir.filePath("root"));
     std::printf("%d visits in all; sqlite3 -csv of every database's visit joins: %.2f s\n", visits * 8, floor);
@@ -47,5 +54,35 @@ int main(int argc, char** argv) {
     say("timeline jsonl", "2", timeline2);
     std::printf("ratio timeline --jobs 2 / --jobs 1: %.2f (target 0.65 or less)\n", timeline2.seconds / timeline1.seconds);
     std::printf("ratio timeline --jobs 2 / sqlite3 floor: %.2f (target 1.2 or less)\n", timeline2.seconds / floor);
+
+    if (const QString missing = test::ntfsUnavailable(); !missing.isEmpty()) {
+        std::printf("no EWF image: %s\n", qPrintable(missing));
+        return 0;
+    }
+    QString error;
+    const QString ntfs = dir.filePath("volume.ntfs");
+    if (!test::makeNtfs(ntfs, dir.filePath("root"), qint64{4} * databaseBytes + (qint64{64} << 20), QStringLiteral("Windows"), &error) ||
+        !test::runTool("ewfacquire", {"-u", "-t", dir.filePath("volume"), "-c", "fast", "-C", "BENCH", ntfs}, &error, 600000)) {
+        std::fprintf(stderr, "cannot write the image: %s\n", qPrintable(error));
+        return 1;
+    }
+    QFile::remove(ntfs);
+    const QByteArray e01 = QFile::encodeName(dir.filePath("volume.E01"));
+    const auto onImage = [&](std::vector<QByteArray> args) {
+        std::vector<QByteArray> all{cli, "--image", e01, "--partition", "1"};
+        all.insert(all.end(), args.begin(), args.end());
+        return bench::bestOfThree(all);
+    };
+    std::printf("EWF image: %.0f MB\n", QFileInfo(dir.filePath("volume.E01")).size() / 1e6);
+    const bench::ProcessRun imageTraces = onImage({"traces", "--jobs", "2"}), imageTimeline = onImage({"timeline", "--jobs", "2"});
+    say("image traces every kind", "2", imageTraces);
+    say("image timeline jsonl", "2", imageTimeline);
+    std::printf("ratio traces every kind EWF / folder: %.2f\n", imageTraces.seconds / traces2.seconds);
+    std::printf("ratio timeline EWF / folder: %.2f (target 1.15 or less)\n", imageTimeline.seconds / timeline2.seconds);
+    const bench::ProcessRun folderDownloads = bench::bestOfThree({cli, "--root", root, "traces", "browser.downloads", "--jobs", "1"});
+    const bench::ProcessRun imageDownloads = onImage({"traces", "browser.downloads", "--jobs", "1"});
+    const double taking = imageDownloads.seconds - folderDownloads.seconds;
+    std::printf("browser.downloads: folder %.2f s, EWF %.2f s: %.0f MB of databases taken out at %.0f MB/s (target 250 MB/s or more)\n",
+                folderDownloads.seconds, imageDownloads.seconds, databaseBytes / 1e6, taking > 0 ? databaseBytes / 1e6 / taking : 0.0);
     return 0;
 }

@@ -83,13 +83,17 @@ public:
     }
 
     // Where this host's records go on their way to `target`: the tag and (unless the target keeps
-    // the host itself, stamped) the host are added.
-    TraceSink& route(TraceSink& target, bool stamped) {
+    // the host itself, stamped) the host are added, by sinks `route` keeps (one a thread).
+    struct Route {
+        std::optional<HostSink> host;
+        std::optional<TaggingSink> tagging;
+    };
+    TraceSink& route(Route& route, TraceSink& target, bool stamped) const {
         TraceSink* sink = &target;
-        hostSink_.reset();
-        tagging_.reset();
-        if (named_ && !stamped) sink = &hostSink_.emplace(*sink, host_.name.toUtf8());
-        if (tags_) sink = &tagging_.emplace(*sink, *tags_);
+        route.host.reset();
+        route.tagging.reset();
+        if (named_ && !stamped) sink = &route.host.emplace(*sink, host_.name.toUtf8());
+        if (tags_) sink = &route.tagging.emplace(*sink, *tags_);
         return *sink;
     }
 
@@ -104,8 +108,6 @@ private:
     std::unique_ptr<CaseFile> tags_;
     bool named_;
     std::vector<Sibling> siblings_;
-    std::optional<HostSink> hostSink_;
-    std::optional<TaggingSink> tagging_;
 };
 
 // Every host's reading prepared; nullopt with the exit status when one cannot be.
@@ -129,6 +131,11 @@ struct Targets {
     std::function<Target(const TraceKind&, const HostReading&)> start;
     std::function<bool()> healthy;  // false: stop (the output can no longer be written)
     const char* stderrBreak = "";   // what goes before what --verbose says
+    // Where the records are written as text: each worker formats what it reads with a printer of
+    // its own over its text (formatter), and the text comes to `text` in the output's order;
+    // start's sink then gets no record. Otherwise the records come to start's sink.
+    std::function<std::unique_ptr<TraceSink>(ByteOutput& text, const TraceKind&)> formatter;
+    std::function<void(std::string_view)> text;
 };
 
 void sayHost(const HostReading& reading, const TraceRun& run, const char* stderrBreak) {
@@ -146,7 +153,8 @@ bool readKinds(std::span<const std::unique_ptr<HostReading>> from, const std::ve
             for (const auto& reading : from) {
                 sayHost(*reading, run, targets.stderrBreak);
                 const Target target = targets.start(*kind, *reading);
-                const KindOutcome outcome = reading->forWorker(0).read(*kind, reading->route(*target.sink, target.stamped));
+                HostReading::Route route;
+                const KindOutcome outcome = reading->forWorker(0).read(*kind, reading->route(route, *target.sink, target.stamped));
                 outcome.say(*kind, run.verbose, kindBreak);
                 if (!outcome.goOn || !targets.healthy()) return false;
             }
@@ -170,24 +178,56 @@ bool readKinds(std::span<const std::unique_ptr<HostReading>> from, const std::ve
     }
     std::vector<KindOutcome> outcomes(tasks.size());
     KindOutcome kindOutcome;
+    Target target{nullptr};
+    HostReading::Route route;
     TraceSink* sink = nullptr;
     PoolTasks pool;
     pool.count = tasks.size();
-    pool.kind = [&](size_t t) -> const TraceKind& { return *tasks[t].kind; };
-    pool.read = [&](int worker, size_t t, TraceSink& spool) {
-        outcomes[t] = tasks[t].reading->forWorker(worker).read(*tasks[t].kind, spool, tasks[t].part);
+    pool.read = [&](int worker, size_t t, PoolOutput& out) {
+        const Task& task = tasks[t];
+        cli::KindReading& reading = task.reading->forWorker(worker);
+        if (!targets.formatter) {
+            RecordsInto records(out);
+            outcomes[t] = reading.read(*task.kind, records, task.part);
+            return;
+        }
+        // Formatted here: the record's text into the output, a chunk handed over as it fills.
+        struct Formatted : TraceSink {
+            TraceSink* printer;
+            PoolOutput* out;
+            bool record(const TraceKind& kind, const Provenance& from, std::span<const Value> values) override {
+                if (out->stopped()) return false;
+                printer->record(kind, from, values);
+                out->handOver();
+                return true;
+            }
+        };
+        ByteOutput text(out.bytes());
+        const std::unique_ptr<TraceSink> printer = targets.formatter(text, *task.kind);
+        Formatted formatted;
+        formatted.printer = printer.get();
+        formatted.out = &out;
+        HostReading::Route ownRoute;
+        outcomes[t] = reading.read(*task.kind, task.reading->route(ownRoute, formatted, false), task.part);
+        text.flush();
     };
     pool.begin = [&](size_t t) {
         const Task& task = tasks[t];
         if (task.first) {
             sayHost(*task.reading, run, targets.stderrBreak);
-            const Target target = targets.start(*task.kind, *task.reading);
-            sink = &task.reading->route(*target.sink, target.stamped);
+            target = targets.start(*task.kind, *task.reading);
+            sink = &task.reading->route(route, *target.sink, target.stamped);
             kindOutcome = KindOutcome();
         }
         return true;
     };
-    pool.record = [&](size_t t, const Provenance& p, std::span<const Value> values) { return sink->record(*tasks[t].kind, p, values); };
+    pool.chunk = [&](size_t t, std::string_view chunk) {
+        if (targets.formatter) {
+            targets.text(chunk);
+            return targets.healthy();
+        }
+        return forEachRecord(chunk, *tasks[t].kind, [&](const Provenance& p, std::span<const Value> values) { return sink->record(*tasks[t].kind, p, values); });
+    };
     pool.end = [&](size_t t) {
         kindOutcome.add(outcomes[t]);
         if (!tasks[t].last) return true;
@@ -276,11 +316,27 @@ int traces(std::vector<Host>& hosts, const TraceRun& run, const QTimeZone& zone)
     const auto write = [&](std::span<const std::unique_ptr<HostReading>> from, int fd) {
         ByteOutput out(fd);
         TracePrinter printer(out, *format, IsoTimeWriter(zone), extra);
+        bool anyObject = false;
         const Targets targets{.start = [&](const TraceKind& kind, const HostReading& reading) {
                                   if (&reading == from.front().get()) printer.begin(kind);
                                   return Target{&printer};
                               },
-                              .healthy = [] { return true; }};
+                              .healthy = [&] { return !out.failed(); },
+                              .formatter = [&](ByteOutput& text, const TraceKind& kind) {
+                                  auto share = std::make_unique<TracePrinter>(text, *format, IsoTimeWriter(zone), extra);
+                                  share->resume(kind);
+                                  return share;
+                              },
+                              .text = [&](std::string_view text) {
+                                  // A JSON array opens where its first object would have had its comma.
+                                  if (*format == TraceFormat::Json && !anyObject && !text.empty()) {
+                                      out.put("[");
+                                      text.remove_prefix(1);
+                                      printer.objectsWritten();
+                                  }
+                                  anyObject = anyObject || !text.empty();
+                                  out.putFormatted(text);
+                              }};
         readKinds(from, *kinds, run, targets);
         printer.finish();
         out.flush();
@@ -324,7 +380,9 @@ int timeline(std::vector<Host>& hosts, const TraceRun& run, const QTimeZone& zon
                                   return Target{&sink, stamped};
                               },
                               .healthy = [&] { return !out.failed(); },
-                              .stderrBreak = terminal ? "\n" : ""};
+                              .stderrBreak = terminal ? "\n" : "",
+                              .formatter = {},
+                              .text = {}};
         readKinds(readingsFrom, *kinds, run, targets);
         bool drained = true;
         if (!body) {

@@ -15,11 +15,20 @@ Format escaping(TraceFormat format) {
 
 }  // namespace
 
-void TracePrinter::begin(const TraceKind& kind) {
+void TracePrinter::useKind(const TraceKind& kind) {
     kind_ = &kind;
     columns_ = outputColumns(kind, extra_);
     jsonKeys_.clear();
     for (const OutputColumn& column : columns_) jsonKeys_.push_back(std::string(",\"") + column.name + "\":");
+}
+
+void TracePrinter::resume(const TraceKind& kind) {
+    useKind(kind);
+    anyTable_ = anyObject_ = finished_ = true;
+}
+
+void TracePrinter::begin(const TraceKind& kind) {
+    useKind(kind);
     if (format_ != TraceFormat::Csv && format_ != TraceFormat::Tsv) return;
     if (anyTable_) out_.put("\n");
     anyTable_ = true;

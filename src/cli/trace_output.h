@@ -27,11 +27,18 @@ public:
 
     // A kind's records follow (the header of its table).
     void begin(const TraceKind& kind);
+    // This printer writes some of a kind's records, whose text goes after what the printer that
+    // began the kind wrote (a worker's share of it): no header, no closing, and a JSON object
+    // after a comma always (the writer makes the output's first one the array's opening).
+    void resume(const TraceKind& kind);
+    // Resumed printers wrote objects for this one: the array it closes is not empty.
+    void objectsWritten() { anyObject_ = true; }
     bool record(const TraceKind& kind, const Provenance& from, std::span<const Value> values) override;
     // Closes the document (the JSON array); called by the destructor if not before.
     void finish();
 
 private:
+    void useKind(const TraceKind& kind);
     void tableRecord(const Provenance& from, std::span<const Value> values);
     void objectRecord(const TraceKind& kind, const Provenance& from, std::span<const Value> values);
 

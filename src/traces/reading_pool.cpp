@@ -18,9 +18,6 @@
 namespace kestrova {
 namespace {
 
-// Records travel in chunks of about this size: large enough that handing one over costs nothing
-// beside its records, small enough that the writer starts soon after the reading does.
-constexpr size_t kChunk = size_t{1} << 20;
 // What the task being handed on may hold before its reader waits for the writer: formatting can
 // be slower than reading, and the task in hand never goes to the spill file.
 constexpr size_t kHeadHeld = size_t{16} << 20;
@@ -96,27 +93,22 @@ public:
     }
 
 private:
-    class SpoolSink : public TraceSink {
+    class Spooled : public PoolOutput {
     public:
-        SpoolSink(Pool& pool, size_t task) : pool_(pool), task_(task) {}
-        bool record(const TraceKind&, const Provenance& from, std::span<const Value> values) override {
-            if (pool_.stopped()) return false;
+        Spooled(Pool& pool, size_t task) : pool_(pool), task_(task) { bytes_.reserve(kChunk + 4096); }
+        bool stopped() const override {
             ForkGate::instance().safePoint();
-            appendSizedRecord(chunk_, from, values);
-            if (chunk_.size() >= kChunk) handOver();
-            return true;
-        }
-        void handOver() {
-            if (chunk_.empty()) return;
-            pool_.push(task_, std::move(chunk_));
-            chunk_ = std::string();
-            chunk_.reserve(kChunk + 4096);
+            return pool_.stopped();
         }
 
     private:
+        void push() override {
+            pool_.push(task_, std::move(bytes_));
+            bytes_ = std::string();
+            bytes_.reserve(kChunk + 4096);
+        }
         Pool& pool_;
         size_t task_;
-        std::string chunk_;
     };
 
     void work(int worker) {
@@ -125,9 +117,9 @@ private:
             ForkGate::instance().safePoint();
             const size_t task = next_.fetch_add(1);
             if (task >= tasks_.count) return;
-            SpoolSink sink(*this, task);
-            tasks_.read(worker, task, sink);
-            sink.handOver();
+            Spooled out(*this, task);
+            tasks_.read(worker, task, out);
+            out.handOver(true);
             const std::lock_guard lock(mutex_);
             spools_[task].finished = true;
             arrived_.notify_all();
@@ -173,8 +165,6 @@ private:
 
     // The calling thread's part: every task's records in task order.
     bool handOn() {
-        std::vector<Value> values;
-        Provenance from;
         std::string spilled;
         for (size_t task = 0; task < tasks_.count; ++task) {
             {
@@ -183,7 +173,6 @@ private:
             }
             spaceFreed_.notify_all();
             if (!tasks_.begin(task)) return false;
-            const TraceKind& kind = tasks_.kind(task);
             while (true) {
                 ForkGate::instance().safePoint();
                 Chunk chunk;
@@ -207,13 +196,7 @@ private:
                     if (!readSpilled(chunk, &spilled)) return false;
                     chunk.bytes.swap(spilled);
                 }
-                const std::string& bytes = chunk.bytes;
-                for (size_t at = 0; at + 4 <= bytes.size();) {
-                    const std::string_view body = sizedRecordAt(bytes, static_cast<uint32_t>(at));
-                    decodeRecordBody(body, kind, from, values);
-                    if (!tasks_.record(task, from, values)) return false;
-                    at += 4 + body.size();
-                }
+                if (!tasks_.chunk(task, chunk.bytes)) return false;
                 if (chunk.at >= 0) chunk.bytes.swap(spilled);
             }
             if (!tasks_.end(task)) return false;
@@ -237,6 +220,25 @@ private:
 };
 
 }  // namespace
+
+bool RecordsInto::record(const TraceKind&, const Provenance& from, std::span<const Value> values) {
+    if (out_.stopped()) return false;
+    appendSizedRecord(out_.bytes(), from, values);
+    out_.handOver();
+    return true;
+}
+
+bool forEachRecord(std::string_view chunk, const TraceKind& kind, const std::function<bool(const Provenance&, std::span<const Value>)>& each) {
+    std::vector<Value> values;
+    Provenance from;
+    for (size_t at = 0; at + 4 <= chunk.size();) {
+        const std::string_view body = sizedRecordAt(chunk, static_cast<uint32_t>(at));
+        decodeRecordBody(body, kind, from, values);
+        if (!each(from, values)) return false;
+        at += 4 + body.size();
+    }
+    return true;
+}
 
 bool runPool(const PoolOptions& options, const PoolTasks& tasks, QString* why) {
     Pool pool(options, tasks);

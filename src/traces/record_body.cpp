@@ -57,7 +57,7 @@ void appendSizedRecord(std::string& arena, const Provenance& from, std::span<con
     std::memcpy(arena.data() + start, &size, 4);
 }
 
-std::string_view sizedRecordAt(const std::string& arena, uint32_t offset) {
+std::string_view sizedRecordAt(std::string_view arena, uint32_t offset) {
     uint32_t size = 0;
     std::memcpy(&size, arena.data() + offset, 4);
     return std::string_view(arena.data() + offset + 4, size);

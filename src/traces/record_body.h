@@ -17,7 +17,7 @@ void appendRecordBody(std::string& out, const Provenance& from, std::span<const 
 // An arena of records, each its body's size (4 bytes) and then the body: a record appended at the
 // arena's end, and the body of the record at an offset the append stood at.
 void appendSizedRecord(std::string& arena, const Provenance& from, std::span<const Value> values);
-std::string_view sizedRecordAt(const std::string& arena, uint32_t offset);
+std::string_view sizedRecordAt(std::string_view arena, uint32_t offset);
 
 // The record of that kind in `body`; values resized to the kind's fields. A damaged body gives
 // absent values and empty texts, never a read outside it.

@@ -27,8 +27,8 @@ void expectSameWithFourWorkers(const QStringList& args) {
 }
 
 void expectEveryCommandAlike(const QStringList& source) {
-    for (const QStringList& command : {QStringList{"traces"}, QStringList{"traces", "--format", "csv"}, QStringList{"timeline"},
-                                       QStringList{"timeline", "--format", "body"}}) {
+    for (const QStringList& command : {QStringList{"traces"}, QStringList{"traces", "--format", "csv"}, QStringList{"traces", "--format", "json"},
+                                       QStringList{"timeline"}, QStringList{"timeline", "--format", "body"}}) {
         expectSameWithFourWorkers(source + command);
     }
 }
@@ -48,6 +48,9 @@ TEST_F(Jobs, AVolumeOfManyBrowserProfilesReadsAlike) {
     expectEveryCommandAlike({"--root", dir_.filePath("sample")});
     // One user: the parts of a kind are that user's profiles only.
     expectSameWithFourWorkers({"--root", dir_.filePath("profiles"), "--user", "bob", "traces", "browser.history", "browser.cookies"});
+    // A JSON array of no record at all, and TSV.
+    expectSameWithFourWorkers({"--root", dir_.filePath("profiles"), "traces", "windows.prefetch", "windows.pca", "--format", "json"});
+    expectSameWithFourWorkers({"--root", dir_.filePath("profiles"), "traces", "--format", "tsv"});
 }
 
 TEST_F(Jobs, ACaseOfTwoHostsAndACollectionReadAlike) {

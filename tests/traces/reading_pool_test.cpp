@@ -31,9 +31,9 @@ PoolRun runNumbers(int workers, size_t heldBudget, const QString& spillFolder, s
     from.source = "C:\\f";
     PoolTasks pool;
     pool.count = tasks;
-    pool.kind = [](size_t) -> const TraceKind& { return kNumbers; };
-    pool.read = [&](int worker, size_t task, TraceSink& sink) {
+    pool.read = [&](int worker, size_t task, PoolOutput& out) {
         EXPECT_LT(worker, workers);
+        RecordsInto sink(out);
         for (size_t i = 0; i < sizeOf(task); ++i) {
             const Value values[] = {Value::integer(static_cast<int64_t>(task * 100000 + i)), Value::text(text)};
             if (!sink.record(kNumbers, from, values)) return;
@@ -43,11 +43,13 @@ PoolRun runNumbers(int workers, size_t heldBudget, const QString& spillFolder, s
         run.begun.push_back(task);
         return true;
     };
-    pool.record = [&](size_t, const Provenance& from, std::span<const Value> values) {
-        EXPECT_EQ(from.source, "C:\\f");
-        EXPECT_EQ(values[1].utf8, text);
-        run.numbers.push_back(values[0].number);
-        return values[0].number != stopAt;
+    pool.chunk = [&](size_t, std::string_view chunk) {
+        return forEachRecord(chunk, kNumbers, [&](const Provenance& from, std::span<const Value> values) {
+            EXPECT_EQ(from.source, "C:\\f");
+            EXPECT_EQ(values[1].utf8, text);
+            run.numbers.push_back(values[0].number);
+            return values[0].number != stopAt;
+        });
     };
     pool.end = [&](size_t task) {
         run.ended.push_back(task);
