@@ -84,23 +84,57 @@ bool Timeline::setHost(const QByteArray& host) {
     return true;
 }
 
+uint32_t Timeline::Arena::append(const Provenance& from, std::span<const Value> values) {
+    constexpr size_t kBlock = size_t{1} << kBlockBits;
+    if (blocks_.empty()) {
+        blocks_.emplace_back();
+        blocks_.back().reserve(kBlock);
+    }
+    std::string* block = &blocks_.back();
+    size_t start = block->size();
+    appendSizedRecord(*block, from, values);
+    if (block->size() > kBlock && start > 0) {
+        // It does not fit: it starts the next block (one larger than a block has one of its own).
+        std::string next;
+        next.reserve(std::max(kBlock, block->size() - start));
+        next.append(*block, start, std::string::npos);
+        block->resize(start);
+        blocks_.push_back(std::move(next));
+        block = &blocks_.back();
+        start = 0;
+    }
+    bytes_ += block->size() - start;
+    const size_t index = blocks_.size() - 1;
+    if (block->size() >= kBlock) blocks_.emplace_back().reserve(kBlock);  // the next record's
+    return static_cast<uint32_t>(index << kBlockBits | start);
+}
+
+std::string_view Timeline::Arena::at(uint32_t body) const {
+    return sizedRecordAt(blocks_[body >> kBlockBits], body & ((uint32_t{1} << kBlockBits) - 1));
+}
+
+void Timeline::Arena::clear() {
+    blocks_.clear();
+    bytes_ = 0;
+}
+
 bool Timeline::record(const TraceKind& kind, const Provenance& from, std::span<const Value> values) {
     const auto kindIndex = static_cast<uint16_t>(&kind - traceKinds().data());
-    const uint64_t sequence = sequence_++;
+    uint8_t fields[256];
     size_t kept = 0;
-    for (size_t f = 0; f < kind.fields.size(); ++f) {
+    for (size_t f = 0; f < kind.fields.size() && f < std::size(fields); ++f) {
         const Value& v = values[f];
         if (!times_.wanted(kind, f, from, values)) continue;
         if ((from_ && v.number < *from_) || (to_ && v.number > *to_)) continue;
-        held_.push_back(Key{v.number, sequence, static_cast<uint32_t>(arena_.size()), kindIndex, static_cast<uint8_t>(f), host_});
-        ++kept;
+        fields[kept++] = static_cast<uint8_t>(f);
     }
     if (kept == 0) return true;
+    const uint64_t sequence = sequence_++;
+    const uint32_t body = arena_.append(from, values);
+    for (size_t i = 0; i < kept; ++i) held_.push_back(Key{values[fields[i]].number, sequence, body, kindIndex, fields[i], host_});
     events_ += static_cast<qint64>(kept);
-    appendSizedRecord(arena_, from, values);
-    // The arena's offsets are 32-bit: a run is written well before they could overflow.
-    const size_t held = arena_.size() + held_.size() * sizeof(Key);
-    if ((held >= budget_ || arena_.size() >= (size_t{1} << 31)) && !spill()) return false;
+    const size_t held = arena_.bytes() + held_.size() * sizeof(Key);
+    if ((held >= budget_ || arena_.full()) && !spill()) return false;
     return true;
 }
 
@@ -122,7 +156,7 @@ bool Timeline::spill() {
     std::string chunk;
     bool written = true;
     for (const Key& key : held_) {
-        const std::string_view body = sizedRecordAt(arena_, key.body);
+        const std::string_view body = arena_.at(key.body);
         put(chunk, static_cast<uint32_t>(kKeyBytes + body.size()));
         put(chunk, key.time);
         put(chunk, key.sequence);
@@ -169,7 +203,7 @@ bool Timeline::drainKeyed(const std::function<bool(const Key&, std::string_view 
     if (runs_.empty()) {
         std::sort(held_.begin(), held_.end(), before);
         for (const Key& key : held_) {
-            if (!out(key, sizedRecordAt(arena_, key.body))) break;
+            if (!out(key, arena_.at(key.body))) break;
         }
         return true;
     }

@@ -45,7 +45,10 @@ struct TimelineEvent {
 class Timeline : public TraceSink {
 public:
     // tempFolder: where sorted runs go; budget: the bytes of events held before a run is written.
-    Timeline(QString tempFolder, size_t budget = size_t{128} << 20);
+    Timeline(QString tempFolder, size_t budget = kBudget);
+    // What a timeline holds before it writes a sorted run: most of the memory the command line
+    // may take (512 MiB), less what the reading beside it holds.
+    static constexpr size_t kBudget = size_t{320} << 20;
     ~Timeline() override;
     // Only events inside [from, to] are kept (either end open when absent).
     void limit(std::optional<UtcMicros> from, std::optional<UtcMicros> to) { from_ = from, to_ = to; }
@@ -88,7 +91,24 @@ private:
     std::unique_ptr<QTemporaryDir> runFolder_;
     size_t budget_;
     std::vector<Key> held_;
-    std::string arena_;  // record bodies, each with its size first
+    // Record bodies, each with its size first, in blocks that never move once written (no copy
+    // as the arena grows, no doubling of its memory): a key's body is the block's index in the
+    // high byte and the offset in it in the rest.
+    class Arena {
+    public:
+        uint32_t append(const Provenance& from, std::span<const Value> values);
+        std::string_view at(uint32_t body) const;
+        size_t bytes() const { return bytes_; }
+        bool full() const { return blocks_.size() >= kMostBlocks; }
+        void clear();
+        static constexpr size_t kBlockBits = 24;  // 16 MiB a block
+        static constexpr size_t kMostBlocks = 255;
+
+    private:
+        std::vector<std::string> blocks_;
+        size_t bytes_ = 0;
+    };
+    Arena arena_;
     std::vector<QString> runs_;
     qint64 events_ = 0;
     uint64_t sequence_ = 0;
