@@ -1,11 +1,14 @@
 #include "traces/timeline.h"
 
-#include "traces/record_body.h"
-
 #include <QFile>
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
+#include <fcntl.h>
 #include <queue>
+#include <unistd.h>
+
+#include "traces/record_body.h"
 
 namespace kestrova {
 namespace {
@@ -32,31 +35,64 @@ bool before(const Timeline::Key& a, const Timeline::Key& b) {
 }
 
 // Decodes a body into the event handed to `out`; `values` is reused from event to event.
-// A run file read back event by event, through one buffer.
+// A run file read back event by event, through a buffer of its own filled by large sequential
+// reads: the merge takes one event at a time from each run.
 class RunReader {
 public:
-    explicit RunReader(const QString& path) : file_(path) { ok_ = file_.open(QIODevice::ReadOnly); }
+    explicit RunReader(const QString& path) : fd_(::open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC)) {}
+    ~RunReader() {
+        if (fd_ >= 0) ::close(fd_);
+    }
+    RunReader(const RunReader&) = delete;
+    RunReader& operator=(const RunReader&) = delete;
+    // The next event; false at the run's end, or when it cannot be read (failed() then).
     bool next() {
+        at_ += event_;
+        event_ = 0;
+        if (!fill(4)) return false;
         uint32_t size = 0;
-        if (!ok_ || file_.read(reinterpret_cast<char*>(&size), 4) != 4 || size < kKeyBytes) return false;
-        event_.resize(size);
-        if (file_.read(event_.data(), size) != static_cast<qint64>(size)) return false;
-        key_.time = read<int64_t>(event_.data());
-        key_.sequence = read<uint64_t>(event_.data() + 8);
-        key_.kind = read<uint16_t>(event_.data() + 16);
-        key_.field = read<uint8_t>(event_.data() + 18);
-        key_.host = read<uint8_t>(event_.data() + 19);
+        std::memcpy(&size, buffer_.data() + at_, 4);
+        if (size < kKeyBytes || !fill(4 + size)) return failed_ = true, false;
+        const char* event = buffer_.data() + at_ + 4;
+        key_.time = read<int64_t>(event);
+        key_.sequence = read<uint64_t>(event + 8);
+        key_.kind = read<uint16_t>(event + 16);
+        key_.field = read<uint8_t>(event + 18);
+        key_.host = read<uint8_t>(event + 19);
+        body_ = std::string_view(event + kKeyBytes, size - kKeyBytes);
+        event_ = 4 + size;
         return true;
     }
-    bool ok() const { return ok_; }
+    bool ok() const { return fd_ >= 0; }
+    bool failed() const { return failed_; }
     const Timeline::Key& key() const { return key_; }
-    std::string_view body() const { return std::string_view(event_).substr(kKeyBytes); }
+    // Valid until the next event is asked for.
+    std::string_view body() const { return body_; }
 
 private:
-    QFile file_;
-    bool ok_ = false;
-    std::string event_;
+    static constexpr size_t kBuffer = size_t{2} << 20;
+    // At least `bytes` unread in the buffer, unless the run ends first.
+    bool fill(size_t bytes) {
+        if (end_ - at_ >= bytes) return true;
+        std::memmove(buffer_.data(), buffer_.data() + at_, end_ - at_);
+        end_ -= at_;
+        at_ = 0;
+        if (buffer_.size() < std::max(bytes, kBuffer)) buffer_.resize(std::max(bytes, kBuffer));
+        while (end_ < bytes) {
+            const ssize_t got = ::read(fd_, buffer_.data() + end_, buffer_.size() - end_);
+            if (got < 0 && errno == EINTR) continue;
+            if (got < 0) failed_ = true;
+            if (got <= 0) return false;
+            end_ += static_cast<size_t>(got);
+        }
+        return true;
+    }
+    int fd_;
+    std::string buffer_;
+    size_t at_ = 0, end_ = 0, event_ = 0;
+    bool failed_ = false;
     Timeline::Key key_{};
+    std::string_view body_;
 };
 
 }  // namespace
@@ -226,6 +262,10 @@ bool Timeline::drainKeyed(const std::function<bool(const Key&, std::string_view 
         queue.pop();
         if (!out(readers[i]->key(), readers[i]->body())) return true;
         if (readers[i]->next()) queue.push(i);
+        else if (readers[i]->failed()) {
+            why_ = QStringLiteral("a sorted run could not be read back");
+            return false;
+        }
     }
     return true;
 }

@@ -71,6 +71,42 @@ TEST(Timeline, EveryTimeFieldIsOneEventInOrderWhetherSortedInMemoryOrInRuns) {
     }
 }
 
+// Records larger than the arena's blocks, and blocks filled to their end: every event comes back
+// with its own record, in time order, in memory and through runs alike.
+TEST(Timeline, RecordsLargerThanABlockKeepTheirBodies) {
+    const TraceKind& kind = *findTraceKind("browser.history");
+    size_t timeField = 0, textField = 0;
+    for (size_t f = 0; f < kind.fields.size(); ++f) {
+        if (kind.fields[f].type == FieldType::Time && !timeField) timeField = f;
+        if (kind.fields[f].type == FieldType::Text && !textField) textField = f;
+    }
+    ASSERT_TRUE(kind.fields[timeField].type == FieldType::Time && kind.fields[textField].type == FieldType::Text);
+    // Sizes around the 16 MiB block: small ones filling blocks, one larger than a block.
+    std::vector<std::string> texts;
+    for (int i = 0; i < 60; ++i) texts.push_back(std::string(i == 30 ? (size_t{20} << 20) : (size_t{1} << 20) + 7 * i, static_cast<char>('a' + i % 26)));
+    QTemporaryDir temp;
+    for (const size_t budget : {size_t{1} << 30, size_t{24} << 20}) {
+        Timeline events(temp.path(), budget);
+        for (size_t i = 0; i < texts.size(); ++i) {
+            std::vector<Value> values(kind.fields.size());
+            values[timeField] = Value::integer(static_cast<int64_t>((texts.size() - i) * 1000));  // read in reverse time order
+            values[textField] = Value::text(texts[i]);
+            ASSERT_TRUE(events.record(kind, Provenance{}, values));
+        }
+        if (budget < (size_t{1} << 30)) {
+            EXPECT_GT(events.runs(), 2);
+        }
+        size_t at = texts.size();
+        ASSERT_TRUE(events.drain([&](const TimelineEvent& e) {
+            --at;
+            EXPECT_EQ(e.time, static_cast<int64_t>((texts.size() - at) * 1000));
+            EXPECT_TRUE(e.values[textField].utf8 == texts[at]) << "event " << at;
+            return true;
+        })) << events.why().toStdString();
+        EXPECT_EQ(at, 0u);
+    }
+}
+
 // The histogram's range: where the events lie, whatever a cookie's expiry or a zero time says.
 TEST(Timeline, TheBulkRangeLeavesOutZeroTimesAndFarExpiries) {
     const auto at = [](int y, int m, int d) { return QDateTime(QDate(y, m, d), QTime(12, 0), QTimeZone::utc()).toMSecsSinceEpoch() * 1000; };
