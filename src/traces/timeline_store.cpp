@@ -63,21 +63,21 @@ bool TimelineStore::record(const TraceKind& kind, const Provenance& from, std::s
     const auto kindIndex = static_cast<uint16_t>(&kind - traceKinds().data());
     const uint8_t user = users_.indexOf(from.user), host = hosts_.indexOf(from.host);
     // Offsets are 32-bit: a timeline of more than 4 GiB of records is more than a window shows.
-    if (arena_.size() >= 0xF0000000u) return false;
-    const auto body = static_cast<uint32_t>(arena_.size());
+    if (bodies_.size() >= 0xF0000000u) return false;
+    const auto body = static_cast<uint32_t>(bodies_.size());
     bool any = false;
     for (size_t f = 0; f < kind.fields.size(); ++f) {
         if (!times_.wanted(kind, f, from, values)) continue;
         events_.push_back(Event{values[f].number, body, records_, kindIndex, static_cast<uint8_t>(f), user, host});
         any = true;
     }
+    if (any) bodies_.append(records_, from, values);
     ++records_;
-    if (!any) return true;
-    appendSizedRecord(arena_, from, values);
     return true;
 }
 
 void TimelineStore::finish() {
+    bodies_.finish();
     std::sort(events_.begin(), events_.end(), [](const Event& a, const Event& b) {
         if (a.time != b.time) return a.time < b.time;
         if (a.kind != b.kind) return a.kind < b.kind;
@@ -87,13 +87,21 @@ void TimelineStore::finish() {
 }
 
 void TimelineStore::decode(const Event& e, Provenance& from, std::vector<Value>& values) const {
-    decodeRecordBody(sizedRecordAt(arena_, e.body), kindOf(e), from, values);
+    // Read again only for another record: a row's cells decode the same one in turn.
+    static thread_local std::string scratch;
+    if (decodedAt_ != e.body) {
+        const std::string_view body = bodies_.read(e.body, scratch);
+        decoded_.assign(body.data(), body.size());
+        decodedAt_ = e.body;
+    }
+    decodeRecordBody(decoded_, kindOf(e), from, values);
 }
 
 std::string TimelineStore::message(const Event& e) const {
     Provenance from;
     std::vector<Value> values;
-    decode(e, from, values);
+    std::string own;
+    decodeRecordBody(bodies_.read(e.body, own), kindOf(e), from, values);
     std::string text = kindOf(e).name;
     text += ": ";
     appendEventSubject(text, kindOf(e), values);
@@ -108,18 +116,28 @@ const char* TimelineStore::meaning(const Event& e) const {
 std::vector<uint32_t> TimelineStore::select(const Filter& filter) const {
     const std::string needle = filter.text.toUtf8().toStdString();
     const FoldedSearcher searcher(needle.begin(), needle.end());
+    const size_t threads = std::clamp<size_t>(std::thread::hardware_concurrency(), 1, 16);
+    // The text first, record by record through the body file (its bytes as stored, read in
+    // order on every core); a kind's name matches every record of the kind.
+    std::vector<uint8_t> textMatches;
+    if (!needle.empty()) {
+        textMatches.assign(records_, 0);
+        bodies_.scan(static_cast<int>(threads), [&](uint32_t record, std::string_view body) {
+            if (record < textMatches.size() && contains(body, needle, searcher)) textMatches[record] = 1;
+        });
+    }
+    std::vector<uint8_t> kindMatches(traceKinds().size(), 0);
+    for (size_t k = 0; k < kindMatches.size(); ++k) kindMatches[k] = contains(traceKinds()[k].name, needle, searcher) ? 1 : 0;
     const auto passes = [&](const Event& e) {
         if (filter.from && e.time < *filter.from) return false;
         if (filter.to && e.time > *filter.to) return false;
         if (!filter.kinds.empty() && (e.kind >= filter.kinds.size() || !filter.kinds[e.kind])) return false;
         if (!filter.users.empty() && (e.user >= filter.users.size() || !filter.users[e.user])) return false;
         if (!filter.hosts.empty() && (e.host >= filter.hosts.size() || !filter.hosts[e.host])) return false;
-        // The text is looked for in the record's bytes (its texts, as stored) and its kind's name.
-        return contains(sizedRecordAt(arena_, e.body), needle, searcher) || contains(kindOf(e).name, needle, searcher);
+        return needle.empty() || (e.kind < kindMatches.size() && kindMatches[e.kind]) || (e.record < textMatches.size() && textMatches[e.record]);
     };
     // The events are cut in one slice a core, each scanned on its own; the slices' results are
     // joined in order.
-    const size_t threads = std::clamp<size_t>(std::thread::hardware_concurrency(), 1, 16);
     const size_t slice = (events_.size() + threads - 1) / std::max<size_t>(threads, 1);
     std::vector<std::vector<uint32_t>> parts(threads);
     std::vector<std::thread> workers;

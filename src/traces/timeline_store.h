@@ -1,15 +1,18 @@
-// The whole timeline held in memory for the window: every event of every record, in time order,
-// with the filters the window offers (a text, kinds, users, a time range) answered by scanning
-// the records' bytes on every core. A record is kept once, compactly (record_body.h); an event is
-// a 24-byte key into it. The command line does not need this: it streams the sorted runs.
+// The whole timeline for the window: every event of every record, in time order, with the
+// filters the window offers (a text, kinds, users, a time range) answered by scanning the
+// records' bytes on every core. An event is a 24-byte key held in memory; its record is kept
+// once, compactly (record_body.h), in a file of the temporary folder (body_file.h) and read back
+// when it is shown. The command line does not need this: it streams the sorted runs.
 #pragma once
 
+#include <QDir>
 #include <QStringList>
 #include <optional>
 #include <span>
 #include <string>
 #include <vector>
 
+#include "traces/body_file.h"
 #include "traces/timeline.h"
 
 namespace kestrova {
@@ -29,7 +32,7 @@ class TimelineStore : public TraceSink {
 public:
     struct Event {
         int64_t time;
-        uint32_t body;    // the record's place in the arena
+        uint32_t body;    // where the record lies in the body file
         uint32_t record;  // the record's number, in reading order
         uint16_t kind;
         uint8_t field;
@@ -37,6 +40,8 @@ public:
         uint8_t host;     // index into hosts(), likewise
     };
 
+    // folder: where the records' bytes go (an unnamed file, gone with the store).
+    explicit TimelineStore(const QString& folder = QDir::tempPath()) : bodies_(folder) {}
     bool record(const TraceKind& kind, const Provenance& from, std::span<const Value> values) override;
     // Sorts what was read: by time, then kind, then reading order, then field.
     void finish();
@@ -44,7 +49,8 @@ public:
     size_t size() const { return events_.size(); }
     const Event& event(size_t i) const { return events_[i]; }
     const TraceKind& kindOf(const Event& e) const { return traceKinds()[e.kind]; }
-    // The event's record decoded (texts view the store's bytes).
+    // The event's record decoded; its texts view a buffer of the store's that holds the last
+    // record decoded, valid until another is.
     void decode(const Event& e, Provenance& from, std::vector<Value>& values) const;
     // "browser.history: https://example.org/ (Example)"
     std::string message(const Event& e) const;
@@ -65,7 +71,9 @@ public:
     std::vector<uint32_t> select(const Filter& filter) const;
 
 private:
-    std::string arena_;  // u32 size + body, a record after another
+    BodyFile bodies_;
+    mutable std::string decoded_;    // the last record decoded, as read back
+    mutable uint32_t decodedAt_ = UINT32_MAX;
     std::vector<Event> events_;
     // Names kept once, each event naming its own by a byte: records come a source after another,
     // so the last name is tried first.
