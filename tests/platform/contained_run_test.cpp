@@ -2,6 +2,11 @@
 // it sent whole, and learns what ended it.
 #include <QByteArray>
 #include <QElapsedTimer>
+#include <atomic>
+#include <condition_variable>
+#include <mutex>
+#include <string>
+#include <thread>
 #include <csignal>
 #include <cstdlib>
 #include <gtest/gtest.h>
@@ -9,6 +14,7 @@
 #include <vector>
 
 #include "platform/contained/contained_run.h"
+#include "platform/contained/fork_gate.h"
 
 namespace kestrova {
 namespace {
@@ -93,6 +99,68 @@ TEST(ContainedRun, AnAllocationBeyondTheLimitFailsInTheChild) {
     EXPECT_EQ(greedy.frames, std::vector<QByteArray>{"refused"});
 }
 #endif
+
+}  // namespace
+}  // namespace kestrova
+
+namespace kestrova {
+namespace {
+
+// Threads that allocate without pause while others fork parser children: each child allocates
+// at once and ends cleanly, whichever lock an allocating thread held (the sanitizers' allocator
+// left a child waiting for ever before the gate). A fork waits for members only at safe points,
+// parked members included, and a member's fork waits for another's.
+TEST(ForkGate, ChildrenForkedBesideAllocatingThreadsEndCleanly) {
+    std::atomic<bool> done{false};
+    std::atomic<int> completed{0};
+    std::mutex tickMutex;
+    std::condition_variable ticked;
+    uint64_t ticks = 0;
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 3; ++t) {
+        threads.emplace_back([&, t] {
+            const ForkGate::Member member;
+            while (!done) {
+                // Many sizes, many at once: the allocator's per-thread caches refill from its shared
+                // lists again and again, under their locks.
+                std::vector<std::string> held;
+                for (int i = 0; i < 3000; ++i) held.emplace_back(static_cast<size_t>(16 + i * 131 % 30000), 'x');
+                ForkGate::instance().safePoint();
+                if (t == 0) {
+                    // A member waiting on another counts as parked.
+                    std::unique_lock lock(tickMutex);
+                    const uint64_t seen = ticks;
+                    ForkGate::waitParked(lock, ticked, [&] { return ticks != seen || done; });
+                }
+                if (t == 1) {
+                    {
+                        const std::lock_guard lock(tickMutex);
+                        ++ticks;
+                    }
+                    ticked.notify_all();
+                }
+                if (t == 2 && contained([](FrameWriter& out) { return out.write(QByteArray(100000, 'y')) ? 0 : 1; }).end.completed) ++completed;
+            }
+        });
+    }
+    for (int i = 0; i < 60; ++i) {
+        const Outcome child = contained([](FrameWriter& out) {
+            std::vector<std::string> made;
+            for (int j = 0; j < 1000; ++j) made.emplace_back(static_cast<size_t>(16 + j * 131 % 30000), 'z');
+            return out.write(QByteArray::number(static_cast<qulonglong>(made.size()))) ? 0 : 1;
+        }, {.memoryBytes = size_t{2} << 30, .cpuSeconds = 5, .wallSeconds = 5});
+        EXPECT_TRUE(child.end.completed) << "fork " << i << ": " << child.end.why.toStdString();
+        EXPECT_EQ(child.frames, std::vector<QByteArray>{"1000"});
+        if (!child.end.completed) break;
+    }
+    {
+        const std::lock_guard lock(tickMutex);
+        done = true;
+    }
+    ticked.notify_all();
+    for (std::thread& t : threads) t.join();
+    EXPECT_GT(completed.load(), 0);
+}
 
 }  // namespace
 }  // namespace kestrova
