@@ -107,6 +107,37 @@ TEST(Timeline, RecordsLargerThanABlockKeepTheirBodies) {
     }
 }
 
+// Many events (sorted on two cores, each half apart and then merged): time order, and equal times
+// in the order read, in memory and through runs.
+TEST(Timeline, ManyEventsAtEqualTimesKeepTheOrderRead) {
+    const TraceKind& kind = *findTraceKind("browser.history");
+    size_t timeField = 0;
+    while (kind.fields[timeField].type != FieldType::Time) ++timeField;
+    const size_t idField = kind.fields.size() - 1;  // visit_id: the order read
+    ASSERT_EQ(kind.fields[idField].type, FieldType::Integer);
+    QTemporaryDir temp;
+    for (const size_t budget : {size_t{1} << 30, size_t{8} << 20}) {
+        Timeline events(temp.path(), budget);
+        constexpr int64_t kRecords = 300000;
+        for (int64_t i = 0; i < kRecords; ++i) {
+            std::vector<Value> values(kind.fields.size());
+            values[timeField] = Value::integer(i * 7919 % 1009);  // 1009 times, each ~300 records
+            values[idField] = Value::integer(i);
+            ASSERT_TRUE(events.record(kind, Provenance{}, values));
+        }
+        int64_t lastTime = -1, lastRead = -1, count = 0;
+        ASSERT_TRUE(events.drain([&](const TimelineEvent& e) {
+            const int64_t read = e.values[idField].number;
+            EXPECT_TRUE(e.time > lastTime || (e.time == lastTime && read > lastRead)) << count;
+            lastTime = e.time;
+            lastRead = read;
+            ++count;
+            return !::testing::Test::HasFailure();
+        })) << events.why().toStdString();
+        EXPECT_EQ(count, kRecords);
+    }
+}
+
 // The histogram's range: where the events lie, whatever a cookie's expiry or a zero time says.
 TEST(Timeline, TheBulkRangeLeavesOutZeroTimesAndFarExpiries) {
     const auto at = [](int y, int m, int d) { return QDateTime(QDate(y, m, d), QTime(12, 0), QTimeZone::utc()).toMSecsSinceEpoch() * 1000; };
