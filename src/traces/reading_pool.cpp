@@ -8,6 +8,7 @@
 #include <deque>
 #include <fcntl.h>
 #include <mutex>
+#include <optional>
 #include <thread>
 #include <unistd.h>
 #include <vector>
@@ -43,13 +44,16 @@ public:
 
     bool run(QString* why) {
         const int workers = std::max(1, std::min<int>(options_.workers, static_cast<int>(tasks_.count)));
+        // This thread writes as a member of the fork gate, and each worker is one from before it
+        // starts: a worker's parser child is forked only while no other thread allocates.
+        std::optional<ForkGate::Member> member(std::in_place);
         std::vector<std::thread> threads;
-        for (int w = 0; w < workers && tasks_.count > 0; ++w) threads.emplace_back([this, w] { work(w); });
-        bool completed = false;
-        {
-            const ForkGate::Member member;
-            completed = handOn();
+        for (int w = 0; w < workers && tasks_.count > 0; ++w) {
+            ForkGate::instance().expectMember();
+            threads.emplace_back([this, w] { work(w); });
         }
+        const bool completed = handOn();
+        member.reset();
         stop_ = true;
         spaceFreed_.notify_all();
         for (std::thread& t : threads) t.join();
@@ -112,7 +116,7 @@ private:
     };
 
     void work(int worker) {
-        const ForkGate::Member member;
+        const ForkGate::Member member(ForkGate::expected);
         while (!stopped()) {
             ForkGate::instance().safePoint();
             const size_t task = next_.fetch_add(1);

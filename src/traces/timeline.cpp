@@ -9,6 +9,7 @@
 #include <thread>
 #include <unistd.h>
 
+#include "platform/contained/fork_gate.h"
 #include "traces/record_body.h"
 
 namespace kestrova {
@@ -44,7 +45,13 @@ void sortKeys(std::vector<Timeline::Key>& keys) {
         return;
     }
     const auto middle = keys.begin() + static_cast<std::ptrdiff_t>(keys.size() / 2);
-    std::thread first([&] { std::sort(keys.begin(), middle, before); });
+    // A member of the fork gate from before it starts: a worker's parser child is not forked
+    // while it starts up.
+    ForkGate::instance().expectMember();
+    std::thread first([&] {
+        const ForkGate::Member member(ForkGate::expected);
+        std::sort(keys.begin(), middle, before);
+    });
     std::sort(middle, keys.end(), before);
     first.join();
     std::inplace_merge(keys.begin(), middle, keys.end(), before);

@@ -118,8 +118,9 @@ TEST(ForkGate, ChildrenForkedBesideAllocatingThreadsEndCleanly) {
     uint64_t ticks = 0;
     std::vector<std::thread> threads;
     for (int t = 0; t < 3; ++t) {
+        ForkGate::instance().expectMember();  // a starting thread allocates too
         threads.emplace_back([&, t] {
-            const ForkGate::Member member;
+            const ForkGate::Member member(ForkGate::expected);
             while (!done) {
                 // Many sizes, many at once: the allocator's per-thread caches refill from its shared
                 // lists again and again, under their locks.

@@ -21,6 +21,30 @@ ForkGate::Member::Member() {
     isMember = true;
 }
 
+void ForkGate::expectMember() {
+    if (inChild_) return;
+    std::unique_lock lock(mutex_);
+    waitForkEnd(lock);
+    ++members_;
+}
+
+void ForkGate::waitForkEnd(std::unique_lock<std::mutex>& lock) {
+    // A member waiting here holds no lock: it stands at a safe point meanwhile.
+    while (forking_.load()) {
+        if (isMember) ++parked_;
+        changed_.notify_all();
+        changed_.wait(lock, [&] { return !forking_.load(); });
+        if (isMember) --parked_;
+    }
+}
+
+ForkGate::Member::Member(Expected) {
+    ForkGate& gate = instance();
+    if (gate.inChild_) return;
+    isMember = true;
+    gate.safePoint();  // counted since it was expected: a fork under way waits for it here
+}
+
 ForkGate::Member::~Member() {
     ForkGate& gate = instance();
     if (gate.inChild_) return;
@@ -62,13 +86,7 @@ ForkGate::Parked::~Parked() {
 void ForkGate::beginFork() {
     if (inChild_) return;
     std::unique_lock lock(mutex_);
-    // Another member's fork first: this thread stands at a safe point meanwhile.
-    while (forking_.load()) {
-        if (isMember) ++parked_;
-        changed_.notify_all();
-        changed_.wait(lock, [&] { return !forking_.load(); });
-        if (isMember) --parked_;
-    }
+    waitForkEnd(lock);  // another's fork first
     forking_.store(true, std::memory_order_release);
     changed_.wait(lock, [&] { return parked_ >= members_ - (isMember ? 1 : 0); });
 }

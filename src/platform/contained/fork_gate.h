@@ -17,10 +17,18 @@ class ForkGate {
 public:
     static ForkGate& instance();
 
+    // Before a thread is started that will be a member: it counts as one from now on, so that no
+    // fork is made while it starts (a starting thread allocates) until it stands at its first
+    // safe point. The thread then makes its Member with `expected`.
+    void expectMember();
+    struct Expected {};
+    static constexpr Expected expected{};
+
     // The calling thread is a member while this lives.
     class Member {
     public:
         Member();
+        explicit Member(Expected);
         ~Member();
         Member(const Member&) = delete;
         Member& operator=(const Member&) = delete;
@@ -64,6 +72,7 @@ public:
 
 private:
     void park();
+    void waitForkEnd(std::unique_lock<std::mutex>& lock);
     std::mutex mutex_;
     std::condition_variable changed_;
     std::atomic<bool> forking_{false};

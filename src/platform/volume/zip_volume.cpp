@@ -236,8 +236,9 @@ public:
         int code = 0;
         zip* own = zip_open(toFileNameBytes(path).constData(), ZIP_RDONLY, &code);
         if (!own) return;
+        ForkGate::instance().expectMember();
         ahead = std::thread([this, own, chosen = std::move(chosen)] {
-            const ForkGate::Member member;
+            const ForkGate::Member member(ForkGate::expected);
             for (const Listed* l : chosen) {
                 ForkGate::instance().safePoint();
                 if (stopping) break;
