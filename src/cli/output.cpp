@@ -1,5 +1,7 @@
 #include "cli/output.h"
 
+#include "platform/io/whole_io.h"
+
 #include <cerrno>
 #include <cstring>
 #include <unistd.h>
@@ -16,16 +18,8 @@ void ByteOutput::writeAll(const char* at, size_t left) {
         into_->append(at, left);
         return;
     }
-    while (left > 0 && !failed_) {
-        const ssize_t written = ::write(fd_, at, left);
-        if (written < 0) {
-            if (errno == EINTR) continue;
-            failed_ = true;
-            break;
-        }
-        at += written;
-        left -= static_cast<size_t>(written);
-    }
+    // Once failed, nothing more is written: errno keeps why for the message.
+    if (!failed_ && !writeWhole(fd_, at, left)) failed_ = true;
 }
 
 void ByteOutput::putFormatted(std::string_view bytes) {

@@ -9,6 +9,7 @@
 #include <thread>
 #include <unistd.h>
 
+#include "platform/io/whole_io.h"
 #include "traces/record_body.h"
 
 namespace kestrova {
@@ -16,16 +17,6 @@ namespace {
 
 // An entry: u32 body size, u32 record number, the body.
 constexpr size_t kHeader = 8;
-
-bool readAll(int fd, char* to, size_t size, uint64_t at) {
-    for (size_t done = 0; done < size;) {
-        const ssize_t got = ::pread(fd, to + done, size - done, static_cast<off_t>(at + done));
-        if (got < 0 && errno == EINTR) continue;
-        if (got <= 0) return false;
-        done += static_cast<size_t>(got);
-    }
-    return true;
-}
 
 }  // namespace
 
@@ -53,15 +44,10 @@ uint64_t BodyFile::append(uint32_t record, const Provenance& from, std::span<con
 
 void BodyFile::flush() {
     if (fd_ < 0 || !writable_ || pending_.empty()) return;
-    for (size_t done = 0; done < pending_.size();) {
-        const ssize_t put = ::pwrite(fd_, pending_.data() + done, pending_.size() - done, static_cast<off_t>(written_ + done));
-        if (put < 0 && errno == EINTR) continue;
-        if (put <= 0) {
-            // No room left: what is pending stays in memory, and so does what follows.
-            writable_ = false;
-            return;
-        }
-        done += static_cast<size_t>(put);
+    if (!pwriteWhole(fd_, pending_.data(), pending_.size(), written_)) {
+        // No room left: what is pending stays in memory, and so does what follows.
+        writable_ = false;
+        return;
     }
     written_ += pending_.size();
     pending_.clear();
@@ -79,13 +65,13 @@ std::string_view BodyFile::read(uint64_t at, std::string& into) const {
     }
     // Most bodies are small: one read takes the header and the body with it.
     into.resize(512);
-    if (!readAll(fd_, into.data(), std::min<uint64_t>(into.size(), written_ - at), at)) return {};
+    if (!preadWhole(fd_, into.data(), std::min<uint64_t>(into.size(), written_ - at), at)) return {};
     uint32_t bodySize = 0;
     std::memcpy(&bodySize, into.data(), 4);
     if (at + kHeader + bodySize > written_) return {};
     if (kHeader + bodySize > 512) {
         into.resize(kHeader + bodySize);
-        if (!readAll(fd_, into.data(), into.size(), at)) return {};
+        if (!preadWhole(fd_, into.data(), into.size(), at)) return {};
     }
     return std::string_view(into).substr(kHeader, bodySize);
 }
@@ -111,7 +97,7 @@ void BodyFile::scan(int threads, const std::function<void(uint32_t record, std::
         std::string buffer;
         for (size_t i = next++; i < ranges.size(); i = next++) {
             buffer.resize(ranges[i].second - ranges[i].first);
-            if (readAll(fd_, buffer.data(), buffer.size(), ranges[i].first)) walk(buffer);
+            if (preadWhole(fd_, buffer.data(), buffer.size(), ranges[i].first)) walk(buffer);
         }
     };
     std::vector<std::thread> workers;

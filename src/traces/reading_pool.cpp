@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "platform/contained/fork_gate.h"
+#include "platform/io/whole_io.h"
 #include "traces/record_body.h"
 
 namespace kestrova {
@@ -136,12 +137,7 @@ private:
             spillFd_ = ::open(QFile::encodeName(options_.spillFolder).constData(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
             if (spillFd_ < 0) return spillFailed();
         }
-        for (size_t done = 0; done < bytes.size();) {
-            const ssize_t n = ::pwrite(spillFd_, bytes.data() + done, bytes.size() - done, spillEnd_ + static_cast<off_t>(done));
-            if (n < 0 && errno == EINTR) continue;
-            if (n <= 0) return spillFailed();
-            done += static_cast<size_t>(n);
-        }
+        if (!pwriteWhole(spillFd_, bytes.data(), bytes.size(), static_cast<uint64_t>(spillEnd_))) return spillFailed();
         chunk->at = spillEnd_;
         spillEnd_ += static_cast<off_t>(bytes.size());
         return true;
@@ -155,16 +151,9 @@ private:
     }
     bool readSpilled(const Chunk& chunk, std::string* into) {
         into->resize(chunk.size);
-        for (size_t done = 0; done < chunk.size;) {
-            const ssize_t n = ::pread(spillFd_, into->data() + done, chunk.size - done, chunk.at + static_cast<off_t>(done));
-            if (n < 0 && errno == EINTR) continue;
-            if (n <= 0) {
-                const std::lock_guard lock(spillMutex_);
-                return spillFailed();
-            }
-            done += static_cast<size_t>(n);
-        }
-        return true;
+        if (preadWhole(spillFd_, into->data(), chunk.size, static_cast<uint64_t>(chunk.at))) return true;
+        const std::lock_guard lock(spillMutex_);
+        return spillFailed();
     }
 
     // The calling thread's part: every task's records in task order.

@@ -1,6 +1,7 @@
 #include "platform/contained/contained_run.h"
 
 #include "platform/contained/fork_gate.h"
+#include "platform/io/whole_io.h"
 
 #include <QElapsedTimer>
 #include <QFile>
@@ -44,19 +45,6 @@ constexpr bool kAddressLimitWorks = false;
 #else
 constexpr bool kAddressLimitWorks = true;
 #endif
-
-bool writeAll(int fd, const char* data, size_t size) {
-    while (size > 0) {
-        const ssize_t written = ::write(fd, data, size);
-        if (written < 0) {
-            if (errno == EINTR) continue;
-            return false;
-        }
-        data += written;
-        size -= static_cast<size_t>(written);
-    }
-    return true;
-}
 
 void limit(int resource, rlim_t value) {
     const rlimit bound{value, value};
@@ -135,7 +123,7 @@ bool FrameWriter::write(QByteArrayView frame) {
     framed_.resize(sizeof size + static_cast<size_t>(frame.size()));
     std::memcpy(framed_.data(), &size, sizeof size);
     if (!frame.isEmpty()) std::memcpy(framed_.data() + sizeof size, frame.data(), static_cast<size_t>(frame.size()));
-    return writeAll(fd_, framed_.data(), static_cast<qsizetype>(framed_.size()));
+    return writeWhole(fd_, framed_.data(), framed_.size());
 }
 
 ContainedEnd runContained(const std::function<int(FrameWriter&)>& child,

@@ -14,6 +14,7 @@
 
 #include "core/common/text.h"
 #include "platform/image/range_io.h"
+#include "platform/io/whole_io.h"
 #include "platform/image/image_server.h"
 
 namespace kestrova {
@@ -215,7 +216,7 @@ public:
             const size_t want = static_cast<size_t>(std::min<uint64_t>(buffer.size(), size - at));
             const ssize_t got = content.read(buffer.data(), want, static_cast<off64_t>(at));
             if (got <= 0) return false;
-            if (::pwrite(fd, buffer.data(), static_cast<size_t>(got), static_cast<off_t>(at)) != got) return false;
+            if (!pwriteWhole(fd, reinterpret_cast<const char*>(buffer.data()), static_cast<size_t>(got), at)) return false;
             at += static_cast<uint64_t>(got);
         }
         return true;
@@ -280,7 +281,7 @@ private:
             for (uint64_t done = 0; !run.sparse && done < take;) {
                 const size_t want = static_cast<size_t>(std::min<uint64_t>(buffer.size(), take - done));
                 if (disk_->read(offset_ + run.offset + done, buffer.data(), want) != static_cast<int64_t>(want)) return false;
-                if (::pwrite(fd, buffer.data(), want, static_cast<off_t>(logical + done)) != static_cast<ssize_t>(want)) return false;
+                if (!pwriteWhole(fd, buffer.data(), want, logical + done)) return false;
                 done += want;
             }
             logical += take;

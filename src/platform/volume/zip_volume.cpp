@@ -1,6 +1,7 @@
 #include "platform/volume/zip_volume.h"
 
 #include "platform/contained/fork_gate.h"
+#include "platform/io/whole_io.h"
 
 #include <QDir>
 #include <QFile>
@@ -34,17 +35,6 @@ constexpr quint64 kSmallest = quint64{1} << 20;      // below this, a high ratio
 constexpr int kRefusedKept = 5;
 
 QString zipWhy(zip_error_t* error) { return QString::fromUtf8(zip_error_strerror(error)); }
-
-bool writeAll(int fd, const char* data, size_t size) {
-    while (size > 0) {
-        const ssize_t put = ::write(fd, data, size);
-        if (put < 0 && errno == EINTR) continue;
-        if (put <= 0) return false;
-        data += put;
-        size -= static_cast<size_t>(put);
-    }
-    return true;
-}
 
 quint64 le(const zip_uint8_t* p, int n) {
     quint64 v = 0;
@@ -160,7 +150,7 @@ public:
             if (got == 0) break;
             total += static_cast<quint64>(got);
             // The member's header can lie about its size: the inflated bytes are held to it too.
-            if (total > size || !writeAll(fd, buffer.data(), static_cast<size_t>(got))) {
+            if (total > size || !writeWhole(fd, buffer.data(), static_cast<size_t>(got))) {
                 failed = true;
                 break;
             }

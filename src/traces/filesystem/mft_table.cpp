@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <unistd.h>
 
+#include "platform/io/whole_io.h"
 #include "platform/volume/plain_file_reader.h"
 
 namespace kestrova {
@@ -90,15 +91,7 @@ struct MftTable::Bytes {
     bool read(uint8_t* into, size_t amount, uint64_t offset) const {
         if (plain) return plain->read(into, amount, offset);
         const auto* device = qobject_cast<const QFileDevice*>(file.get());
-        if (device && device->handle() >= 0) {
-            size_t done = 0;
-            while (done < amount) {
-                const ssize_t got = ::pread(device->handle(), into + done, amount - done, static_cast<off_t>(offset + done));
-                if (got <= 0) return false;
-                done += static_cast<size_t>(got);
-            }
-            return true;
-        }
+        if (device && device->handle() >= 0) return preadWhole(device->handle(), reinterpret_cast<char*>(into), amount, offset);
         return file->seek(static_cast<qint64>(offset)) && file->read(reinterpret_cast<char*>(into), static_cast<qint64>(amount)) == static_cast<qint64>(amount);
     }
 };
