@@ -43,11 +43,14 @@ bool KindReading::chooseStates(const QString& snapshots, QStringList* said, QStr
 
 size_t KindReading::parts(const TraceKind& kind) {
     if (kind.readIn != ReadIn::BrowserProfiles || reading_.withStates()) return 0;
-    // Found with a context of its own: what finding them notes belongs to the first kind read.
-    TraceContext finding(*env_.system, env_.privateTemp.path());
-    finding.narrowToUser(reading_.context().onlyUser());
-    finding.setNoteHook([](FindingKind, const QString&, const QString&) {});
-    return finding.browserProfiles().size();
+    if (!browserProfiles_) {
+        // Found once, with a context of its own: what finding them notes belongs to the kinds read.
+        TraceContext finding(*env_.system, env_.privateTemp.path());
+        finding.narrowToUser(reading_.context().onlyUser());
+        finding.setNoteHook([](FindingKind, const QString&, const QString&) {});
+        browserProfiles_ = finding.browserProfiles().size();
+    }
+    return *browserProfiles_;
 }
 
 KindOutcome KindReading::read(const TraceKind& kind, TraceSink& sink, std::optional<size_t> part) {

@@ -43,6 +43,7 @@ public:
 private:
     Environment& env_;
     kestrova::KindReading reading_;
+    std::optional<size_t> browserProfiles_;  // how many parts() found
 };
 
 }  // namespace kestrova::cli

@@ -178,7 +178,6 @@ bool readKinds(std::span<const std::unique_ptr<HostReading>> from, const std::ve
     }
     std::vector<KindOutcome> outcomes(tasks.size());
     KindOutcome kindOutcome;
-    Target target{nullptr};
     HostReading::Route route;
     TraceSink* sink = nullptr;
     PoolTasks pool;
@@ -215,7 +214,7 @@ bool readKinds(std::span<const std::unique_ptr<HostReading>> from, const std::ve
         const Task& task = tasks[t];
         if (task.first) {
             sayHost(*task.reading, run, targets.stderrBreak);
-            target = targets.start(*task.kind, *task.reading);
+            const Target target = targets.start(*task.kind, *task.reading);
             sink = &task.reading->route(route, *target.sink, target.stamped);
             kindOutcome = KindOutcome();
         }

@@ -88,10 +88,8 @@ void TimelineStore::finish() {
 
 void TimelineStore::decode(const Event& e, Provenance& from, std::vector<Value>& values) const {
     // Read again only for another record: a row's cells decode the same one in turn.
-    static thread_local std::string scratch;
     if (decodedAt_ != e.body) {
-        const std::string_view body = bodies_.read(e.body, scratch);
-        decoded_.assign(body.data(), body.size());
+        decoded_ = bodies_.read(e.body, decodedBytes_);
         decodedAt_ = e.body;
     }
     decodeRecordBody(decoded_, kindOf(e), from, values);

@@ -72,7 +72,9 @@ public:
 
 private:
     BodyFile bodies_;
-    mutable std::string decoded_;    // the last record decoded, as read back
+    // The last record decoded: read back into decodedBytes_ (or, kept in memory, where it lies).
+    mutable std::string decodedBytes_;
+    mutable std::string_view decoded_;
     mutable uint32_t decodedAt_ = UINT32_MAX;
     std::vector<Event> events_;
     // Names kept once, each event naming its own by a byte: records come a source after another,
