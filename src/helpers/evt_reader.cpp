@@ -26,18 +26,12 @@
 #include <string>
 #include <unistd.h>
 
+#include "platform/io/whole_io.h"
+
 namespace {
 
-bool writeAll(const char* data, size_t size) {
-    while (size > 0) {
-        const ssize_t n = ::write(STDOUT_FILENO, data, size);
-        if (n < 0 && errno == EINTR) continue;
-        if (n <= 0) return false;
-        data += n;
-        size -= static_cast<size_t>(n);
-    }
-    return true;
-}
+// Frames go to standard output, the pipe the program reads.
+bool writeAll(const char* data, size_t size) { return kestrova::writeWhole(STDOUT_FILENO, data, size); }
 
 class Frame {
 public:
