@@ -77,31 +77,22 @@ void Environment::select(const Source& chosen) {
     os.reset();
     image.reset();
     collection.reset();
-    if (!source.collection.isEmpty()) {
-        collection = openCollection(source.collection, privateTemp.path());
-        if (collection->volume) {
-            source.user = matchProfile(VolumeSystem::profiles(*collection->volume), source.user);
-            system = std::make_unique<VolumeSystem>(collection->volume, source.user, replayLogs);
-        } else {
-            system = std::make_unique<VolumeSystem>(QString(), source.user);
-        }
-        os = std::make_unique<OsApi>(*system, *desktop);
-        os->setFolderPicker(folderPicker);
-        return;
-    }
-    if (!source.image.isEmpty()) {
-        image = openImageSource(source.image, source.partition, privateTemp.path());
-        if (image->volume) {
-            source.user = matchProfile(VolumeSystem::profiles(*image->volume), source.user);
-            system = std::make_unique<VolumeSystem>(image->volume, source.user, replayLogs);
-        } else {
-            system = std::make_unique<VolumeSystem>(QString(), source.user);
-        }
-        os = std::make_unique<OsApi>(*system, *desktop);
-        os->setFolderPicker(folderPicker);
-        return;
-    }
-    system = std::make_unique<VolumeSystem>(source.root, source.user, replayLogs);
+    if (!source.collection.isEmpty()) collection = openCollection(source.collection, privateTemp.path());
+    else if (!source.image.isEmpty()) image = openImageSource(source.image, source.partition, privateTemp.path());
+    if (const std::shared_ptr<Volume> volume = openedVolume()) source.user = matchProfile(VolumeSystem::profiles(*volume), source.user);
+    analyse();
+}
+
+std::shared_ptr<Volume> Environment::openedVolume() const {
+    if (collection) return collection->volume;
+    if (image) return image->volume;
+    return nullptr;
+}
+
+void Environment::analyse() {
+    if (const std::shared_ptr<Volume> volume = openedVolume()) system = std::make_unique<VolumeSystem>(volume, source.user, replayLogs);
+    else if (image || collection) system = std::make_unique<VolumeSystem>(QString(), source.user);  // it says why there is none
+    else system = std::make_unique<VolumeSystem>(source.root, source.user, replayLogs);
     os = std::make_unique<OsApi>(*system, *desktop);
     os->setFolderPicker(folderPicker);
 }
@@ -115,11 +106,7 @@ std::unique_ptr<Environment> Environment::sibling() const {
     env->source = source;
     env->image = image;
     env->collection = collection;
-    const std::shared_ptr<Volume> volume = collection ? collection->volume : image ? std::shared_ptr<Volume>(image->volume) : nullptr;
-    if (volume) env->system = std::make_unique<VolumeSystem>(volume, source.user, replayLogs);
-    else if (collection || image) env->system = std::make_unique<VolumeSystem>(QString(), source.user);
-    else env->system = std::make_unique<VolumeSystem>(source.root, source.user, replayLogs);
-    env->os = std::make_unique<OsApi>(*env->system, *env->desktop);
+    env->analyse();
     return env;
 }
 

@@ -69,6 +69,10 @@ struct Environment {
     void setFolderPicker(FolderPickerFn picker);
 
 private:
+    // The volume opened from an image or a collection; nullptr for a folder tree or none.
+    std::shared_ptr<Volume> openedVolume() const;
+    // The analysed system (and its OsApi) over what source, image and collection name.
+    void analyse();
     // An environment on that desktop and clock with its settings file, no system chosen yet.
     static std::unique_ptr<Environment> withDesktop(std::unique_ptr<LocalDesktop> desktop, std::unique_ptr<Clock> clock);
 };
