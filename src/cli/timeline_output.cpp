@@ -262,6 +262,8 @@ bool writeEvents(Timeline& events, ByteOutput& out, int workers, const std::func
         });
     }
     // A block: events as the merge handed them (keys, their bodies copied), then their text.
+    // Blocks written are used again, keeping their memory: a block's text is megabytes, and
+    // fresh memory costs a page fault a page.
     struct Block {
         std::vector<Timeline::Key> keys;
         std::string bodies;
@@ -274,6 +276,7 @@ bool writeEvents(Timeline& events, ByteOutput& out, int workers, const std::func
     std::condition_variable queued, formatted;
     std::deque<std::shared_ptr<Block>> order;  // to be written, in order
     std::deque<std::shared_ptr<Block>> queue;  // to be formatted
+    std::vector<std::shared_ptr<Block>> spare;  // written, to be used again
     bool ended = false;
     std::vector<std::thread> formatters;
     for (int w = 0; w < workers; ++w) {
@@ -298,10 +301,10 @@ bool writeEvents(Timeline& events, ByteOutput& out, int workers, const std::func
                 into.flush();
                 {
                     const std::lock_guard lock(mutex);
-                    block->text = std::move(text);
+                    std::swap(block->text, text);  // the block's old text, emptied, takes the next
                     block->formatted = true;
                 }
-                text = std::string();
+                text.clear();
                 formatted.notify_all();
             }
         });
@@ -318,9 +321,22 @@ bool writeEvents(Timeline& events, ByteOutput& out, int workers, const std::func
                 order.pop_front();
             }
             out.putFormatted(front->text);
+            front->keys.clear();
+            front->bodies.clear();
+            front->text.clear();
+            front->formatted = false;
+            const std::lock_guard lock(mutex);
+            spare.push_back(std::move(front));
         }
     };
-    auto block = std::make_shared<Block>();
+    const auto fresh = [&] {
+        const std::lock_guard lock(mutex);
+        if (spare.empty()) return std::make_shared<Block>();
+        auto used = std::move(spare.back());
+        spare.pop_back();
+        return used;
+    };
+    auto block = fresh();
     const auto submit = [&] {
         {
             const std::lock_guard lock(mutex);
@@ -328,7 +344,7 @@ bool writeEvents(Timeline& events, ByteOutput& out, int workers, const std::func
             queue.push_back(block);
         }
         queued.notify_one();
-        block = std::make_shared<Block>();
+        block = fresh();
         writeFront(mostInFlight);
     };
     const bool drained = events.drainKeyed([&](const Timeline::Key& key, std::string_view body) {

@@ -30,6 +30,7 @@ public:
         at_ += size;
         return bytes_.substr(start, n);
     }
+    std::string_view rest() const { return bytes_.substr(std::min(at_, bytes_.size())); }
 
 private:
     std::string_view bytes_;
@@ -38,15 +39,23 @@ private:
 
 }  // namespace
 
-void appendRecordBody(std::string& out, const Provenance& from, std::span<const Value> values) {
+void appendProvenance(std::string& out, const Provenance& from) {
     for (const QByteArray* text : {&from.user, &from.browser, &from.profile, &from.source, &from.part, &from.snapshot, &from.seenIn, &from.snapshotNote, &from.tag, &from.host}) {
         putText(out, std::string_view(text->constData(), static_cast<size_t>(text->size())));
     }
+}
+
+void appendValues(std::string& out, std::span<const Value> values) {
     for (const Value& v : values) {
         put(out, static_cast<uint8_t>(v.is));
         if (v.is == Value::Is::Number) put(out, v.number);
         else if (v.is == Value::Is::Text) putText(out, v.utf8);
     }
+}
+
+void appendRecordBody(std::string& out, const Provenance& from, std::span<const Value> values) {
+    appendProvenance(out, from);
+    appendValues(out, values);
 }
 
 void appendSizedRecord(std::string& arena, const Provenance& from, std::span<const Value> values) {
@@ -63,12 +72,17 @@ std::string_view sizedRecordAt(std::string_view arena, uint32_t offset) {
     return std::string_view(arena.data() + offset + 4, size);
 }
 
-void decodeRecordBody(std::string_view body, const TraceKind& kind, Provenance& from, std::vector<Value>& values) {
-    Reader in(body);
+std::string_view decodeProvenance(std::string_view bytes, Provenance& from) {
+    Reader in(bytes);
     for (QByteArray* text : {&from.user, &from.browser, &from.profile, &from.source, &from.part, &from.snapshot, &from.seenIn, &from.snapshotNote, &from.tag, &from.host}) {
         const std::string_view t = in.text();
         *text = QByteArray::fromRawData(t.data(), static_cast<qsizetype>(t.size()));
     }
+    return in.rest();
+}
+
+void decodeValues(std::string_view bytes, const TraceKind& kind, std::vector<Value>& values) {
+    Reader in(bytes);
     values.assign(kind.fields.size(), Value{});
     for (Value& v : values) {
         const auto state = in.get<uint8_t>();
@@ -76,6 +90,10 @@ void decodeRecordBody(std::string_view body, const TraceKind& kind, Provenance& 
         if (v.is == Value::Is::Number) v.number = in.get<int64_t>();
         else if (v.is == Value::Is::Text) v.utf8 = in.text();
     }
+}
+
+void decodeRecordBody(std::string_view body, const TraceKind& kind, Provenance& from, std::vector<Value>& values) {
+    decodeValues(decodeProvenance(body, from), kind, values);
 }
 
 QByteArray namedValues(const std::vector<std::pair<QString, QString>>& pairs) {

@@ -23,4 +23,11 @@ std::string_view sizedRecordAt(std::string_view arena, uint32_t offset);
 // absent values and empty texts, never a read outside it.
 void decodeRecordBody(std::string_view body, const TraceKind& kind, Provenance& from, std::vector<Value>& values);
 
+// A body's two halves, for what keeps a provenance once for the many records that share it (the
+// timeline): decodeProvenance returns the bytes that follow the provenance.
+void appendProvenance(std::string& out, const Provenance& from);
+void appendValues(std::string& out, std::span<const Value> values);
+std::string_view decodeProvenance(std::string_view bytes, Provenance& from);
+void decodeValues(std::string_view bytes, const TraceKind& kind, std::vector<Value>& values);
+
 }  // namespace kestrova

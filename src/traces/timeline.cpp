@@ -132,7 +132,7 @@ bool EventTimes::wanted(const TraceKind& kind, size_t field, const Provenance& f
     return keysGiven_.insert(hash).second;
 }
 
-Timeline::Timeline(QString tempFolder, size_t budget) : tempFolder_(std::move(tempFolder)), budget_(budget) {}
+Timeline::Timeline(QString tempFolder, size_t budget) : tempFolder_(std::move(tempFolder)), budget_(budget), shared_(budget) {}
 Timeline::~Timeline() = default;
 
 bool Timeline::setHost(const QByteArray& host) {
@@ -143,7 +143,20 @@ bool Timeline::setHost(const QByteArray& host) {
     return true;
 }
 
-uint32_t Timeline::Arena::append(const Provenance& from, std::span<const Value> values) {
+uint32_t Timeline::SharedProvenances::numberOf(const Provenance& from) {
+    scratch_.clear();
+    appendProvenance(scratch_, from);
+    if (last_ != kInline && all_[last_] == scratch_) return last_;
+    if (const auto known = numbers_.find(scratch_); known != numbers_.end()) return last_ = known->second;
+    if (bytes_ + scratch_.size() > mostBytes_ || all_.size() >= kInline) return kInline;
+    all_.push_back(scratch_);
+    bytes_ += scratch_.size() + sizeof(std::string) + 32;  // and the map's node
+    last_ = static_cast<uint32_t>(all_.size() - 1);
+    numbers_.emplace(all_.back(), last_);
+    return last_;
+}
+
+uint32_t Timeline::Arena::append(uint32_t provenance, std::string_view inlineProvenance, std::span<const Value> values) {
     constexpr size_t kBlock = size_t{1} << kBlockBits;
     if (blocks_.empty()) {
         blocks_.emplace_back();
@@ -151,7 +164,12 @@ uint32_t Timeline::Arena::append(const Provenance& from, std::span<const Value> 
     }
     std::string* block = &blocks_.back();
     size_t start = block->size();
-    appendSizedRecord(*block, from, values);
+    block->append(4, '\0');
+    put(*block, provenance);
+    if (provenance == SharedProvenances::kInline) block->append(inlineProvenance);
+    appendValues(*block, values);
+    const auto size = static_cast<uint32_t>(block->size() - start - 4);
+    std::memcpy(block->data() + start, &size, 4);
     if (block->size() > kBlock && start > 0) {
         // It does not fit: it starts the next block (one larger than a block has one of its own).
         std::string next;
@@ -189,10 +207,11 @@ bool Timeline::record(const TraceKind& kind, const Provenance& from, std::span<c
     }
     if (kept == 0) return true;
     const uint64_t sequence = sequence_++;
-    const uint32_t body = arena_.append(from, values);
+    const uint32_t provenance = shared_.numberOf(from);
+    const uint32_t body = arena_.append(provenance, shared_.encoded(), values);
     for (size_t i = 0; i < kept; ++i) held_.push_back(Key{values[fields[i]].number, sequence, body, kindIndex, fields[i], host_});
     events_ += static_cast<qint64>(kept);
-    const size_t held = arena_.bytes() + held_.size() * sizeof(Key);
+    const size_t held = arena_.bytes() + held_.size() * sizeof(Key) + shared_.bytes();
     if ((held >= budget_ || arena_.full()) && !spill()) return false;
     return true;
 }
@@ -252,7 +271,12 @@ std::optional<TimelineEvent> Timeline::decodeEvent(const Key& key, std::string_v
     const std::span<const TraceKind> kinds = traceKinds();
     if (key.kind >= kinds.size()) return std::nullopt;
     const TraceKind& kind = kinds[key.kind];
-    decodeRecordBody(body, kind, from, values);
+    uint32_t provenance = SharedProvenances::kInline;
+    if (body.size() >= 4) std::memcpy(&provenance, body.data(), 4);
+    std::string_view rest = body.substr(std::min<size_t>(4, body.size()));
+    if (provenance == SharedProvenances::kInline) rest = decodeProvenance(rest, from);
+    else decodeProvenance(shared_.at(provenance), from);
+    decodeValues(rest, kind, values);
     if (from.host.isEmpty() && key.host < hosts_.size()) from.host = hosts_[key.host];
     return TimelineEvent{&kind, key.field, key.time, from, values};
 }
@@ -266,29 +290,40 @@ bool Timeline::drainKeyed(const std::function<bool(const Key&, std::string_view 
         }
         return true;
     }
-    if (!held_.empty() && !spill()) return false;
-    // A k-way merge: the smallest head of the runs next. Keys are unique (a record's sequence
-    // and field), so the order does not depend on the runs'.
+    // A k-way merge of the runs and what is still held (sorted, not written): the smallest head
+    // next. Keys are unique (a record's sequence and field), so the order does not depend on the
+    // runs'.
+    sortKeys(held_);
     std::vector<std::unique_ptr<RunReader>> readers;
-    const auto later = [&readers](size_t a, size_t b) { return before(readers[b]->key(), readers[a]->key()); };
-    std::priority_queue<size_t, std::vector<size_t>, decltype(later)> queue(later);
-    for (size_t i = 0; i < runs_.size(); ++i) {
-        readers.push_back(std::make_unique<RunReader>(runs_[i]));
-        if (!readers[i]->ok()) {
+    for (const QString& run : runs_) {
+        readers.push_back(std::make_unique<RunReader>(run));
+        if (!readers.back()->ok()) {
             why_ = QStringLiteral("a sorted run could not be read back");
             return false;
         }
-        if (readers[i]->next()) queue.push(i);
     }
+    const size_t inMemory = readers.size();  // the source that is held_
+    size_t nextHeld = 0;
+    const auto keyOf = [&](size_t i) -> const Key& { return i == inMemory ? held_[nextHeld] : readers[i]->key(); };
+    const auto later = [&](size_t a, size_t b) { return before(keyOf(b), keyOf(a)); };
+    std::priority_queue<size_t, std::vector<size_t>, decltype(later)> queue(later);
+    for (size_t i = 0; i < inMemory; ++i) {
+        if (readers[i]->next()) queue.push(i);
+        else if (readers[i]->failed()) return why_ = QStringLiteral("a sorted run could not be read back"), false;
+    }
+    if (!held_.empty()) queue.push(inMemory);
     while (!queue.empty()) {
         const size_t i = queue.top();
         queue.pop();
+        if (i == inMemory) {
+            const Key& key = held_[nextHeld];
+            if (!out(key, arena_.at(key.body))) return true;
+            if (++nextHeld < held_.size()) queue.push(i);
+            continue;
+        }
         if (!out(readers[i]->key(), readers[i]->body())) return true;
         if (readers[i]->next()) queue.push(i);
-        else if (readers[i]->failed()) {
-            why_ = QStringLiteral("a sorted run could not be read back");
-            return false;
-        }
+        else if (readers[i]->failed()) return why_ = QStringLiteral("a sorted run could not be read back"), false;
     }
     return true;
 }

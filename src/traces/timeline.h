@@ -1,19 +1,24 @@
 // One timeline of every dated field of every trace record: each time field of a record is an
-// event, and the events come out in time order whatever their number. A record's texts and
-// values are kept once, as compact bytes in one arena, and each of its events as a small fixed
-// sort key pointing there; when those held pass a memory budget the keys are sorted and the
-// events written as a run to the private temporary folder, and the runs are merged at the end,
-// so memory stays bounded.
+// event, and the events come out in time order whatever their number. A record's values are
+// kept once, as compact bytes in one arena, with its provenance (kept once for the records that
+// share it), and each of its events as a small fixed sort key pointing there; when those held
+// pass a memory budget the keys are sorted and the events written as a run to the private
+// temporary folder, and the runs are merged at the end with what is still held, so memory stays
+// bounded.
 // Equal times keep a stable order: the kind's place in the table, then the order the records were
 // read in (which follows the sources, then the rows).
 #pragma once
 
 #include <QString>
 #include <QTemporaryDir>
+#include <algorithm>
+#include <deque>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
+#include <unordered_map>
 #include <unordered_set>
 #include <vector>
 
@@ -94,9 +99,11 @@ private:
     // Record bodies, each with its size first, in blocks that never move once written (no copy
     // as the arena grows, no doubling of its memory): a key's body is the block's index in the
     // high byte and the offset in it in the rest.
+    // A record's body starts with its provenance's number in shared_, or kInline and the
+    // provenance itself, then its values.
     class Arena {
     public:
-        uint32_t append(const Provenance& from, std::span<const Value> values);
+        uint32_t append(uint32_t provenance, std::string_view inlineProvenance, std::span<const Value> values);
         std::string_view at(uint32_t body) const;
         size_t bytes() const { return bytes_; }
         bool full() const { return blocks_.size() >= kMostBlocks; }
@@ -109,6 +116,28 @@ private:
         size_t bytes_ = 0;
     };
     Arena arena_;
+    // The provenances records share (every record of a source has the same one), each kept once
+    // for the whole timeline, in memory, up to an eighth of the budget (at most 8 MiB): a record
+    // of another keeps its provenance with it.
+    class SharedProvenances {
+    public:
+        static constexpr uint32_t kInline = UINT32_MAX;
+        explicit SharedProvenances(size_t budget) : mostBytes_(std::min(budget / 8, size_t{8} << 20)) {}
+        // The number of a provenance; kInline when the table is full (encoded() then holds it).
+        uint32_t numberOf(const Provenance& from);
+        std::string_view encoded() const { return scratch_; }
+        std::string_view at(uint32_t number) const { return number < all_.size() ? std::string_view(all_[number]) : std::string_view(); }
+        size_t bytes() const { return bytes_; }
+
+    private:
+        std::deque<std::string> all_;  // never moved once added: the map views them
+        std::unordered_map<std::string_view, uint32_t> numbers_;
+        std::string scratch_;
+        uint32_t last_ = kInline;
+        size_t bytes_ = 0;
+        size_t mostBytes_;
+    };
+    SharedProvenances shared_;
     std::vector<QString> runs_;
     qint64 events_ = 0;
     uint64_t sequence_ = 0;

@@ -5,8 +5,11 @@
 #include <QJsonObject>
 #include <QRandomGenerator>
 #include <QTemporaryFile>
+#include <cstring>
 #include <gtest/gtest.h>
+#include <memory>
 
+#include "cli/escape.h"
 #include "cli/output.h"
 #include "core/common/text.h"
 
@@ -116,10 +119,10 @@ std::string reference(const QString& text, Format format) {
 // block, high bytes, every escaped character, stray bytes and surrogates.
 TEST(CliOutput, BlockWiseEscapingMatchesTheRulesOnAnyText) {
     QRandomGenerator rng(42);
-    const char pieces[] = {'\0', '\0', '\0', 'a', 'b', '/', '\\', '"', ',', '\t', '\n', '\r', '\x01', '\x7F', '\xE9', '\xFF'};
+    const char pieces[] = {'\0', '\0', '\0', 'a', 'b', '/', '\\', '"', ',', '\t', '\n', '\r', '\x01', '\x1F', '\x7F', '\xE9', '\xFF'};
     for (int round = 0; round < 4000; ++round) {
         QByteArray bytes;
-        const int length = static_cast<int>(rng.bounded(90));
+        const int length = static_cast<int>(rng.bounded(round % 2 ? 20 : 90));  // short fields too
         while (bytes.size() < length) {
             const char c = pieces[rng.bounded(static_cast<int>(sizeof pieces))];
             bytes.append(static_cast<qsizetype>(rng.bounded(1, 20)), c);
@@ -127,9 +130,20 @@ TEST(CliOutput, BlockWiseEscapingMatchesTheRulesOnAnyText) {
         const QString latin1 = QString::fromLatin1(bytes);
         QString wide = latin1;
         if (round % 3 == 0) wide += fromFileNameBytes("\xF0\x9F\x92\xA9\xA9") + QChar(0xD800) + "x";
+        // Record texts are UTF-8 that may hold stray bytes: in a buffer of their exact size, and
+        // written into exactly the room asked for, so that a read or write beyond either shows
+        // under the sanitizers.
+        QByteArray utf8 = bytes;
+        if (round % 3 == 0) utf8 += "\xF0\x9F\x92\xA9\xA9\xC3\xA9x";
+        const auto exact = std::make_unique<char[]>(static_cast<size_t>(utf8.size()));
+        std::memcpy(exact.get(), utf8.constData(), static_cast<size_t>(utf8.size()));
+        const std::string_view text(exact.get(), static_cast<size_t>(utf8.size()));
         for (const Format format : {Format::Tsv, Format::Csv, Format::Json}) {
             ASSERT_EQ(escaped(QLatin1StringView(bytes), format), reference(latin1, format)) << bytes.toHex().toStdString();
             ASSERT_EQ(escaped(QStringView(wide), format), reference(wide, format)) << wide.toUtf8().toHex().toStdString();
+            const auto room = std::make_unique<char[]>(escapedUtf8Room(text));
+            const char* end = putEscapedUtf8(room.get(), text, format);
+            ASSERT_EQ(std::string(static_cast<const char*>(room.get()), end), reference(fromFileNameBytes(utf8), format)) << utf8.toHex().toStdString();
         }
     }
 }

@@ -107,6 +107,48 @@ TEST(Timeline, RecordsLargerThanABlockKeepTheirBodies) {
     }
 }
 
+// A provenance is kept once for the records that share it, up to a limit, then with each record:
+// every event comes back with its own, whether shared, alternating or one of its own past the
+// limit, in memory and through runs.
+TEST(Timeline, EveryEventKeepsItsProvenanceSharedOrNot) {
+    const TraceKind& kind = *findTraceKind("browser.history");
+    size_t timeField = 0, textField = 0;
+    while (kind.fields[timeField].type != FieldType::Time) ++timeField;
+    while (kind.fields[textField].type != FieldType::Text) ++textField;
+    const auto provenanceOf = [](int64_t i) {
+        Provenance from;
+        from.user = i % 2 ? "alice" : "bob";
+        from.source = "C:\\source\\" + QByteArray::number(i % 3);
+        // The first records share a few parts; then each has its own, more than are kept shared.
+        from.part = i < 1000 ? "part " + QByteArray::number(i % 7) : QByteArray(200, 'p') + QByteArray::number(i);
+        return from;
+    };
+    constexpr int64_t kRecords = 20000;
+    QTemporaryDir temp;
+    for (const size_t budget : {size_t{1} << 30, size_t{2} << 20}) {
+        Timeline events(temp.path(), budget);
+        for (int64_t i = 0; i < kRecords; ++i) {
+            std::vector<Value> values(kind.fields.size());
+            values[timeField] = Value::integer(kRecords - i);  // read in reverse time order
+            const std::string text = "record " + std::to_string(i);
+            values[textField] = Value::text(text);
+            ASSERT_TRUE(events.record(kind, provenanceOf(i), values));
+        }
+        EXPECT_EQ(events.runs() > 0, budget < (size_t{1} << 30));
+        int64_t count = 0;
+        ASSERT_TRUE(events.drain([&](const TimelineEvent& e) {
+            const Provenance want = provenanceOf(kRecords - e.time);
+            EXPECT_EQ(e.from.user, want.user) << e.time;
+            EXPECT_EQ(e.from.source, want.source) << e.time;
+            EXPECT_EQ(e.from.part, want.part) << e.time;
+            EXPECT_EQ(e.values[textField].utf8, "record " + std::to_string(kRecords - e.time));
+            ++count;
+            return !::testing::Test::HasFailure();
+        })) << events.why().toStdString();
+        EXPECT_EQ(count, kRecords);
+    }
+}
+
 // Many events (sorted on two cores, each half apart and then merged): time order, and equal times
 // in the order read, in memory and through runs.
 TEST(Timeline, ManyEventsAtEqualTimesKeepTheOrderRead) {
