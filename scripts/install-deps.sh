@@ -14,7 +14,8 @@ packages=(
   libesedb-dev libesedb-utils libxlsxwriter-dev   # ESE: WebCacheV01.dat, SRUDB.dat (esedbexport: the reference); spreadsheet export
   libfwsi-dev liblnk-dev libolecf-dev libscca-dev   # shell items, shortcuts, Jump Lists, Prefetch
   libzip-dev zip                   # triage collections in a ZIP, read in place; zip writes the test fixtures
-  libdeflate-dev                   # a ZIP member inflated in one call, at several times zlib's speed
+  libdeflate-dev                   # a ZIP member or an EWF chunk inflated in one call, at several times zlib's speed
+  zlib1g-dev                       # zlib's interface, which the image reader gives libewf through libdeflate (zlib: the tests' reference)
   libevt-dev libevtx-utils   # NT event logs (.evt); evtxexport, the .evtx reader's reference in the tests
   sleuthkit                        # mactime, which the timeline's body files are checked with
   ntfs-3g qemu-utils ewf-tools     # image fixtures at test time: mkntfs/ntfs-3g, qemu-img, ewfacquire

@@ -9,9 +9,19 @@
 #include <QFile>
 #include <cstdio>
 #include <cstdlib>
+#include <zlib.h>
 
 #include "platform/contained/contained_run.h"
 #include "platform/image/image_server.h"
+#include "platform/image/zlib_inflate.h"
+
+// libewf inflates every compressed chunk of an EWF image through zlib's uncompress(), and taking
+// a file out of such an image is mostly that. The reader defines uncompress() itself, with
+// libdeflate: a program's own definition of a symbol comes before a shared library's, so
+// libewf's calls (and any other library's here) land here (the link exports it: CMakeLists.txt).
+extern "C" int uncompress(Bytef* dest, uLongf* destLen, const Bytef* source, uLong sourceLen) {
+    return kestrova::inflateWholeZlib(dest, destLen, source, sourceLen);
+}
 
 int main(int argc, char** argv) {
     if (argc != 5) {

@@ -290,6 +290,7 @@ std::vector<std::shared_ptr<ImageServer>> ImageServer::startEach(const QString& 
 
 std::shared_ptr<ImageServer> ImageServer::launch(const QString& path, int partition, int store) {
     auto server = std::shared_ptr<ImageServer>(new ImageServer);
+    server->path_ = path;
     int pair[2];
     if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, pair) != 0) {
         server->summary_.problem = QStringLiteral("%1 cannot be read: %2").arg(path, QString::fromLocal8Bit(std::strerror(errno)));
@@ -399,6 +400,13 @@ bool ImageServer::copy(const QString& windowsPath, int fd, QString* why) {
     QDataStream(*reply) >> copied;
     if (!copied) *why = QStringLiteral("its data cannot be read from the image");
     return copied;
+}
+
+std::shared_ptr<ImageServer> ImageServer::another() const {
+    if (summary_.chosen <= 0 || helperProgram("kestrova-image-reader").isEmpty()) return nullptr;
+    auto server = start(path_, summary_.chosen, summary_.store);
+    if (!server->summary().problem.isEmpty() || !server->failure().isEmpty()) return nullptr;
+    return server;
 }
 
 std::optional<PlainFile> ImageServer::plainFile(const QString& windowsPath) {

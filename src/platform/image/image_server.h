@@ -75,6 +75,10 @@ public:
     bool copy(const QString& windowsPath, int fd, QString* why);
     // Where a file lies in a raw image file (PlainFile); nullopt where it cannot be read in place.
     std::optional<PlainFile> plainFile(const QString& windowsPath);
+    // Another child serving what this one serves (the same image, partition and state), for
+    // requests beside this one's; nullptr when it cannot be started, or where the reader is not
+    // a program of its own (a child forked without an exec is not safe beside other threads).
+    std::shared_ptr<ImageServer> another() const;
 
 private:
     ImageServer() = default;
@@ -86,6 +90,7 @@ private:
     void fail(const QString& why);
 
     std::mutex mutex_;  // one request at a time
+    QString path_;      // the image
     int socket_ = -1;
     pid_t pid_ = -1;
     ImageSummary summary_;

@@ -9,12 +9,14 @@
 #include <sys/mman.h>
 #include <libbfio.h>
 #include <libfsntfs.h>
+#include <thread>
 #include <unistd.h>
 #include <unordered_map>
 
 #include "core/common/text.h"
 #include "platform/image/range_io.h"
 #include "platform/io/whole_io.h"
+#include "platform/contained/fork_gate.h"
 #include "platform/image/image_server.h"
 
 namespace kestrova {
@@ -433,7 +435,42 @@ bool ImageVolume::copyTo(const QString& windowsPath, int fd) const {
 }
 
 ServedVolume::ServedVolume(std::shared_ptr<ImageServer> server, QString description, QString tempFolder)
-    : server_(std::move(server)), description_(std::move(description)), takenOut_(std::move(tempFolder)) {}
+    : server_(std::move(server)), description_(std::move(description)), takenOut_(std::move(tempFolder)), copiers_{Copier{server_, false}} {}
+
+bool ServedVolume::takeOut(const QString& windowsPath, int fd, QString* why) const {
+    std::unique_lock lock(copiersMutex_);
+    size_t chosen = 0;
+    while (true) {
+        const auto free = std::find_if(copiers_.begin(), copiers_.end(), [](const Copier& c) { return !c.busy; });
+        if (free != copiers_.end()) {
+            chosen = static_cast<size_t>(free - copiers_.begin());
+            break;
+        }
+        if (!anotherTried_ && std::thread::hardware_concurrency() > 1) {
+            anotherTried_ = true;
+            lock.unlock();
+            auto another = server_->another();
+            lock.lock();
+            if (another) copiers_.push_back(Copier{std::move(another), false});
+            continue;
+        }
+        ForkGate::waitParked(lock, copierFree_, [&] { return std::any_of(copiers_.begin(), copiers_.end(), [](const Copier& c) { return !c.busy; }); });
+    }
+    copiers_[chosen].busy = true;
+    const std::shared_ptr<ImageServer> copier = copiers_[chosen].server;
+    lock.unlock();
+    bool copied = copier->copy(windowsPath, fd, why);
+    // The second child gone (it may have met what the first will too): the first says so.
+    if (!copied && copier != server_ && !copier->failure().isEmpty()) {
+        if (::ftruncate(fd, 0) == 0 && ::lseek(fd, 0, SEEK_SET) == 0) copied = server_->copy(windowsPath, fd, why);
+    }
+    lock.lock();
+    const auto mine = std::find_if(copiers_.begin(), copiers_.end(), [&](const Copier& c) { return c.server == copier; });
+    mine->busy = false;
+    if (copier != server_ && !copier->failure().isEmpty()) copiers_.erase(mine);
+    copierFree_.notify_one();
+    return copied;
+}
 
 QString ServedVolume::label() const { return server_->summary().label; }
 
@@ -485,7 +522,7 @@ std::unique_ptr<QIODevice> ServedVolume::openFile(const QString& windowsPath, co
         return nullptr;
     }
     return takenOut_.open(what, findings, stat->exists, stat->folder, stat->reference, stat->size,
-                          [&](int fd, QString* why) { return server_->copy(windowsPath, fd, why); });
+                          [&](int fd, QString* why) { return takeOut(windowsPath, fd, why); });
 }
 
 std::vector<DirEntry> ServedVolume::list(const QString& windowsFolder, Findings* findings) const {
@@ -507,7 +544,7 @@ std::optional<QString> ServedVolume::localPath(const QString& windowsPath) const
     if (!stat || !stat->exists || stat->folder) return std::nullopt;
     return takenOut_.named(windowsPath, [&](int fd) {
         QString why;
-        return server_->copy(windowsPath, fd, &why);
+        return takeOut(windowsPath, fd, &why);
     });
 }
 

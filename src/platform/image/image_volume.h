@@ -14,10 +14,12 @@
 #pragma once
 
 #include <QString>
+#include <condition_variable>
 #include <functional>
 #include <memory>
 #include <mutex>
 #include <unordered_map>
+#include <vector>
 
 #include "platform/image/disk_image.h"
 #include "platform/image/partitions.h"
@@ -86,9 +88,21 @@ public:
     std::optional<Identity> identity(const QString& windowsPath) const;
 
 private:
+    // Taking a file out is the long request: one asked for while another is being taken out goes
+    // to a second child (started then, once), so that both are taken out at once, and beside the
+    // reading of what was taken out before.
+    bool takeOut(const QString& windowsPath, int fd, QString* why) const;
     std::shared_ptr<ImageServer> server_;
     QString description_;
     TakenOutFiles takenOut_;
+    struct Copier {
+        std::shared_ptr<ImageServer> server;
+        bool busy = false;
+    };
+    mutable std::mutex copiersMutex_;
+    mutable std::condition_variable copierFree_;
+    mutable std::vector<Copier> copiers_;
+    mutable bool anotherTried_ = false;
 };
 
 }  // namespace kestrova
