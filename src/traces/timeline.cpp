@@ -15,8 +15,9 @@
 namespace kestrova {
 namespace {
 
-// A record in the arena: u32 size, then its body (record_body.h). An event in a run: u32 size,
-// its key (i64 time, u64 sequence, u16 kind, u8 field: 19 bytes), then its record's body.
+// A record in the arena: u32 size, then its body: u32 its provenance's number (or kInline and
+// the provenance), then its values (record_body.h). An event in a run: u32 size, its key (i64
+// time, u64 sequence, u16 kind, u8 field, u8 host: 20 bytes), then its record's body.
 constexpr size_t kKeyBytes = 20;
 
 template <typename T>

@@ -754,6 +754,7 @@ private slots:
             QTemporaryDir runtime;
             QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
             env.insert("XDG_RUNTIME_DIR", runtime.path());
+            env.insert("TMPDIR", runtime.path());  // a window killed leaves its private folder there
             env.insert("QT_QPA_PLATFORM", "offscreen");
             env.insert("LC_ALL", locale);
             env.insert("LANG", locale);
@@ -1161,6 +1162,7 @@ private slots:
         // The real program: a second start while the first runs exits at once, saying nothing.
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
         env.insert("XDG_RUNTIME_DIR", dir.path());
+        env.insert("TMPDIR", dir.path());  // the window killed leaves its private folder there
         env.insert("QT_QPA_PLATFORM", "offscreen");
         QProcess running, again;
         running.setProcessEnvironment(env);
