@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include "platform/contained/fork_gate.h"
+#include "platform/io/whole_io.h"
 #include "traces/record_body.h"
 
 namespace kestrova {
@@ -58,17 +59,11 @@ void sortKeys(std::vector<Timeline::Key>& keys) {
     std::inplace_merge(keys.begin(), middle, keys.end(), before);
 }
 
-// Decodes a body into the event handed to `out`; `values` is reused from event to event.
-// A run file read back event by event, through a buffer of its own filled by large sequential
-// reads: the merge takes one event at a time from each run.
+// A run read back event by event from the runs' file, through a buffer of its own filled by
+// large reads: the merge takes one event at a time from each run.
 class RunReader {
 public:
-    explicit RunReader(const QString& path) : fd_(::open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC)) {}
-    ~RunReader() {
-        if (fd_ >= 0) ::close(fd_);
-    }
-    RunReader(const RunReader&) = delete;
-    RunReader& operator=(const RunReader&) = delete;
+    RunReader(int fd, Timeline::Run run, size_t buffer) : fd_(fd), next_(run.at), end_(run.at + run.size), bufferSize_(buffer) {}
     // The next event; false at the run's end, or when it cannot be read (failed() then).
     bool next() {
         at_ += event_;
@@ -87,33 +82,36 @@ public:
         event_ = 4 + size;
         return true;
     }
-    bool ok() const { return fd_ >= 0; }
     bool failed() const { return failed_; }
     const Timeline::Key& key() const { return key_; }
     // Valid until the next event is asked for.
     std::string_view body() const { return body_; }
 
 private:
-    static constexpr size_t kBuffer = size_t{2} << 20;
     // At least `bytes` unread in the buffer, unless the run ends first.
     bool fill(size_t bytes) {
-        if (end_ - at_ >= bytes) return true;
-        std::memmove(buffer_.data(), buffer_.data() + at_, end_ - at_);
-        end_ -= at_;
+        if (held_ - at_ >= bytes) return true;
+        std::memmove(buffer_.data(), buffer_.data() + at_, held_ - at_);
+        held_ -= at_;
         at_ = 0;
-        if (buffer_.size() < std::max(bytes, kBuffer)) buffer_.resize(std::max(bytes, kBuffer));
-        while (end_ < bytes) {
-            const ssize_t got = ::read(fd_, buffer_.data() + end_, buffer_.size() - end_);
-            if (got < 0 && errno == EINTR) continue;
-            if (got < 0) failed_ = true;
-            if (got <= 0) return false;
-            end_ += static_cast<size_t>(got);
+        const size_t wanted = std::max(bytes, bufferSize_);
+        if (buffer_.size() < wanted) buffer_.resize(wanted);
+        const uint64_t left = end_ - next_;
+        if (held_ + left < bytes) {
+            failed_ = left > 0 || held_ > 0;  // the run ends inside an event
+            return false;
         }
+        const size_t read = static_cast<size_t>(std::min<uint64_t>(left, buffer_.size() - held_));
+        if (!preadWhole(fd_, buffer_.data() + held_, read, next_)) return failed_ = true, false;
+        next_ += read;
+        held_ += read;
         return true;
     }
     int fd_;
+    uint64_t next_, end_;  // what of the run is still to be read
+    size_t bufferSize_;
     std::string buffer_;
-    size_t at_ = 0, end_ = 0, event_ = 0;
+    size_t at_ = 0, held_ = 0, event_ = 0;
     bool failed_ = false;
     Timeline::Key key_{};
     std::string_view body_;
@@ -134,7 +132,9 @@ bool EventTimes::wanted(const TraceKind& kind, size_t field, const Provenance& f
 }
 
 Timeline::Timeline(QString tempFolder, size_t budget) : tempFolder_(std::move(tempFolder)), budget_(budget), shared_(budget) {}
-Timeline::~Timeline() = default;
+Timeline::~Timeline() {
+    if (runFile_ >= 0) ::close(runFile_);
+}
 
 bool Timeline::setHost(const QByteArray& host) {
     const auto known = std::find(hosts_.begin(), hosts_.end(), host);
@@ -218,22 +218,22 @@ bool Timeline::record(const TraceKind& kind, const Provenance& from, std::span<c
 }
 
 bool Timeline::spill() {
-    if (!runFolder_) {
-        runFolder_ = std::make_unique<QTemporaryDir>(tempFolder_ + QStringLiteral("/kestrova-timeline-XXXXXX"));
-        if (!runFolder_->isValid()) {
-            why_ = QStringLiteral("no room for sorted runs in %1").arg(tempFolder_);
+    if (runFile_ < 0) {
+        runFile_ = ::open(QFile::encodeName(tempFolder_).constData(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
+        if (runFile_ < 0) {
+            why_ = QStringLiteral("no room for sorted runs in %1: %2").arg(tempFolder_, QString::fromLocal8Bit(std::strerror(errno)));
             return false;
         }
     }
     sortKeys(held_);
-    const QString path = runFolder_->filePath(QStringLiteral("run-%1").arg(runs_.size()));
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly)) {
-        why_ = file.errorString();
-        return false;
-    }
+    const Run run{runsEnd_, 0};
     std::string chunk;
-    bool written = true;
+    const auto write = [&] {
+        if (!pwriteWhole(runFile_, chunk.data(), chunk.size(), runsEnd_)) return false;
+        runsEnd_ += chunk.size();
+        chunk.clear();
+        return true;
+    };
     for (const Key& key : held_) {
         const std::string_view body = arena_.at(key.body);
         put(chunk, static_cast<uint32_t>(kKeyBytes + body.size()));
@@ -243,17 +243,13 @@ bool Timeline::spill() {
         put(chunk, key.field);
         put(chunk, key.host);
         chunk.append(body);
-        if (chunk.size() >= (size_t{1} << 20)) {
-            written = written && file.write(chunk.data(), static_cast<qint64>(chunk.size())) == static_cast<qint64>(chunk.size());
-            chunk.clear();
-        }
+        if (chunk.size() >= (size_t{1} << 20) && !write()) break;
     }
-    written = written && file.write(chunk.data(), static_cast<qint64>(chunk.size())) == static_cast<qint64>(chunk.size());
-    if (!written || !file.flush()) {
-        why_ = QStringLiteral("a sorted run could not be written: %1").arg(file.errorString());
+    if (!chunk.empty() && !write()) {
+        why_ = QStringLiteral("a sorted run could not be written: %1").arg(QString::fromLocal8Bit(std::strerror(errno ? errno : EIO)));
         return false;
     }
-    runs_.push_back(path);
+    runs_.push_back(Run{run.at, runsEnd_ - run.at});
     held_.clear();
     arena_.clear();
     return true;
@@ -295,14 +291,11 @@ bool Timeline::drainKeyed(const std::function<bool(const Key&, std::string_view 
     // next. Keys are unique (a record's sequence and field), so the order does not depend on the
     // runs'.
     sortKeys(held_);
+    // Each run read through a buffer of its own: 2 MiB, less where there are many runs, so that
+    // all of them take no more than a quarter of the budget (64 KiB at least).
+    const size_t buffer = std::clamp(budget_ / 4 / runs_.size(), size_t{64} << 10, size_t{2} << 20);
     std::vector<std::unique_ptr<RunReader>> readers;
-    for (const QString& run : runs_) {
-        readers.push_back(std::make_unique<RunReader>(run));
-        if (!readers.back()->ok()) {
-            why_ = QStringLiteral("a sorted run could not be read back");
-            return false;
-        }
-    }
+    for (const Run& run : runs_) readers.push_back(std::make_unique<RunReader>(runFile_, run, buffer));
     const size_t inMemory = readers.size();  // the source that is held_
     size_t nextHeld = 0;
     const auto keyOf = [&](size_t i) -> const Key& { return i == inMemory ? held_[nextHeld] : readers[i]->key(); };

@@ -2,15 +2,14 @@
 // event, and the events come out in time order whatever their number. A record's values are
 // kept once, as compact bytes in one arena, with its provenance (kept once for the records that
 // share it), and each of its events as a small fixed sort key pointing there; when those held
-// pass a memory budget the keys are sorted and the events written as a run to the private
-// temporary folder, and the runs are merged at the end with what is still held, so memory stays
+// pass a memory budget the keys are sorted and the events written as a run to an unnamed file of
+// the private temporary folder, and the runs are merged at the end with what is still held, so memory stays
 // bounded.
 // Equal times keep a stable order: the kind's place in the table, then the order the records were
 // read in (which follows the sources, then the rows).
 #pragma once
 
 #include <QString>
-#include <QTemporaryDir>
 #include <algorithm>
 #include <deque>
 #include <functional>
@@ -73,6 +72,11 @@ public:
     int runs() const { return static_cast<int>(runs_.size()); }
     const QString& why() const { return why_; }
 
+    // Where a sorted run lies in the runs' file.
+    struct Run {
+        uint64_t at, size;
+    };
+
     // The sort key of an event held in memory; `body` is where its record lies in the arena.
     struct Key {
         int64_t time;
@@ -93,7 +97,6 @@ private:
     bool spill();
     std::optional<UtcMicros> from_, to_;
     QString tempFolder_;
-    std::unique_ptr<QTemporaryDir> runFolder_;
     size_t budget_;
     std::vector<Key> held_;
     // Record bodies, each with its size first, in blocks that never move once written (no copy
@@ -138,7 +141,11 @@ private:
         size_t mostBytes_;
     };
     SharedProvenances shared_;
-    std::vector<QString> runs_;
+    // The sorted runs, one after another in one unnamed file: gone with the process however it
+    // ends, so no copy of what was read outlives it.
+    int runFile_ = -1;
+    uint64_t runsEnd_ = 0;
+    std::vector<Run> runs_;
     qint64 events_ = 0;
     uint64_t sequence_ = 0;
     std::vector<QByteArray> hosts_;

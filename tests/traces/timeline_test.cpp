@@ -1,5 +1,6 @@
 // The timeline: one event per time field, in time order with equal times kept in kind and read
 // order, the same whether it was sorted in memory or spilled to sorted runs and merged.
+#include <QDir>
 #include <QFile>
 #include <QProcess>
 #include <QTimeZone>
@@ -150,7 +151,8 @@ TEST(Timeline, EveryEventKeepsItsProvenanceSharedOrNot) {
 }
 
 // Many events (sorted on two cores, each half apart and then merged): time order, and equal times
-// in the order read, in memory and through runs.
+// in the order read, in memory, through a few runs and through thousands of them (more than a
+// process may open files). The runs leave no file with a name behind.
 TEST(Timeline, ManyEventsAtEqualTimesKeepTheOrderRead) {
     const TraceKind& kind = *findTraceKind("browser.history");
     size_t timeField = 0;
@@ -158,7 +160,7 @@ TEST(Timeline, ManyEventsAtEqualTimesKeepTheOrderRead) {
     const size_t idField = kind.fields.size() - 1;  // visit_id: the order read
     ASSERT_EQ(kind.fields[idField].type, FieldType::Integer);
     QTemporaryDir temp;
-    for (const size_t budget : {size_t{1} << 30, size_t{8} << 20}) {
+    for (const size_t budget : {size_t{1} << 30, size_t{8} << 20, size_t{16} << 10}) {
         Timeline events(temp.path(), budget);
         constexpr int64_t kRecords = 300000;
         for (int64_t i = 0; i < kRecords; ++i) {
@@ -167,6 +169,10 @@ TEST(Timeline, ManyEventsAtEqualTimesKeepTheOrderRead) {
             values[idField] = Value::integer(i);
             ASSERT_TRUE(events.record(kind, Provenance{}, values));
         }
+        if (budget == (size_t{16} << 10)) {
+            EXPECT_GT(events.runs(), 1024);
+        }
+        EXPECT_TRUE(QDir(temp.path()).isEmpty(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden));
         int64_t lastTime = -1, lastRead = -1, count = 0;
         ASSERT_TRUE(events.drain([&](const TimelineEvent& e) {
             const int64_t read = e.values[idField].number;
