@@ -223,29 +223,30 @@ std::shared_ptr<HiveFile> TraceContext::hive(const QString& windowsPath) {
         // Looked for again, and what opening it said said again: what each kind relies on is seen
         // by the volume (states of a volume are compared by it) and by the kind's reason for an
         // empty result, even where the hive was opened for an earlier kind.
-        for (const QString& path : hiveFiles_[key]) exists(path);
-        for (const auto& [kind, what, why] : hiveNotes_[key]) note(kind, what, why);
-        return it->second;
+        for (const QString& path : it->second.files) exists(path);
+        for (const auto& [kind, what, why] : it->second.notes) note(kind, what, why);
+        return it->second.file;
     }
-    std::shared_ptr<HiveFile>& slot = hives_[key];
-    hiveFiles_[key] = {windowsPath};
+    HeldHive& held = hives_[key];
+    held.files = {windowsPath};
     const QString label = QStringLiteral("hive");
-    if (!exists(windowsPath)) return slot;
+    if (!exists(windowsPath)) return nullptr;
     const auto file = system_.openFile(windowsPath, label);
-    if (!file) return slot;
+    if (!file) return nullptr;
     const auto openLog = [&](const QString& suffix) -> std::unique_ptr<QIODevice> {
-        hiveFiles_[key].append(windowsPath + suffix);
+        held.files.append(windowsPath + suffix);
         return exists(windowsPath + suffix) ? system_.openFile(windowsPath + suffix, label) : nullptr;
     };
     OpenedHive opened = openVolumeHive(*file, openLog, replayLogs);
-    std::vector<Finding>& notes = hiveNotes_[key];
     if (!opened.replay.isEmpty()) {
-        notes.push_back({opened.replayed ? FindingKind::Recovered : FindingKind::Damaged, label + QLatin1Char(' ') + windowsPath, opened.replay});
+        held.notes.push_back({opened.replayed ? FindingKind::Recovered : FindingKind::Damaged, label + QLatin1Char(' ') + windowsPath, opened.replay});
     }
-    if (!opened.file) notes.push_back({FindingKind::Damaged, label + QLatin1Char(' ') + windowsPath, QStringLiteral("not a registry hive (%1)").arg(opened.problem)});
-    for (const auto& [kind, what, why] : notes) note(kind, what, why);
-    slot = std::move(opened.file);
-    return slot;
+    if (!opened.file) {
+        held.notes.push_back({FindingKind::Damaged, label + QLatin1Char(' ') + windowsPath, QStringLiteral("not a registry hive (%1)").arg(opened.problem)});
+    }
+    for (const auto& [kind, what, why] : held.notes) note(kind, what, why);
+    held.file = std::move(opened.file);
+    return held.file;
 }
 
 TraceContext::LookedFor TraceContext::lookedFor() const {
@@ -279,12 +280,11 @@ QString TraceContext::emptyReason(const LookedFor& looked) {
 }
 
 void TraceContext::reportHiveLosses() {
-    for (const auto& [key, hive] : hives_) {
-        if (!hive) continue;
-        const QStringList losses = hive->takeLosses();
+    for (const auto& [key, held] : hives_) {
+        if (!held.file) continue;
+        const QStringList losses = held.file->takeLosses();
         if (losses.isEmpty()) continue;
-        const QStringList files = hiveFiles_.value(key);
-        const QString path = files.isEmpty() ? key : files.front();
+        const QString path = held.files.isEmpty() ? key : held.files.front();
         for (const QString& loss : losses) note(FindingKind::Damaged, QStringLiteral("hive ") + path, loss);
     }
 }

@@ -4,7 +4,6 @@
 // the run's state (the kind being read, a stop asked for, the user the run is narrowed to).
 #pragma once
 
-#include <QMap>
 #include <QString>
 #include <functional>
 #include <map>
@@ -127,10 +126,12 @@ private:
     std::optional<size_t> part_;
     std::optional<std::vector<UserProfile>> users_;
     std::optional<std::vector<BrowserProfile>> browsers_;
-    std::map<QString, std::shared_ptr<HiveFile>> hives_;  // by lower-cased path; nullptr: none
-    // The files each was read from: the path as it was asked for, then its logs.
-    QMap<QString, QStringList> hiveFiles_;
-    std::map<QString, std::vector<Finding>> hiveNotes_;  // what opening each said
+    struct HeldHive {
+        std::shared_ptr<HiveFile> file;  // nullptr: none
+        QStringList files;               // read from: the path as it was asked for, then its logs
+        std::vector<Finding> notes;      // what opening it said
+    };
+    std::map<QString, HeldHive> hives_;  // by lower-cased path
     std::vector<Finding> profileNotes_;                  // what finding the browser profiles said
     mutable std::vector<Finding>* capture_ = nullptr;    // where notes are kept as well
     std::function<void(FindingKind, const QString&, const QString&)> noteHook_;
