@@ -1,14 +1,13 @@
 #include "traces/body_file.h"
 
-#include <QFile>
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cstring>
-#include <fcntl.h>
 #include <thread>
 #include <unistd.h>
 
+#include "platform/io/unnamed_file.h"
 #include "platform/io/whole_io.h"
 #include "traces/record_body.h"
 
@@ -20,7 +19,7 @@ constexpr size_t kHeader = 8;
 
 }  // namespace
 
-BodyFile::BodyFile(const QString& folder) : fd_(::open(QFile::encodeName(folder).constData(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600)) {}
+BodyFile::BodyFile(const QString& folder) : fd_(openUnnamedFile(folder)) {}
 
 BodyFile::~BodyFile() {
     if (fd_ >= 0) ::close(fd_);

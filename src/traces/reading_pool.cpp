@@ -1,12 +1,10 @@
 #include "traces/reading_pool.h"
 
-#include <QFile>
 #include <atomic>
 #include <cerrno>
 #include <condition_variable>
 #include <cstring>
 #include <deque>
-#include <fcntl.h>
 #include <mutex>
 #include <optional>
 #include <thread>
@@ -14,6 +12,7 @@
 #include <vector>
 
 #include "platform/contained/fork_gate.h"
+#include "platform/io/unnamed_file.h"
 #include "platform/io/whole_io.h"
 #include "traces/record_body.h"
 
@@ -169,7 +168,7 @@ private:
     bool spill(const std::string& bytes, Chunk* chunk) {
         const std::lock_guard lock(spillMutex_);
         if (spillFd_ < 0) {
-            spillFd_ = ::open(QFile::encodeName(options_.spillFolder).constData(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
+            spillFd_ = openUnnamedFile(options_.spillFolder);
             if (spillFd_ < 0) return spillFailed();
         }
         if (!pwriteWhole(spillFd_, bytes.data(), bytes.size(), static_cast<uint64_t>(spillEnd_))) return spillFailed();

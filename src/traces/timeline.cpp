@@ -1,15 +1,14 @@
 #include "traces/timeline.h"
 
-#include <QFile>
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <fcntl.h>
 #include <queue>
 #include <thread>
 #include <unistd.h>
 
 #include "platform/contained/fork_gate.h"
+#include "platform/io/unnamed_file.h"
 #include "platform/io/whole_io.h"
 #include "traces/record_body.h"
 
@@ -219,7 +218,7 @@ bool Timeline::record(const TraceKind& kind, const Provenance& from, std::span<c
 
 bool Timeline::spill() {
     if (runFile_ < 0) {
-        runFile_ = ::open(QFile::encodeName(tempFolder_).constData(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
+        runFile_ = openUnnamedFile(tempFolder_);
         if (runFile_ < 0) {
             why_ = QStringLiteral("no room for sorted runs in %1: %2").arg(tempFolder_, QString::fromLocal8Bit(std::strerror(errno)));
             return false;

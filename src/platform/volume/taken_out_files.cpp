@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include "core/common/text.h"
+#include "platform/io/unnamed_file.h"
 #include "platform/contained/fork_gate.h"
 
 namespace kestrova {
@@ -44,7 +45,7 @@ std::unique_ptr<QIODevice> TakenOutFiles::open(const QString& what, Findings* fi
         };
         // Unnamed: nothing is left behind, whatever ends the program.
         copy = size <= kInMemory ? ::memfd_create("kestrova-evidence", MFD_CLOEXEC) : -1;
-        if (copy < 0) copy = ::open(QFile::encodeName(folder_).constData(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
+        if (copy < 0) copy = openUnnamedFile(folder_);
         if (copy < 0) {
             const int error = errno;
             done(-1);
